@@ -1,0 +1,67 @@
+set(PASSBRIDGE_CHECK_EXPORTS "${CMAKE_CURRENT_LIST_DIR}/check_exports.cmake")
+
+# Sets OUT to the "ordinal name" lines of an export list: one function a line, `#` begins a comment.
+function(passbridge_read_exports list_file out)
+  file(STRINGS "${list_file}" lines)
+  set(entries "")
+  foreach(line IN LISTS lines)
+    string(REGEX REPLACE "#.*$" "" line "${line}")
+    string(STRIP "${line}" line)
+    if(line STREQUAL "")
+      continue()
+    endif()
+    if(NOT line MATCHES "^([0-9]+)[ \t]+([A-Za-z_][A-Za-z0-9_]*)$")
+      message(FATAL_ERROR "${list_file}: '${line}' is not an ordinal and a name")
+    endif()
+    list(APPEND entries "${CMAKE_MATCH_1} ${CMAKE_MATCH_2}")
+  endforeach()
+  set(${out} "${entries}" PARENT_SCOPE)
+endfunction()
+
+# passbridge_export_list(TARGET LIST): the shared library exports exactly the functions of the list, in DLLs with their
+# ordinals and undecorated, and a test of the built file proves it. LIST: see passbridge_read_exports.
+function(passbridge_export_list target list_file)
+  cmake_path(ABSOLUTE_PATH list_file)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${list_file}")
+  passbridge_read_exports("${list_file}" entries)
+  if(WIN32)
+    passbridge_write_def(${target} "${entries}")
+  else()
+    passbridge_write_version_script(${target} "${entries}")
+  endif()
+  if(BUILD_TESTING)
+    add_test(
+      NAME ${target}_exports
+      COMMAND
+        ${CMAKE_COMMAND} -D "FILE=$<TARGET_FILE:${target}>" -D "LIST=${list_file}" -D "OBJDUMP=${CMAKE_OBJDUMP}" -D
+        "NM=${CMAKE_NM}" -D "SANITIZE=${PASSBRIDGE_SANITIZE}" -P "${PASSBRIDGE_CHECK_EXPORTS}")
+    set_tests_properties(${target}_exports PROPERTIES LABELS package)
+  endif()
+endfunction()
+
+function(passbridge_write_def target entries)
+  set(definition "${CMAKE_CURRENT_BINARY_DIR}/${target}.def")
+  set(text "EXPORTS\n")
+  foreach(entry IN LISTS entries)
+    string(REPLACE " " ";" parts "${entry}")
+    list(POP_FRONT parts ordinal name)
+    string(APPEND text "  ${name} @${ordinal}\n")
+  endforeach()
+  file(CONFIGURE OUTPUT "${definition}" CONTENT "${text}" @ONLY)
+  target_sources(${target} PRIVATE "${definition}")
+  # A definition file switches automatic exports off; on x86 its undecorated names stand for the stdcall symbols.
+  target_link_options(${target} PRIVATE -Wl,--enable-stdcall-fixup,--kill-at)
+endfunction()
+
+function(passbridge_write_version_script target entries)
+  set(script "${CMAKE_CURRENT_BINARY_DIR}/${target}.map")
+  set(text "{\n  global:\n")
+  foreach(entry IN LISTS entries)
+    string(REGEX REPLACE "^[0-9]+ " "" name "${entry}")
+    string(APPEND text "    ${name};\n")
+  endforeach()
+  string(APPEND text "  local:\n    *;\n};\n")
+  file(CONFIGURE OUTPUT "${script}" CONTENT "${text}" @ONLY)
+  target_link_options(${target} PRIVATE "-Wl,--version-script=${script}")
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${script}")
+endfunction()
