@@ -1,0 +1,51 @@
+#include "platform/posix/memory_ways.h"
+
+#include <gtest/gtest.h>
+
+#include "support.h"
+
+namespace passbridge::platform {
+namespace {
+
+using testing::Pages;
+using testing::Protection;
+
+// What the kernel offers decides which way is taken: here each is taken.
+TEST(MemoryWays, EachThatTheKernelOffersGivesTheSameAnswer) {
+  constexpr std::size_t kMany = 200;  // more than one call of process_vm_readv asks for
+  Pages pages(kMany + 4);
+  pages.Protect(kMany, Protection::ReadOnly);
+  pages.Protect(kMany + 1, Protection::None);
+  pages.Free(kMany + 3);
+  const auto range = [&](std::size_t first, std::size_t count) {
+    const auto begin = reinterpret_cast<std::uintptr_t>(pages.At(first, 10));
+    return MemoryRange{begin, begin + count * Pages::Size() - 10};
+  };
+  struct Case {
+    const char* what;
+    MemoryRange range;
+    bool readable;
+    bool writable;
+  };
+  const Case cases[] = {
+      {"writable", range(0, kMany), true, true},
+      {"read-only at the end", range(0, kMany + 1), true, false},
+      {"inaccessible at the end", range(0, kMany + 2), false, false},
+      {"writable after inaccessible", range(kMany + 2, 1), true, true},
+      {"freed at the end", range(kMany + 2, 2), false, false},
+      {"freed", range(kMany + 3, 1), false, false},
+  };
+  for (const Case& c : cases) {
+    const auto populating = AskByPopulating(c.range, MemoryUse::Read);
+    EXPECT_EQ(populating.value_or(c.readable), c.readable) << c.what;
+    const auto populatingForWriting = AskByPopulating(c.range, MemoryUse::Write);
+    EXPECT_EQ(populatingForWriting.value_or(c.writable), c.writable) << c.what;
+    EXPECT_EQ(AskByVmRead(c.range).value_or(c.readable), c.readable) << c.what;
+    EXPECT_EQ(AskByPipe(c.range), c.readable) << c.what;
+    EXPECT_EQ(AskByMaps(c.range, MemoryUse::Read), c.readable) << c.what;
+    EXPECT_EQ(AskByMaps(c.range, MemoryUse::Write), c.writable) << c.what;
+  }
+}
+
+}  // namespace
+}  // namespace passbridge::platform
