@@ -1,0 +1,124 @@
+#ifndef PASSBRIDGE_J2534_APP_MEMORY_H_
+#define PASSBRIDGE_J2534_APP_MEMORY_H_
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+/// Views of what an application passes by pointer. The standard's fields are `unsigned long`:
+/// 32 bits on Windows and for clients of the 32-bit build, 64 bits on Linux otherwise. These
+/// views know the width, so that everything behind the exports is written, and built, once.
+///
+/// A view does not check its pointer: CJ2534::ValidatePointer does, before the first access.
+namespace passbridge {
+
+/// Capacity of PASSTHRU_MSG.Data, in bytes.
+inline constexpr std::uint32_t kMaxMessageData = 4128;
+
+enum class FieldWidth : std::uint8_t { k32 = 4, k64 = 8 };
+
+/// An application's `unsigned long`, or an array of them. Stores write the full width.
+class AppValue {
+ public:
+  AppValue() = default;
+  AppValue(void* address, FieldWidth width) : address_(address), width_(width) {}
+  explicit AppValue(std::uint32_t& value) : AppValue(&value, FieldWidth::k32) {}
+
+  void* Address() const { return address_; }
+  std::size_t Size() const { return static_cast<std::size_t>(width_); }
+  AppValue operator[](std::size_t index) const {
+    return {static_cast<std::byte*>(address_) + index * Size(), width_};
+  }
+
+  /// The lower 32 bits of the value.
+  std::uint32_t Load() const;
+  void Store(std::uint32_t value) const;
+
+ private:
+  void* address_ = nullptr;
+  FieldWidth width_ = FieldWidth::k32;
+};
+
+/// What an ioctl gets: a pointer to something that depends on the ioctl, and the width of the
+/// `unsigned long` fields in it.
+struct AppPointer {
+  void* address = nullptr;
+  FieldWidth width = FieldWidth::k32;
+
+  /// The pointer as one to an `unsigned long`.
+  AppValue Value() const { return {address, width}; }
+};
+
+/// An SCONFIG_LIST: a number of entries, and a pointer to that many pairs of parameter and value.
+class AppConfigList {
+ public:
+  explicit AppConfigList(const AppPointer& pointer) : pointer_(pointer) {}
+
+  /// Size of the list structure itself, in bytes: natural alignment puts the pointer second.
+  static constexpr std::size_t kSize = 2 * sizeof(void*);
+
+  std::uint32_t Count() const { return AppValue(pointer_.address, pointer_.width).Load(); }
+  /// The entries as an array of values: parameter and value of each in turn.
+  AppValue Entries() const;
+
+ private:
+  AppPointer pointer_;
+};
+
+/// A PASSTHRU_MSG with 32-bit fields: what the library itself and its tests make.
+struct PassThruMsg {
+  std::uint32_t protocolId = 0;
+  std::uint32_t rxStatus = 0;
+  std::uint32_t txFlags = 0;
+  std::uint32_t timestamp = 0;
+  std::uint32_t dataSize = 0;
+  std::uint32_t extraDataIndex = 0;
+  std::array<std::uint8_t, kMaxMessageData> data{};
+};
+
+/// One PASSTHRU_MSG, or an array of them.
+class AppMessage {
+ public:
+  AppMessage() = default;
+  AppMessage(void* address, FieldWidth width) : address_(address), width_(width) {}
+  explicit AppMessage(PassThruMsg& message) : AppMessage(&message, FieldWidth::k32) {}
+
+  void* Address() const { return address_; }
+  explicit operator bool() const { return address_ != nullptr; }
+  /// Size of one message, in bytes.
+  std::size_t Size() const { return kFields * static_cast<std::size_t>(width_) + kMaxMessageData; }
+  AppMessage operator[](std::size_t index) const {
+    return {static_cast<std::byte*>(address_) + index * Size(), width_};
+  }
+
+  std::uint32_t ProtocolId() const { return Field(0).Load(); }
+  std::uint32_t RxStatus() const { return Field(1).Load(); }
+  std::uint32_t TxFlags() const { return Field(2).Load(); }
+  std::uint32_t Timestamp() const { return Field(3).Load(); }
+  std::uint32_t DataSize() const { return Field(4).Load(); }
+  std::uint32_t ExtraDataIndex() const { return Field(5).Load(); }
+  void SetProtocolId(std::uint32_t value) const { Field(0).Store(value); }
+  void SetRxStatus(std::uint32_t value) const { Field(1).Store(value); }
+  void SetTxFlags(std::uint32_t value) const { Field(2).Store(value); }
+  void SetTimestamp(std::uint32_t value) const { Field(3).Store(value); }
+  void SetDataSize(std::uint32_t value) const { Field(4).Store(value); }
+  void SetExtraDataIndex(std::uint32_t value) const { Field(5).Store(value); }
+
+  /// The whole data area.
+  std::uint8_t* Data() const { return reinterpret_cast<std::uint8_t*>(Field(kFields).Address()); }
+  /// The bytes in use; never more than the data area, whatever DataSize says.
+  std::span<std::uint8_t> Bytes() const;
+
+ private:
+  static constexpr std::size_t kFields = 6;
+
+  AppValue Field(std::size_t index) const { return AppValue(address_, width_)[index]; }
+
+  void* address_ = nullptr;
+  FieldWidth width_ = FieldWidth::k32;
+};
+
+}  // namespace passbridge
+
+#endif  // PASSBRIDGE_J2534_APP_MEMORY_H_

@@ -1,0 +1,104 @@
+#ifndef PASSBRIDGE_PDU_ITEM_H_
+#define PASSBRIDGE_PDU_ITEM_H_
+
+#include <atomic>
+#include <cstdint>
+#include <utility>
+
+#include "pdu/pdu_api.h"
+
+namespace passbridge::pdu {
+
+/// Gives an item back to the D-PDU library.
+inline T_PDU_ERROR DestroyItem(void* item) {
+  return Api().PDUDestroyItem(static_cast<PDU_ITEM*>(item));
+}
+
+/// Owns one item that the D-PDU library handed out (an event, a module list, a ComParam, the
+/// output of an I/O control): PDUDestroyItem is called exactly once, whatever path is taken.
+template <typename T>
+class Item {
+ public:
+  Item() = default;
+  explicit Item(T* item) : item_(item) {}
+  Item(Item&& other) noexcept : item_(std::exchange(other.item_, nullptr)) {}
+  Item& operator=(Item&& other) noexcept {
+    if (this != &other) {
+      Destroy();
+      item_ = std::exchange(other.item_, nullptr);
+    }
+    return *this;
+  }
+  Item(const Item&) = delete;
+  Item& operator=(const Item&) = delete;
+  ~Item() { Destroy(); }
+
+  T* get() const { return item_; }
+  T* operator->() const { return item_; }
+  explicit operator bool() const { return item_ != nullptr; }
+
+  /// The cell into which a D-PDU call writes its item. Null before the call: some libraries leave
+  /// it untouched.
+  T** Out() {
+    Destroy();
+    return &item_;
+  }
+
+  /// Destroys the item now; for callers that must know the result.
+  T_PDU_ERROR Destroy() {
+    T* const item = std::exchange(item_, nullptr);
+    return item != nullptr ? DestroyItem(item) : T_PDU_ERROR{PDU_STATUS_NOERROR};
+  }
+
+  T* Release() { return std::exchange(item_, nullptr); }
+
+ private:
+  T* item_ = nullptr;
+};
+
+/// One event item of whose bytes several messages are made: it is destroyed when the last of them
+/// lets go. Copies may live on different threads; one object is used by one thread at a time.
+class SharedEventItem {
+ public:
+  SharedEventItem() = default;
+  /// Takes the item over.
+  explicit SharedEventItem(Item<PDU_EVENT_ITEM> item)
+      : shared_(item ? new Shared{std::move(item)} : nullptr) {}
+  SharedEventItem(const SharedEventItem& other) : shared_(other.shared_) {
+    if (shared_ != nullptr) shared_->users.fetch_add(1, std::memory_order_relaxed);
+  }
+  SharedEventItem(SharedEventItem&& other) noexcept
+      : shared_(std::exchange(other.shared_, nullptr)) {}
+  SharedEventItem& operator=(SharedEventItem other) noexcept {
+    std::swap(shared_, other.shared_);
+    return *this;
+  }
+  ~SharedEventItem() { Release(); }
+
+  PDU_EVENT_ITEM* get() const { return shared_ != nullptr ? shared_->item.get() : nullptr; }
+  PDU_EVENT_ITEM* operator->() const { return get(); }
+  explicit operator bool() const { return shared_ != nullptr; }
+
+  /// Lets go. The result is that of PDUDestroyItem if this was the last user, else success.
+  T_PDU_ERROR Release() {
+    Shared* const shared = std::exchange(shared_, nullptr);
+    if (shared == nullptr || shared->users.fetch_sub(1, std::memory_order_acq_rel) != 1) {
+      return PDU_STATUS_NOERROR;
+    }
+    const T_PDU_ERROR result = shared->item.Destroy();
+    delete shared;
+    return result;
+  }
+
+ private:
+  struct Shared {
+    Item<PDU_EVENT_ITEM> item;
+    std::atomic<std::uint32_t> users{1};
+  };
+
+  Shared* shared_ = nullptr;
+};
+
+}  // namespace passbridge::pdu
+
+#endif  // PASSBRIDGE_PDU_ITEM_H_

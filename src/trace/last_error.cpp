@@ -1,0 +1,29 @@
+#include "trace/last_error.h"
+
+#include <algorithm>
+
+namespace passbridge {
+
+LastErrorRecord& LastErrorRecord::Instance() {
+  // Never destroyed: an event thread that outlives a careless process end may still report.
+  static auto* const record = new LastErrorRecord;  // NOLINT(cppcoreguidelines-owning-memory)
+  return *record;
+}
+
+void LastErrorRecord::SetCodes(Location location, std::uint32_t pduCode) {
+  location_.store(location, std::memory_order_relaxed);
+  pduCode_.store(pduCode, std::memory_order_relaxed);
+}
+
+std::string LastErrorRecord::Text() const {
+  platform::MutexLock lock(textLock_);
+  return {text_.data(), textSize_};
+}
+
+void LastErrorRecord::SetText(std::string_view text) {
+  platform::MutexLock lock(textLock_);
+  textSize_ = std::min(text.size(), text_.size());
+  std::copy_n(text.begin(), textSize_, text_.begin());
+}
+
+}  // namespace passbridge
