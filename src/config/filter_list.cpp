@@ -1,0 +1,146 @@
+#include "config/filter_list.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "passbridge/j2534.h"
+#include "trace/method.h"
+
+namespace passbridge {
+
+namespace {
+
+/// A filter is refused when more than these are held already: a list holds one more.
+constexpr std::size_t kMaxPassBlockFilters = 64;
+constexpr std::size_t kMaxFlowControlFilters = 64;
+
+constexpr const char* kDownloadFailed = "Could not download filters into PDU API.";
+
+constexpr Method List(const char* name, std::uint8_t number) {
+  return {name, Module::FilterList, number};
+}
+
+}  // namespace
+
+CJ2534FilterList::CJ2534FilterList() { TracePassage("CJ2534FilterList::CJ2534FilterList()"); }
+
+CJ2534FilterList::CJ2534FilterList(ChannelLink* channel) : channel_(channel) {
+  TracePassage("CJ2534FilterList::CJ2534FilterList(CJ2534Channel*)");
+}
+
+CJ2534FilterList::~CJ2534FilterList() { TracePassage("CJ2534FilterList::~CJ2534FilterList()"); }
+
+Status CJ2534FilterList::Initialize(ChannelLink* channel) {
+  return Traced(List("CJ2534FilterList::Initialize()", 0x04), [&](Exits& exit) -> Status {
+    if (channel == nullptr) {
+      return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid J2534 Channel pointer.");
+    }
+    channel_ = channel;
+    if (const Status status = ClearJ2534Filters()) {
+      return exit.PassOn(2, status, "Error clearing a J2534 Filter List.");
+    }
+    return exit.Normal();
+  });
+}
+
+bool CJ2534FilterList::HasEqual(const CJ2534Filter& filter) const {
+  return std::any_of(filters_.begin(), filters_.end(),
+                     [&filter](const auto& entry) { return entry.second->Equals(filter); });
+}
+
+Status CJ2534FilterList::CheckUnique(const CJ2534Filter& filter) const {
+  for (const auto& [id, held] : filters_) {
+    if (const Status status = held->IsUnique(filter)) return status;
+  }
+  return STATUS_NOERROR;
+}
+
+std::uint32_t CJ2534FilterList::FreeFilterId() const {
+  std::uint32_t candidate = 1;
+  for (const auto& [id, filter] : filters_) {
+    if (id != candidate) break;
+    ++candidate;
+  }
+  return candidate;
+}
+
+Status CJ2534FilterList::StartJ2534Filter(std::unique_ptr<CJ2534Filter>&& filter) {
+  return Traced(List("CJ2534FilterList::StartJ2534Filter()", 0x05), [&](Exits& exit) -> Status {
+    if (filter == nullptr) return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid filter pointer.");
+    if (filter->IsPassOrBlock()) {
+      if (filters_.size() > kMaxPassBlockFilters) {
+        return exit.Fail(2, ERR_EXCEEDED_LIMIT, "Too many non-ISO15765 Filters.");
+      }
+      if (HasEqual(*filter)) filter->SetDuplicate();
+    } else if (filter->IsFlowControl()) {
+      if (filters_.size() > kMaxFlowControlFilters) {
+        return exit.Fail(3, ERR_EXCEEDED_LIMIT, "Too many ISO15765 Filters.");
+      }
+      if (const Status status = CheckUnique(*filter)) {
+        return exit.PassOn(4, status, "Filter is not unique.");
+      }
+    } else {
+      return exit.Fail(5, ERR_FAILED, "Invalid Filter Type");
+    }
+    const std::uint32_t filterId = FreeFilterId();
+    filter->SetFilterId(filterId);
+    filters_.emplace(filterId, std::move(filter));
+    return exit.Normal();
+  });
+}
+
+Status CJ2534FilterList::StopJ2534Filter(std::uint32_t filterId) {
+  return Traced(List("CJ2534FilterList::StopJ2534Filter()", 0x06), [&](Exits& exit) -> Status {
+    const auto found = filters_.find(filterId);
+    if (found == filters_.end()) {
+      return exit.PassOn(1, ERR_INVALID_FILTER_ID, "Invalid FilterID.");
+    }
+    const bool wasFlowControl = found->second->IsFlowControl();
+    filters_.erase(found);
+    if (const Status status = DownloadJ2534Filters(!wasFlowControl, wasFlowControl, true)) {
+      return exit.PassOn(3, status, kDownloadFailed);
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534FilterList::ClearJ2534PassBlockFilters() {
+  // Shares the number of StopJ2534Filter; its exits follow.
+  constexpr Method kMethod = List("CJ2534FilterList::ClearJ2534PassBlockFilters()", 0x06);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    const std::size_t removed =
+        std::erase_if(filters_, [](const auto& entry) { return entry.second->IsPassOrBlock(); });
+    if (removed == 0) return exit.Normal();
+    if (const Status status = DownloadJ2534Filters(true, false, true)) {
+      return exit.PassOn(6, status, kDownloadFailed);
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534FilterList::ClearJ2534Filters() {
+  return Traced(List("CJ2534FilterList::ClearJ2534Filters()", 0x07), [&](Exits& exit) -> Status {
+    filters_.clear();
+    if (const Status status = DownloadJ2534Filters(true, true, true)) {
+      return exit.PassOn(1, status, kDownloadFailed);
+    }
+    return exit.Normal();
+  });
+}
+
+bool CJ2534FilterList::HasPassBlockFilters() const {
+  return std::any_of(filters_.begin(), filters_.end(),
+                     [](const auto& entry) { return entry.second->IsPassOrBlock(); });
+}
+
+bool CJ2534FilterList::HasFlowControlFor(std::span<const std::uint8_t> data) const {
+  return std::any_of(filters_.begin(), filters_.end(), [data](const auto& entry) {
+    const CJ2534Filter& filter = *entry.second;
+    const std::span<const std::uint8_t> start = filter.FlowControl();
+    return filter.IsFlowControl() && start.size() <= data.size() &&
+           std::ranges::equal(start, data.first(start.size()));
+  });
+}
+
+}  // namespace passbridge

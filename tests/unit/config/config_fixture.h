@@ -1,0 +1,87 @@
+#ifndef PASSBRIDGE_UNIT_CONFIG_CONFIG_FIXTURE_H_
+#define PASSBRIDGE_UNIT_CONFIG_CONFIG_FIXTURE_H_
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "config/channel_link.h"
+#include "pdu/com_param.h"
+#include "support/scripted_pdu.h"
+#include "trace/location.h"
+
+namespace passbridge::test {
+
+/// What a call gave: its status, its own report ("0E030005 Mask Data Size is too big."; empty for a
+/// normal exit) and the location that the last-error record has since, 0 for none.
+struct Outcome {
+  Status status;
+  std::string report;
+  Location recorded;
+};
+
+/// Calls with the trace on.
+Outcome Observe(const std::function<Status()>& call);
+
+/// Compares; the report only where the trace can be seen (on Windows it goes to the debugger).
+void ExpectReport(const Outcome& outcome, Status status, const std::string& report);
+
+/// A channel that remembers what the lists do to it. ComParams keep what was written.
+class FakeChannel : public ChannelLink {
+ public:
+  using Write = std::pair<UNUM32, UNUM32>;  // ComParam identifier and value
+
+  FakeChannel(std::uint32_t channelProtocolId, ProtocolType channelProtocolType)
+      : protocolId(channelProtocolId), protocolType(channelProtocolType) {}
+  virtual ~FakeChannel() = default;
+
+  std::uint32_t ChannelProtocolId() const override { return protocolId; }
+  ProtocolType ChannelProtocolType() const override { return protocolType; }
+  UNUM32 ModuleHandle() const override { return 7; }
+  UNUM32 CllHandle() const override { return 9; }
+  bool IsVehicleConnected() const override { return connected; }
+  Status GetPDUValue(UNUM32 comParamId, UNUM32* value) override {
+    *value = values[comParamId];
+    return getStatus;
+  }
+  Status SetPduComParam(UNUM32 comParamId, const void* value, std::uint32_t size) override {
+    EXPECT_EQ(size, 4u);
+    std::memcpy(&values[comParamId], value, 4);
+    writes.emplace_back(comParamId, values[comParamId]);
+    return setStatus;
+  }
+  Status CommitComParams() override {
+    ++commits;
+    return commitStatus;
+  }
+  std::span<const std::uint8_t> FunctionalAddresses() const override { return functionalAddresses; }
+
+  std::uint32_t protocolId;
+  ProtocolType protocolType;
+  bool connected = true;
+  Status getStatus = 0;
+  Status setStatus = 0;
+  Status commitStatus = 0;
+  std::map<UNUM32, UNUM32> values;
+  std::vector<Write> writes;
+  int commits = 0;
+  std::vector<std::uint8_t> functionalAddresses;
+};
+
+/// With a D-PDU library whose identifiers are known.
+class ConfigTest : public testing::Test {
+ protected:
+  ConfigTest();
+
+  ScriptedPdu library_;
+};
+
+}  // namespace passbridge::test
+
+#endif  // PASSBRIDGE_UNIT_CONFIG_CONFIG_FIXTURE_H_
