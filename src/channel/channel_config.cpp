@@ -1,0 +1,146 @@
+// GET_CONFIG and SET_CONFIG of a channel.
+
+#include "channel/channel.h"
+#include "platform/memory_probe.h"
+#include "trace/method.h"
+
+namespace passbridge {
+
+namespace {
+
+constexpr Method Channel(const char* name, std::uint8_t number) {
+  return {name, Module::Channel, number};
+}
+
+bool IsReadableList(const AppPointer& input) {
+  return platform::IsReadable(input.address, AppConfigList::kSize);
+}
+
+std::size_t SizeOfEntries(const AppConfigList& list, const AppValue& entries) {
+  return 2 * entries.Size() * std::size_t{list.Count()};
+}
+
+}  // namespace
+
+Status CJ2534Channel::PassThruIoctl_GET_CONFIG(const AppPointer& input) {
+  constexpr Method kMethod = Channel("CJ2534Channel::PassThruIoctl_GET_CONFIG()", 0x18);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (j1962Pins_ == 0) {
+      return exit.Fail(1, ERR_PIN_INVALID, "Error getting J1962 Pins value to use.");
+    }
+    if (!IsReadableList(input)) return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Input pointer.");
+    const AppConfigList list(input);
+    const AppValue entries = list.Entries();
+    if (list.Count() != 0 &&
+        !platform::IsWritable(entries.Address(), SizeOfEntries(list, entries))) {
+      return exit.Fail(3, ERR_NULL_PARAMETER, "NULL Input pointer.");
+    }
+    for (std::size_t i = 0; i < list.Count(); ++i) {
+      const std::uint32_t parameter = entries[2 * i].Load();
+      std::uint32_t value = j1962Pins_;
+      if (parameter != J1962_PINS) {
+        const Status status = parameterList_ != nullptr
+                                  ? parameterList_->GetJ2534ParameterValue(parameter, &value)
+                                  : Status{ERR_FAILED};
+        if (status != STATUS_NOERROR) {
+          return exit.PassOn(4, status, "Error reading parameter value.");
+        }
+      }
+      entries[2 * i + 1].Store(value);
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534Channel::SetParameters(const Exits& exit, const AppConfigList& list, bool& pinsSet,
+                                    bool& mixedFormatSet) {
+  const AppValue entries = list.Entries();
+  for (std::size_t i = 0; i < list.Count(); ++i) {
+    const std::uint32_t parameter = entries[2 * i].Load();
+    const std::uint32_t value = entries[2 * i + 1].Load();
+    if (parameter == J1962_PINS) {
+      // The pins of a link that is up cannot change under it.
+      if (hasLink_ && value != j1962Pins_) {
+        return exit.Fail(3, ERR_CHANNEL_IN_USE, "Error setting J2534 Parameter value.");
+      }
+      pinsSet = pinsSet || !hasLink_;
+      j1962Pins_ = value;
+      continue;
+    }
+    if (parameter == CAN_MIXED_FORMAT) mixedFormatSet = IsIso15765Type(Type());
+    const Status status = parameterList_ != nullptr
+                              ? parameterList_->SetJ2534ParameterValue(parameter, value)
+                              : Status{ERR_FAILED};
+    if (status != STATUS_NOERROR) {
+      return exit.PassOn(3, status, "Error setting J2534 Parameter value.");
+    }
+    if (parameter == DATA_RATE) baudRate_ = value;
+  }
+  return STATUS_NOERROR;
+}
+
+Status CJ2534Channel::PassThruIoctl_SET_CONFIG(const AppPointer& input) {
+  constexpr Method kMethod = Channel("CJ2534Channel::PassThruIoctl_SET_CONFIG()", 0x0E);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (!IsReadableList(input)) return exit.Fail(1, ERR_NULL_PARAMETER, "NULL Input pointer.");
+    const AppConfigList list(input);
+    const AppValue entries = list.Entries();
+    if (!platform::IsReadable(entries.Address(), SizeOfEntries(list, entries))) {
+      return exit.Fail(2, ERR_NULL_PARAMETER, "NULL SCONFIG pointer.");
+    }
+    bool pinsSet = false;
+    bool mixedFormatSet = false;
+    if (const Status status = SetParameters(exit, list, pinsSet, mixedFormatSet)) return status;
+    if (pinsSet) {
+      if (const Status status = ConnectToVehicle()) {
+        j1962Pins_ = 0;
+        return exit.PassOn(4, status, "Error connecting to vehicle.");
+      }
+    }
+    if (!vehicleConnected_) {
+      return Exits::NormalAs(
+          "CJ2534Channel::PassThruIoctl_SET_CONFIG() without update PDU ComParameters.");
+    }
+    if (const Status status = parameterList_->DownloadParameters()) {
+      return exit.PassOn(6, status, "Error downloanding Parameter Values.");
+    }
+    if (const Status status = SendUpdateComPrimitive(false)) {
+      return exit.PassOn(7, status, "Error committing Parameter Value.");
+    }
+    if (mixedFormatSet) {
+      if (const Status status = ClearForMixedFormat(exit)) return status;
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534Channel::ClearForMixedFormat(const Exits& exit) {
+  const auto report = [&exit](Status status, const char* message) {
+    return ReportError(exit.Name(), message, status, MakeLocation(Module::Channel, 0x24, 2), 0,
+                       false);
+  };
+  if (filterList_ != nullptr) {
+    if (const Status status = filterList_->ClearJ2534PassBlockFilters()) {
+      return report(status, "Error clearing Pass/Block Message Filters.");
+    }
+  }
+  if (const Status status = PassThruIoctl_CLEAR_TX_BUFFER()) {
+    return report(status, "Error clearing Tx buffer.");
+  }
+  if (const Status status = PassThruIoctl_CLEAR_RX_BUFFER()) {
+    return report(status, "Error clearing Rx Buffer.");
+  }
+  return STATUS_NOERROR;
+}
+
+Status CJ2534Channel::SetOneParameter(std::uint32_t parameter, std::uint32_t value) {
+  std::array<std::uint32_t, 2> entry{parameter, value};
+  struct {
+    alignas(void*) std::uint32_t count = 1;
+    void* entries = nullptr;
+  } list;
+  list.entries = entry.data();
+  return PassThruIoctl_SET_CONFIG({&list, FieldWidth::k32});
+}
+
+}  // namespace passbridge

@@ -1,0 +1,211 @@
+// The ioctls of a channel: one table from identifier to handler, and the handlers of the base.
+
+#include <algorithm>
+#include <array>
+
+#include "channel/channel.h"
+#include "pdu/io_control.h"
+#include "pdu/pdu_api.h"
+#include "pdu/result_map.h"
+#include "platform/memory_probe.h"
+#include "trace/method.h"
+
+namespace passbridge {
+
+namespace {
+
+constexpr Method Channel(const char* name, std::uint8_t number) {
+  return {name, Module::Channel, number};
+}
+
+constexpr const char* kNoPins = "Error getting J1962 Pins value to use.";
+
+/// The two clearing I/O controls of a link.
+constexpr pdu::ResultMap kClearResults{ERR_FAILED,
+                                       {{PDU_ERR_COMM_PC_TO_VCI_FAILED, ERR_DEVICE_NOT_CONNECTED},
+                                        {PDU_ERR_PDUAPI_NOT_CONSTRUCTED, ERR_DEVICE_NOT_CONNECTED},
+                                        {PDU_ERR_INVALID_HANDLE, ERR_INVALID_CHANNEL_ID},
+                                        {PDU_ERR_ID_NOT_SUPPORTED, ERR_NOT_SUPPORTED}}};
+
+using Handler = Status (*)(CJ2534Channel&, const AppPointer& input, const AppPointer& output);
+
+struct IoctlRow {
+  std::uint32_t ioctlId;
+  Handler handler;
+  bool alsoOnPeriodicChannel = false;
+};
+
+// One adapter for each shape of handler.
+template <Status (CJ2534Channel::*kMethod)()>
+Status Plain(CJ2534Channel& channel, const AppPointer& /*input*/, const AppPointer& /*output*/) {
+  return (channel.*kMethod)();
+}
+template <Status (CJ2534Channel::*kMethod)(const AppPointer&)>
+Status WithInput(CJ2534Channel& channel, const AppPointer& input, const AppPointer& /*output*/) {
+  return (channel.*kMethod)(input);
+}
+template <Status (CJ2534Channel::*kMethod)(const AppPointer&, const AppPointer&)>
+Status WithBoth(CJ2534Channel& channel, const AppPointer& input, const AppPointer& output) {
+  return (channel.*kMethod)(input, output);
+}
+
+using C = CJ2534Channel;
+
+constexpr std::array<IoctlRow, 20> kIoctls{{
+    {GET_CONFIG, WithInput<&C::PassThruIoctl_GET_CONFIG>},
+    {SET_CONFIG, WithInput<&C::PassThruIoctl_SET_CONFIG>, true},
+    {FIVE_BAUD_INIT, WithBoth<&C::PassThruIoctl_FIVE_BAUD_INIT>},
+    {FAST_INIT, WithBoth<&C::PassThruIoctl_FAST_INIT>},
+    {CLEAR_TX_BUFFER, Plain<&C::PassThruIoctl_CLEAR_TX_BUFFER>, true},
+    {CLEAR_RX_BUFFER, Plain<&C::PassThruIoctl_CLEAR_RX_BUFFER>, true},
+    {CLEAR_PERIODIC_MSGS, Plain<&C::PassThruIoctl_CLEAR_PERIODIC_MSGS>, true},
+    {CLEAR_MSG_FILTERS, Plain<&C::PassThruIoctl_CLEAR_MSG_FILTERS>},
+    {CLEAR_FUNCT_MSG_LOOKUP_TABLE, Plain<&C::PassThruIoctl_CLEAR_FUNCT_MSG_LOOKUP_TABLE>},
+    {ADD_TO_FUNCT_MSG_LOOKUP_TABLE, WithInput<&C::PassThruIoctl_ADD_TO_FUNCT_MSG_LOOKUP_TABLE>},
+    {DELETE_FROM_FUNCT_MSG_LOOKUP_TABLE,
+     WithInput<&C::PassThruIoctl_DELETE_FROM_FUNCT_MSG_LOOKUP_TABLE>},
+    {SW_CAN_HS, Plain<&C::PassThruIoctl_SW_CAN_HS>, true},
+    {SW_CAN_NS, Plain<&C::PassThruIoctl_SW_CAN_NS>, true},
+    {SET_POLL_RESPONSE, WithInput<&C::PassThruIoctl_SET_POLL_RESPONSE>},
+    {BECOME_MASTER, WithInput<&C::PassThruIoctl_BECOME_MASTER>},
+    {START_REPEAT_MESSAGE, WithBoth<&C::PassThruIoctl_START_REPEAT_MESSAGE>},
+    {QUERY_REPEAT_MESSAGE, WithBoth<&C::PassThruIoctl_QUERY_REPEAT_MESSAGE>},
+    {STOP_REPEAT_MESSAGE, WithInput<&C::PassThruIoctl_STOP_REPEAT_MESSAGE>},
+    {PROTECT_J1939_ADDR, WithInput<&C::PassThruIoctl_PROTECT_J1939_ADDR>},
+    {J1850PWM_TERMINATION, WithInput<&C::PassThruIoctl_J1850PWM_TERMINATION>},
+}};
+
+Status NotSupported(const char* name, std::uint8_t number) {
+  return Traced(Channel(name, number), [](Exits& exit) -> Status {
+    return exit.PassOn(0, ERR_NOT_SUPPORTED, "Not Supported.");
+  });
+}
+
+}  // namespace
+
+Status CJ2534Channel::PassThruIoctl(std::uint32_t ioctlId, const AppPointer& input,
+                                    const AppPointer& output) {
+  return Traced(Channel("CJ2534Channel::PassThruIoctl()", 0x27), [&](Exits& exit) -> Status {
+    const auto* const row =
+        std::find_if(kIoctls.begin(), kIoctls.end(),
+                     [ioctlId](const IoctlRow& candidate) { return candidate.ioctlId == ioctlId; });
+    const Status status =
+        row != kIoctls.end() ? row->handler(*this, input, output) : Status{ERR_INVALID_IOCTL_ID};
+    if (row != kIoctls.end() && row->alsoOnPeriodicChannel && ownPeriodicChannel_ != nullptr) {
+      row->handler(*ownPeriodicChannel_, input, output);
+    }
+    if (status != STATUS_NOERROR) return exit.PassOn(1, status, "Error performing IOCTL");
+    return exit.Normal();
+  });
+}
+
+Status CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER() {
+  constexpr Method kMethod = Channel("CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER()", 0x11);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
+    CJ2534EventProcessor* const processor = Processor();
+    if (processor == nullptr || processor->GetPendingTxCopCount() == 0) return exit.Normal();
+    const T_PDU_ERROR result =
+        pdu::Api().PDUIoCtl(moduleHandle_, cllHandle_,
+                            pdu::IoControlId(pdu::IoControl::ClearTxPending), nullptr, nullptr);
+    if (const Status status = kClearResults(result)) {
+      return exit.Fail(2, status, "Error Clearing TX Buffer.", result);
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534Channel::PassThruIoctl_CLEAR_RX_BUFFER() {
+  constexpr Method kMethod = Channel("CJ2534Channel::PassThruIoctl_CLEAR_RX_BUFFER()", 0x12);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
+    const T_PDU_ERROR result =
+        pdu::Api().PDUIoCtl(moduleHandle_, cllHandle_,
+                            pdu::IoControlId(pdu::IoControl::ClearRxQueue), nullptr, nullptr);
+    if (const Status status = kClearResults(result)) {
+      return exit.Fail(2, status, "Error clearing PDU Receive Queue.", result);
+    }
+    if (const Status status = receiveBuffer_->Clear()) {
+      return exit.PassOn(3, status, "Error clearing J2534 Receive Buffer.");
+    }
+    rxEvent_->Reset();
+    return exit.Normal();
+  });
+}
+
+Status CJ2534Channel::PassThruIoctl_CLEAR_PERIODIC_MSGS() {
+  constexpr Method kMethod = Channel("CJ2534Channel::PassThruIoctl_CLEAR_PERIODIC_MSGS()", 0x13);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
+    while (!periodicMessages_.empty()) {
+      const Status status = StopPeriodicMsgEx(periodicMessages_.front());
+      if (status == ERR_INVALID_MSG_ID) return exit.PassOn(2, ERR_FAILED, "Invalid Message ID.");
+      if (status != STATUS_NOERROR) {
+        return exit.PassOn(3, status, "Error stopping Periodic Message.");
+      }
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534Channel::PassThruIoctl_CLEAR_MSG_FILTERS() {
+  constexpr Method kMethod = Channel("CJ2534Channel::PassThruIoctl_CLEAR_MSG_FILTERS()", 0x14);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
+    if (filterList_ != nullptr) {
+      if (const Status status = filterList_->ClearJ2534Filters()) {
+        return exit.PassOn(2, status, "Error clearing J2534 filters.");
+      }
+    }
+    return exit.Normal();
+  });
+}
+
+// What only some protocols have.
+
+Status CJ2534Channel::PassThruIoctl_FIVE_BAUD_INIT(const AppPointer& /*input*/,
+                                                   const AppPointer& /*output*/) {
+  return ERR_INVALID_IOCTL_ID;
+}
+Status CJ2534Channel::PassThruIoctl_FAST_INIT(const AppPointer& /*input*/,
+                                              const AppPointer& /*output*/) {
+  return ERR_INVALID_IOCTL_ID;
+}
+Status CJ2534Channel::PassThruIoctl_CLEAR_FUNCT_MSG_LOOKUP_TABLE() { return ERR_INVALID_IOCTL_ID; }
+Status CJ2534Channel::PassThruIoctl_ADD_TO_FUNCT_MSG_LOOKUP_TABLE(const AppPointer& /*input*/) {
+  return ERR_INVALID_IOCTL_ID;
+}
+Status CJ2534Channel::PassThruIoctl_DELETE_FROM_FUNCT_MSG_LOOKUP_TABLE(
+    const AppPointer& /*input*/) {
+  return ERR_INVALID_IOCTL_ID;
+}
+Status CJ2534Channel::PassThruIoctl_SW_CAN_HS() { return ERR_INVALID_IOCTL_ID; }
+Status CJ2534Channel::PassThruIoctl_SW_CAN_NS() { return ERR_INVALID_IOCTL_ID; }
+Status CJ2534Channel::PassThruIoctl_SET_POLL_RESPONSE(const AppPointer& /*input*/) {
+  return ERR_INVALID_IOCTL_ID;
+}
+Status CJ2534Channel::PassThruIoctl_BECOME_MASTER(const AppPointer& /*input*/) {
+  return ERR_INVALID_IOCTL_ID;
+}
+
+// What no protocol has.
+
+Status CJ2534Channel::PassThruIoctl_START_REPEAT_MESSAGE(const AppPointer& /*input*/,
+                                                         const AppPointer& /*output*/) {
+  return NotSupported("CJ2534Channel::PassThruIoctl_START_REPEAT_MESSAGE()", 0x2C);
+}
+Status CJ2534Channel::PassThruIoctl_QUERY_REPEAT_MESSAGE(const AppPointer& /*input*/,
+                                                         const AppPointer& /*output*/) {
+  return NotSupported("CJ2534Channel::PassThruIoctl_QUERY_REPEAT_MESSAGE()", 0x2D);
+}
+Status CJ2534Channel::PassThruIoctl_STOP_REPEAT_MESSAGE(const AppPointer& /*input*/) {
+  return NotSupported("CJ2534Channel::PassThruIoctl_STOP_REPEAT_MESSAGE()", 0x2E);
+}
+Status CJ2534Channel::PassThruIoctl_PROTECT_J1939_ADDR(const AppPointer& /*input*/) {
+  return NotSupported("CJ2534Channel::PassThruIoctl_PROTECT_J1939_ADDR()", 0x30);
+}
+Status CJ2534Channel::PassThruIoctl_J1850PWM_TERMINATION(const AppPointer& /*input*/) {
+  return NotSupported("CJ2534Channel::PassThruIoctl_J1850PWM_TERMINATION()", 0x31);
+}
+
+}  // namespace passbridge

@@ -1,0 +1,155 @@
+// Periodic messages: CoPs that the interface repeats by itself.
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "channel/channel.h"
+#include "pdu/pdu_api.h"
+#include "pdu/result_map.h"
+#include "platform/memory_probe.h"
+#include "trace/method.h"
+
+namespace passbridge {
+
+namespace {
+
+constexpr Method Channel(const char* name, std::uint8_t number) {
+  return {name, Module::Channel, number};
+}
+
+constexpr std::size_t kMaxPeriodicMessages = 20;
+constexpr std::uint32_t kMaxPeriodicData = 12;
+constexpr std::uint32_t kMinInterval = 5;  // ms
+constexpr std::uint32_t kMaxInterval = 65535;
+
+constexpr pdu::ResultMap kCancelResults{ERR_FAILED,
+                                        {{PDU_ERR_PDUAPI_NOT_CONSTRUCTED, ERR_DEVICE_NOT_CONNECTED},
+                                         {PDU_ERR_INVALID_HANDLE, ERR_INVALID_CHANNEL_ID}}};
+
+}  // namespace
+
+Status CJ2534Channel::PassThruStartPeriodicMsg(const AppMessage& msg, const AppValue& msgId,
+                                               std::uint32_t interval) {
+  if (periodicChannel_ == nullptr) periodicChannel_ = this;
+  return periodicChannel_->StartPeriodicMsgEx(msg, msgId, interval);
+}
+
+Status CJ2534Channel::CheckPeriodic(const Exits& exit, const AppMessage& msg, const AppValue& msgId,
+                                    std::uint32_t interval) {
+  if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
+  if (!platform::IsReadable(msg.Address(), msg.Size())) {
+    return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
+  }
+  if (ValidatePointer(msgId) != STATUS_NOERROR) {
+    return exit.Fail(3, ERR_NULL_PARAMETER, "NULL Message ID pointer.");
+  }
+  if (interval < kMinInterval || interval > kMaxInterval) {
+    return exit.Fail(4, ERR_INVALID_TIME_INTERVAL, "Time Interval Invalid.");
+  }
+  if (msg.DataSize() > kMaxPeriodicData) return exit.Fail(4, ERR_INVALID_MSG, "Invalid Message.");
+  if (periodicMessages_.size() >= kMaxPeriodicMessages) {
+    return exit.Fail(6, ERR_EXCEEDED_LIMIT, "Too Many Periodic Messages.");
+  }
+  return STATUS_NOERROR;
+}
+
+Status CJ2534Channel::StartPeriodicMsgEx(const AppMessage& msg, const AppValue& msgId,
+                                         std::uint32_t interval) {
+  return Traced(Channel("CJ2534Channel::StartPeriodicMsgEx()", 0x28), [&](Exits& exit) -> Status {
+    if (const Status status = CheckPeriodic(exit, msg, msgId, interval)) return status;
+    if (const Status status = ValidateMessageWrite(msg.DataSize(), msg.Data(), msg.RxStatus())) {
+      return exit.PassOn(7, status, "Invalid Message.");
+    }
+    bool raw = false;
+    if (const Status status = ValidateMessageProtocolID(msg.ProtocolId(), raw)) {
+      return exit.PassOn(8, status, "Msg ProtocolID doesn't match the ProtocolID of ChannelID.");
+    }
+    UNUM32 hCop = PDU_HANDLE_UNDEF;
+    if (const Status status = SendSendOnlyComPrimitive(msg, &hCop, interval, nullptr, raw, 1)) {
+      const Status reported = status == ERR_BUFFER_FULL ? Status{ERR_EXCEEDED_LIMIT} : status;
+      return exit.PassOn(9, reported, "Error starting Periodic Message.");
+    }
+    periodicMessages_.push_back(hCop);
+    msgId.Store(hCop);
+    return exit.Normal();
+  });
+}
+
+Status CJ2534Channel::PassThruStopPeriodicMsg(std::uint32_t msgId) {
+  constexpr Method kMethod = Channel("CJ2534Channel::PassThruStopPeriodicMsg()", 0x29);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (periodicChannel_ == nullptr) {
+      return exit.Fail(1, ERR_INVALID_MSG_ID, "StartPeriodic was not called.");
+    }
+    return periodicChannel_->StopPeriodicMsgEx(msgId);
+  });
+}
+
+Status CJ2534Channel::StopPeriodicMsgEx(std::uint32_t msgId) {
+  constexpr Method kMethod = Channel("CJ2534Channel::PassThruStopPeriodicMsg()", 0x29);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (j1962Pins_ == 0) {
+      return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins value has not been set.");
+    }
+    if (msgId == 0) return exit.PassOn(2, ERR_INVALID_MSG_ID, "Invalid MsgID.");
+    const auto found = std::find(periodicMessages_.begin(), periodicMessages_.end(), msgId);
+    if (found == periodicMessages_.end()) {
+      return exit.PassOn(5, ERR_INVALID_MSG_ID, "Message ID was not found.");
+    }
+    periodicMessages_.erase(found);
+    return CancelPeriodic(exit, msgId);
+  });
+}
+
+Status CJ2534Channel::CancelPeriodic(const Exits& exit, UNUM32 hCop) {
+  platform::RecursiveMutexLock lock(pdu::PduApiLock());
+  const T_PDU_ERROR result = pdu::Api().PDUCancelComPrimitive(moduleHandle_, cllHandle_, hCop);
+  if (const Status status = kCancelResults(result)) {
+    return exit.Fail(3, status, "Error cancelling ComPrimitive.", result);
+  }
+  // Under the lock: the coming cancelled status finds the condition, and removes it.
+  if (eventProcessor_ != nullptr) {
+    if (const Status status = eventProcessor_->AddCopCondition(hCop, nullptr, false)) {
+      return exit.PassOn(4, status, "Error adding CoP to Event Processor.");
+    }
+  }
+  return exit.Normal();
+}
+
+Status CJ2534Channel::MakePeriodicChannel(const Exits& exit,
+                                          std::unique_ptr<CJ2534Channel> channel) {
+  channel->SetJ2534ReceiveBuffer(receiveBuffer_);
+  channel->CSingleThreadSync(rxEvent_);
+  if (const Status status =
+          channel->Initialize(moduleHandle_, protocolId_, connectFlags_, baudRate_)) {
+    return exit.PassOn(2, status, "Error initializing Channel.");
+  }
+  Status status = channel->PassThruConnect(protocolId_, connectFlags_, baudRate_);
+  if (status != STATUS_NOERROR) return exit.PassOn(3, status, "Error connecting to Channel.");
+
+  std::uint32_t loopback = 0;
+  status = parameterList_ != nullptr ? parameterList_->GetJ2534ParameterValue(LOOPBACK, &loopback)
+                                     : Status{ERR_FAILED};
+  if (status == STATUS_NOERROR) status = channel->SetOneParameter(LOOPBACK, loopback);
+  if (status == STATUS_NOERROR && IsPinSwitched(protocolId_)) {
+    status = channel->SetOneParameter(J1962_PINS, j1962Pins_);
+  }
+  if (status != STATUS_NOERROR) {
+    channel->PassThruDisconnect();
+    return exit.PassOn(4, status, "Error connecting to Channel.");
+  }
+  ownPeriodicChannel_ = std::move(channel);
+  periodicChannel_ = ownPeriodicChannel_.get();
+  return STATUS_NOERROR;
+}
+
+void CJ2534Channel::EndPeriodicMessages() {
+  periodicMessages_.clear();
+  periodicChannel_ = nullptr;
+  if (ownPeriodicChannel_ == nullptr) return;
+  ownPeriodicChannel_->PassThruDisconnect();
+  ownPeriodicChannel_.reset();
+}
+
+}  // namespace passbridge

@@ -1,0 +1,206 @@
+// How a channel receives messages: from the event thread into the buffer, and out to applications.
+
+#include <algorithm>
+#include <cstring>
+
+#include "channel/channel.h"
+#include "platform/clock.h"
+#include "platform/memory_probe.h"
+#include "trace/last_error.h"
+#include "trace/method.h"
+
+namespace passbridge {
+
+namespace {
+
+constexpr Method Channel(const char* name, std::uint8_t number) {
+  return {name, Module::Channel, number};
+}
+
+constexpr UNUM8 kPacked = 0x20;  // of receive flag byte 3
+
+/// A packed result: the number of records, then records of a time stamp, a length and data, each
+/// of the same size; numbers in this machine's byte order.
+constexpr std::size_t kPackedHeaderSize = 4;
+constexpr std::size_t kRecordSize = 17;
+constexpr std::size_t kRecordDataOffset = 5;
+constexpr std::size_t kMaxRecordData = kRecordSize - kRecordDataOffset;
+
+UNUM32 LoadNative(std::span<const std::uint8_t> bytes) {
+  UNUM32 value = 0;
+  std::memcpy(&value, bytes.data(), sizeof value);
+  return value;
+}
+
+bool IsPacked(const PDU_RESULT_DATA& result) {
+  return result.RxFlag.NumFlagBytes >= 4 && result.RxFlag.pFlagData != nullptr &&
+         (result.RxFlag.pFlagData[3] & kPacked) != 0 && result.pDataBytes != nullptr;
+}
+
+/// The application's message array, whose memory is checked a piece at a time: it may be large,
+/// and only as much of it as is written need exist.
+class MessageSpace {
+ public:
+  MessageSpace(const AppMessage& msgs, std::uint32_t count) : msgs_(msgs), count_(count) {}
+
+  bool IsWritable(std::uint32_t index) {
+    if (index < checked_) return true;
+    const std::uint32_t ahead = std::min(kAhead, count_ - index);
+    for (const std::uint32_t piece : {ahead, 1U}) {
+      if (platform::IsWritable(msgs_[index].Address(), piece * msgs_.Size())) {
+        checked_ = index + piece;
+        return true;
+      }
+    }
+    return false;
+  }
+
+ private:
+  static constexpr std::uint32_t kAhead = 8;
+
+  const AppMessage& msgs_;
+  std::uint32_t count_;
+  std::uint32_t checked_ = 0;
+};
+
+}  // namespace
+
+Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& numMsgs,
+                                       std::uint32_t timeout) {
+  return Traced(Channel("CJ2534Channel::PassThruReadMsgs()", 0x25), [&](Exits& exit) -> Status {
+    if (!platform::IsWritable(numMsgs.Address(), numMsgs.Size())) {
+      return exit.Fail(3, ERR_NULL_PARAMETER, "NULL Number of Messages pointer.");
+    }
+    const std::uint32_t requested = numMsgs.Load();
+    numMsgs.Store(0);
+    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
+    MessageSpace space(msgs, requested);
+    if (!msgs || (requested != 0 && !space.IsWritable(0))) {
+      return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
+    }
+
+    const std::uint64_t start = platform::MonotonicMicroseconds();
+    bool sawEmptyBuffer = false;
+    for (std::uint32_t count = 0; count < requested;) {
+      const std::uint64_t elapsed = (platform::MonotonicMicroseconds() - start) / 1000;
+      if (timeout != 0 && elapsed > timeout) {
+        return ReportReadTimeout(exit, count, sawEmptyBuffer);
+      }
+      if (!space.IsWritable(count)) {
+        return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
+      }
+      const Status status = receiveBuffer_->ReadPassThruMsg(msgs[count]);
+      if (status == STATUS_NOERROR) {
+        numMsgs.Store(++count);
+        continue;
+      }
+      if (!vehicleConnected_) return DeviceNotConnected(exit, 8);
+      if (status != ERR_BUFFER_EMPTY || timeout == 0) {
+        if (count == 0) {
+          return exit.PassOn(9, status, "Error reading message from Receive Buffer.");
+        }
+        return Exits::NormalAs(
+            "CJ2534Channel::PassThruReadMsgs() - Request number of messages were not returned "
+            "with Timeout=0.");
+      }
+      sawEmptyBuffer = true;
+      if (elapsed < timeout) rxEvent_->TimedWait(timeout - static_cast<std::uint32_t>(elapsed));
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534Channel::ReportReadTimeout(const Exits& exit, std::uint32_t count,
+                                        bool sawEmptyBuffer) {
+  if (count != 0) return exit.Fail(6, ERR_TIMEOUT, "Error Timeout.");
+  if (sawEmptyBuffer) return exit.Fail(7, ERR_BUFFER_EMPTY, "Error Empty Receive Buffer.");
+  return exit.Fail(8, ERR_TIMEOUT, "Error Timeout.");
+}
+
+Status CJ2534Channel::AddResultData(const pdu::SharedEventItem& item) {
+  return Traced(Channel("CJ2534Channel::AddResultData()", 0x03), [&](Exits& exit) -> Status {
+    if (!item) return exit.Fail(1, ERR_NULL_PARAMETER, "NULL Event Item pointer.");
+    const auto* const result = static_cast<const PDU_RESULT_DATA*>(item->pData);
+    if (result == nullptr) return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Result Data pointer.");
+    std::span<const std::uint8_t> data;
+    if (result->pDataBytes != nullptr) data = {result->pDataBytes, result->NumDataBytes};
+
+    std::uint32_t stored = 0;
+    Status status = STATUS_NOERROR;
+    if (IsPacked(*result)) {
+      status = AddPackedRecords(item, data, stored);
+    } else {
+      status = AddMessage(item, data, item->Timestamp);
+      stored = status == STATUS_NOERROR ? 1 : 0;
+    }
+    if (stored == 0) return exit.Fail(3, status, "Could not process data.");
+    rxEvent_->Set();
+    return exit.Normal();
+  });
+}
+
+Status CJ2534Channel::AddPackedRecords(const pdu::SharedEventItem& item,
+                                       std::span<const std::uint8_t> packed,
+                                       std::uint32_t& stored) {
+  // What runs past the item, or past its record, is refused; the records before it are good.
+  if (packed.size() < kPackedHeaderSize) return ERR_INVALID_MSG;
+  Status last = ERR_INVALID_MSG;
+  const UNUM32 count = LoadNative(packed);
+  packed = packed.subspan(kPackedHeaderSize);
+  for (UNUM32 i = 0; i < count; ++i) {
+    if (packed.size() < kRecordSize) return ERR_INVALID_MSG;
+    const std::span<const std::uint8_t> record = packed.first(kRecordSize);
+    packed = packed.subspan(kRecordSize);
+    const std::size_t length = record[kRecordDataOffset - 1];
+    last = length <= kMaxRecordData
+               ? AddMessage(item, record.subspan(kRecordDataOffset, length), LoadNative(record))
+               : Status{ERR_INVALID_MSG};
+    if (last == STATUS_NOERROR) ++stored;
+  }
+  return last;
+}
+
+Status CJ2534Channel::AddMessage(const pdu::SharedEventItem& item,
+                                 std::span<const std::uint8_t> payload, std::uint32_t timestamp) {
+  return Traced(Channel("CJ2534Channel::AddResultData()", 0x03), [&](Exits& exit) -> Status {
+    CJ2534PassThruMsg msg;
+    if (const Status status = msg.Initialize(protocolId_, item, payload, timestamp)) {
+      return exit.PassOn(5, status, "Error initializing J2534 PassThruMsg object.");
+    }
+    if (const Status status =
+            ValidateMessageRead(msg.GetDataSize(), msg.GetData().data(), msg.GetRxStatus())) {
+      return exit.PassOn(6, status, "Error initializing J2534 PassThruMsg object.");
+    }
+    if (const Status status = PerformProtocolAdjustments(&msg)) {
+      return exit.PassOn(7, status, "Error performing Protocol-specific adjustments.");
+    }
+    if (const Status status = receiveBuffer_->AddPassThruMsg(msg)) {
+      return exit.PassOn(8, status, "Error adding J2534 PassThruMsg object to Receive Buffer.");
+    }
+    if (const Status status = PerformPostProcessing(&msg)) {
+      return exit.PassOn(9, status, "Error performing Protocol-specific adjustments.");
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534Channel::ValidateMessageRead(std::uint32_t dataSize, const std::uint8_t* data,
+                                          std::uint32_t rxStatus) {
+  return ValidateMessage(dataSize, data, rxStatus);
+}
+
+Status CJ2534Channel::PerformProtocolAdjustments(CJ2534PassThruMsg* /*msg*/) {
+  return STATUS_NOERROR;
+}
+
+Status CJ2534Channel::PerformPostProcessing(CJ2534PassThruMsg* msg) {
+  constexpr Method kMethod = Channel("CJ2534Channel::PerformPostProcessing()", 0x35);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (msg == nullptr) {
+      return exit.Fail(1, ERR_NULL_PARAMETER, "NULL CJ2534PassThruMsg pointer.");
+    }
+    return exit.Normal();
+  });
+}
+
+}  // namespace passbridge

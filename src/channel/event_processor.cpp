@@ -1,0 +1,273 @@
+#include "channel/event_processor.h"
+
+#include <utility>
+
+#include "channel/channel.h"
+#include "pdu/pdu_api.h"
+#include "pdu/result_map.h"
+#include "trace/last_error.h"
+#include "trace/method.h"
+
+namespace passbridge {
+
+namespace {
+
+constexpr Method Processor(const char* name, std::uint8_t number) {
+  return {name, Module::EventProcessor, number, 0xFF, false};
+}
+
+}  // namespace
+
+class CJ2534EventProcessor::CJ2534EventProcessorThread {
+ public:
+  explicit CJ2534EventProcessorThread(CJ2534EventProcessor* processor) : processor_(processor) {}
+  void operator()() const { processor_->Run(); }
+
+ private:
+  CJ2534EventProcessor* processor_;
+};
+
+Status CJ2534EventProcessor::Initialize(CJ2534Channel* channel) {
+  return Traced(Processor("CJ2534EventProcessor::Initialize()", 0x01), [&](Exits& exit) -> Status {
+    if (channel == nullptr) {
+      return exit.PassOn(1, ERR_NULL_PARAMETER, "Invalid pointer to J2534 Channel.");
+    }
+    channel_ = channel;
+    stopRequested_ = false;
+    try {
+      thread_ = std::make_unique<boost::thread>(CJ2534EventProcessorThread(this));
+    } catch (const std::exception&) {
+      stopRequested_ = true;
+      return exit.PassOn(2, ERR_FAILED, "Error starting EventProcessor thread.");
+    }
+    return exit.Normal();
+  });
+}
+
+CJ2534EventProcessor::~CJ2534EventProcessor() {
+  if (thread_ == nullptr) return;
+  stopRequested_ = true;
+  wakeEvent_.Set();
+  stoppedEvent_.Wait();
+  thread_->join();
+}
+
+void CJ2534EventProcessor::Run() {
+  while (!stopRequested_) {
+    // An item that could not be handled is no reason to sleep: the callback comes only when the
+    // queue goes from empty to filled, and more items may be waiting.
+    bool fetched = false;
+    ProcessEventItem(&fetched);
+    if (!fetched && !stopRequested_) wakeEvent_.Wait();
+  }
+  platform::MutexLock lock(conditionLock_);
+  copConditions_.clear();
+  txCops_.clear();
+  stoppedEvent_.Set();
+}
+
+Status CJ2534EventProcessor::AddCopCondition(UNUM32 hCop, CJ2534Event* waiter, bool isTransmit) {
+  constexpr Method kMethod = Processor("CJ2534EventProcessor::AddCopCondition()", 0x02);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    platform::MutexLock lock(conditionLock_);
+    copConditions_[hCop] = waiter;
+    // Libraries use handles again: an earlier CoP of the same handle is no news of
+    // this one.
+    if (lastCompletedCop_ == hCop) lastCompletedCop_ = PDU_HANDLE_UNDEF;
+    if (isTransmit) txCops_.insert(hCop);
+    return exit.Normal();
+  });
+}
+
+Status CJ2534EventProcessor::RemoveCopCondition(UNUM32 hCop) {
+  constexpr Method kMethod = Processor("CJ2534EventProcessor::RemoveCopCondition()", 0x03);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    platform::MutexLock lock(conditionLock_);
+    txCops_.erase(hCop);
+    if (copConditions_.erase(hCop) == 0) return exit.PassOn(1, ERR_FAILED, "CoP was not Found");
+    return exit.Normal();
+  });
+}
+
+Status CJ2534EventProcessor::CheckCopCondition(UNUM32 hCop) {
+  constexpr Method kMethod = Processor("CJ2534EventProcessor::CheckCopCondition()", 0x04);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    platform::MutexLock lock(conditionLock_);
+    if (lastCompletedCop_ == hCop) return exit.PassOn(0, ERR_FAILED, "CoP completed", hCop);
+    if (copConditions_.count(hCop) == 0) {
+      return exit.PassOn(1, ERR_FAILED, "CoP was not Found", hCop);
+    }
+    return exit.Normal();
+  });
+}
+
+void CJ2534EventProcessor::ForgetWaiter(UNUM32 hCop) {
+  platform::MutexLock lock(conditionLock_);
+  const auto found = copConditions_.find(hCop);
+  if (found != copConditions_.end()) found->second = nullptr;
+}
+
+std::size_t CJ2534EventProcessor::GetPendingTxCopCount() const {
+  platform::MutexLock lock(conditionLock_);
+  return txCops_.size();
+}
+
+void CJ2534EventProcessor::EndCop(UNUM32 hCop) {
+  const auto found = copConditions_.find(hCop);
+  if (found == copConditions_.end()) return;
+  // Under the lock: a waiter that gives up removes its condition first, and only then goes.
+  if (found->second != nullptr) found->second->Set();
+  copConditions_.erase(found);
+  txCops_.erase(hCop);
+}
+
+Status CJ2534EventProcessor::ProcessEventItem(bool* fetched) {
+  constexpr Method kMethod = Processor("CJ2534EventProcessor::ProcessEventItem()", 0x09);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    pdu::Item<PDU_EVENT_ITEM> item;
+    T_PDU_ERROR result = PDU_ERR_EVENT_QUEUE_EMPTY;
+    {
+      platform::RecursiveMutexLock lock(pdu::PduApiLock());
+      if (channel_->HasLink()) {
+        result =
+            pdu::Api().PDUGetEventItem(channel_->ModuleHandle(), channel_->CllHandle(), item.Out());
+      }
+      // Under the lock that the callback takes: a later wake-up is never lost.
+      if (result == PDU_ERR_EVENT_QUEUE_EMPTY) wakeEvent_.Reset();
+    }
+    if (result != PDU_STATUS_NOERROR) {
+      item.Release();  // what a failed call leaves in its output is no item
+      return ReportFetchFailure(exit, result);
+    }
+    if (!item) return exit.PassOn(2, ERR_FAILED, "NULL Event Item was returned.");
+    if (fetched != nullptr) *fetched = true;
+    if (const Status status = Dispatch(std::move(item))) {
+      return exit.PassOn(7, status, "Error Processing Event Item.");
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534EventProcessor::ReportFetchFailure(Exits& exit, T_PDU_ERROR result) {
+  switch (result) {
+    case PDU_ERR_EVENT_QUEUE_EMPTY:
+      return exit.PassOn(1, ERR_BUFFER_EMPTY, "The Event Queue was empty.");
+    case PDU_ERR_COMM_PC_TO_VCI_FAILED:
+    case PDU_ERR_MODULE_NOT_CONNECTED:
+      channel_->SetVehicleConnected(false);
+      return exit.PassOn(5, ERR_DEVICE_NOT_CONNECTED, "Device is disconnecte.", result);
+    case PDU_ERR_CLL_NOT_CONNECTED:
+      return exit.PassOn(4, ERR_DEVICE_NOT_CONNECTED, "CLL was not connected.", result);
+    case PDU_ERR_INVALID_HANDLE:
+      return exit.PassOn(3, ERR_INVALID_CHANNEL_ID, "CLL Handle was invalid.", result);
+    default:
+      return exit.PassOn(6, ERR_FAILED, "Unknown Error getting Event Item.", result);
+  }
+}
+
+Status CJ2534EventProcessor::Dispatch(pdu::Item<PDU_EVENT_ITEM> item) {
+  switch (item->ItemType) {
+    case PDU_IT_RESULT:
+      return ProcessResultData(std::move(item));
+    case PDU_IT_STATUS:
+      return ProcessStatusCode(std::move(item));
+    case PDU_IT_ERROR:
+      return ProcessErrorData(std::move(item));
+    default:
+      return ProcessUnknownItem(std::move(item));
+  }
+}
+
+Status CJ2534EventProcessor::ProcessResultData(pdu::Item<PDU_EVENT_ITEM> item) {
+  constexpr Method kMethod = Processor("CJ2534EventProcessor::ProcessResultData()", 0x05);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    const pdu::SharedEventItem shared(std::move(item));
+    if (const Status status = channel_->AddResultData(shared)) {
+      return exit.PassOn(1, status, "Error adding J2534 PassThruMsg to Receive Buffer.");
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534EventProcessor::ProcessStatusCode(pdu::Item<PDU_EVENT_ITEM> item) {
+  constexpr Method kMethod = Processor("CJ2534EventProcessor::ProcessStatusCode()", 0x07);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (!item || item->pData == nullptr) {
+      return exit.PassOn(1, ERR_NULL_PARAMETER, "Invalid pointer to EventItem.");
+    }
+    const auto code = *static_cast<const UNUM32*>(item->pData);
+    const UNUM32 hCop = item->hCop;
+    const T_PDU_ERROR destroyed = item.Destroy();
+    if (const Status status = pdu::kDestroyItemResults(destroyed)) {
+      return exit.PassOn(1, status, "Error Destroying Event Item.", destroyed);
+    }
+    if (hCop == PDU_HANDLE_UNDEF) {
+      if (code < PDU_CLLST_OFFLINE || code > PDU_CLLST_COMM_STARTED) {
+        return exit.PassOn(2, ERR_FAILED, Formatted("Unknown CLL Status Code (%08X).", code));
+      }
+      return exit.Normal();
+    }
+    platform::MutexLock lock(conditionLock_);
+    switch (code) {
+      case PDU_COPST_IDLE:
+      case PDU_COPST_EXECUTING:
+        break;
+      case PDU_COPST_FINISHED:
+      case PDU_COPST_CANCELLED:
+        EndCop(hCop);
+        lastCompletedCop_ = hCop;
+        break;
+      default:
+        return exit.PassOn(3, ERR_FAILED, Formatted("Unknown COP Status Code (%08X).", code));
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534EventProcessor::ProcessErrorData(pdu::Item<PDU_EVENT_ITEM> item) {
+  constexpr Method kMethod = Processor("CJ2534EventProcessor::ProcessErrorData()", 0x08);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (!item) return exit.PassOn(1, ERR_NULL_PARAMETER, "NULL Event Item Pointer.");
+    if (item->pData == nullptr) {
+      return exit.PassOn(2, ERR_NULL_PARAMETER, "Error creating J2534 PassThruMsg.");
+    }
+    const PDU_ERROR_DATA error = *static_cast<const PDU_ERROR_DATA*>(item->pData);
+    const UNUM32 hCop = item->hCop;
+    ReportError(
+        "Error from PDU: ",
+        Formatted("Code (%08X), Extra Info (%08X).", error.ErrorCodeId, error.ExtraErrorInfoId)
+            .Text(),
+        ERR_FAILED, MakeLocation(Module::EventProcessor, 0x08, 5), error.ErrorCodeId, true);
+    LastErrorRecord::Instance().SetLastStatus(ERR_FAILED);
+    channel_->SetLastPduErrorCode(error.ErrorCodeId);
+
+    const T_PDU_ERROR destroyed = item.Destroy();
+    if (const Status status = pdu::kDestroyItemResults(destroyed)) {
+      return exit.PassOn(3, status, "Error Destroying Event Item.", destroyed);
+    }
+    if (hCop == PDU_HANDLE_UNDEF) {
+      return exit.PassOn(4, ERR_FAILED,
+                         Formatted("Unknown CLL Error Code (%08X), Extra Info (%08X).",
+                                   error.ErrorCodeId, error.ExtraErrorInfoId));
+    }
+    platform::MutexLock lock(conditionLock_);
+    EndCop(hCop);
+    return exit.Normal();
+  });
+}
+
+Status CJ2534EventProcessor::ProcessUnknownItem(pdu::Item<PDU_EVENT_ITEM> item) {
+  item.Destroy();
+  return ERR_FAILED;
+}
+
+bool CopWait::Wait(UNUM32 hCop, std::uint32_t milliseconds) {
+  if (processor_ == nullptr) return true;
+  hCop_ = hCop;
+  if (processor_->CheckCopCondition(hCop) != STATUS_NOERROR) return true;
+  if (ended_.TimedWait(milliseconds)) return true;
+  processor_->RemoveCopCondition(hCop);
+  return false;
+}
+
+}  // namespace passbridge

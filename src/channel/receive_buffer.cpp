@@ -1,0 +1,118 @@
+#include "channel/receive_buffer.h"
+
+#include <array>
+#include <utility>
+
+#include "pdu/result_map.h"
+#include "trace/method.h"
+
+namespace passbridge {
+
+namespace {
+
+/// What of the data message's RxStatus an indication about the same identifier repeats.
+constexpr std::uint32_t kIdentifierBits = ISO15765_ADDR_TYPE | CAN_29BIT_ID;
+
+/// The indications besides TX_DONE, in the order in which they are stored.
+constexpr std::array<std::uint32_t, 7> kFurtherIndications{
+    RX_SPD_CHG_EVENT,   SW_CAN_HV_RX,         FT_ERROR, RX_BREAK, START_OF_MESSAGE,
+    J1939_ADDRESS_LOST, J1939_ADDRESS_CLAIMED};
+
+}  // namespace
+
+Status CJ2534ReceiveBuffer::AddPassThruMsg(CJ2534PassThruMsg message) {
+  constexpr Method kMethod{"CJ2534ReceiveBuffer::AddPassThruMsg()", Module::ReceiveBuffer, 0x03};
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    platform::MutexLock lock(lock_);
+    if (suspended_) return exit.Normal();
+    if (messageCount_ >= kCapacity) message.SetErrorInfo(ERR_BUFFER_OVERFLOW, 0, 0);
+
+    const std::uint32_t rxStatus = message.GetRxStatus();
+    const bool isData = message.IsTxDone() ? message.IsLoopback()
+                                           : message.IsLoopback() || message.GetDataSize() != 0;
+    message.ClrRxStatusBit();
+    if ((rxStatus & TX_DONE) != 0) {
+      CJ2534PassThruMsg indication =
+          message.MakeIndication(TX_MSG_TYPE | TX_DONE | (rxStatus & kIdentifierBits));
+      indication.SetTxDoneData(message.TxDoneData().Bytes());
+      Store(std::move(indication));
+    }
+    if (isData) Store(message);
+    StoreIndications(message, rxStatus);
+    return exit.Normal();
+  });
+}
+
+void CJ2534ReceiveBuffer::StoreIndications(const CJ2534PassThruMsg& message,
+                                           std::uint32_t rxStatus) {
+  if ((rxStatus & kIndicationBits) == 0) return;
+  for (const std::uint32_t bit : kFurtherIndications) {
+    if ((rxStatus & bit) == 0) continue;
+    CJ2534PassThruMsg indication = message.MakeIndication(bit);
+    if (bit == START_OF_MESSAGE) {
+      indication.SetRxStatusBit(rxStatus & kIdentifierBits);
+      indication.SetStartOfMessageData(message.StartOfMessageData().Bytes());
+    }
+    Store(std::move(indication));
+  }
+}
+
+void CJ2534ReceiveBuffer::Store(CJ2534PassThruMsg message) {
+  if (!message.GetErrorFlag()) ++messageCount_;
+  messages_.push_back(std::move(message));
+}
+
+Status CJ2534ReceiveBuffer::ReadPassThruMsg(const AppMessage& out) {
+  constexpr Method kMethod{"CJ2534ReceiveBuffer::ReadPassThruMsg()", Module::ReceiveBuffer, 0x04};
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    platform::MutexLock lock(lock_);
+    if (messages_.empty()) {
+      messageCount_ = 0;
+      return exit.PassOn(1, ERR_BUFFER_EMPTY, "Receive Buffer was empty.");
+    }
+    CJ2534PassThruMsg message = std::move(messages_.front());
+    messages_.pop_front();
+    if (!message.GetErrorFlag()) --messageCount_;
+    message.GetPassThruMsg(out);
+
+    const T_PDU_ERROR destroyed = message.ReleaseEventItem();
+    if (const Status status = pdu::kDestroyItemResults(destroyed)) {
+      return exit.PassOn(6, status, "Error Destroying Event Item.", destroyed);
+    }
+    if (message.GetErrorFlag()) {
+      // The text has no closing parenthesis; applications that show it expect it so.
+      return exit.PassOn(5, message.ErrorReturnValue(),
+                         Formatted("%s (0x%08X/0x%08X", "The D-PDU API returned Error Code/Info.",
+                                   message.ErrorCode(), message.ErrorExtra()));
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534ReceiveBuffer::Clear() {
+  constexpr Method kMethod{"CJ2534ReceiveBuffer::Clear()", Module::ReceiveBuffer, 0x05};
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    platform::MutexLock lock(lock_);
+    messages_.clear();
+    messageCount_ = 0;
+    return exit.Normal();
+  });
+}
+
+Status CJ2534ReceiveBuffer::SetSuspended(const char* name, std::uint8_t method, bool suspended) {
+  return Traced({name, Module::ReceiveBuffer, method}, [&](Exits& exit) -> Status {
+    platform::MutexLock lock(lock_);
+    suspended_ = suspended;
+    return exit.Normal();
+  });
+}
+
+Status CJ2534ReceiveBuffer::Suspend() {
+  return SetSuspended("CJ2534ReceiveBuffer::Suspend()", 0x06, true);
+}
+
+Status CJ2534ReceiveBuffer::Resume() {
+  return SetSuspended("CJ2534ReceiveBuffer::Resume()", 0x07, false);
+}
+
+}  // namespace passbridge

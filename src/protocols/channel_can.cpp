@@ -1,0 +1,88 @@
+#include "protocols/channel_can.h"
+
+#include <array>
+
+#include "protocols/resource_names.h"
+#include "trace/method.h"
+
+namespace passbridge {
+
+namespace {
+
+constexpr Method Can(const char* name, std::uint8_t number) {
+  return {name, Module::ChannelCan, number};
+}
+
+constexpr std::uint32_t kMinDataSize = 4;   // the identifier
+constexpr std::uint32_t kMaxDataSize = 12;  // and 8 bytes of data
+
+// CP_CanFuncReqFormat: which identifiers the link receives.
+constexpr UNUM32 kOneIdentifierLength = 0x20;
+constexpr UNUM32 kBothIdentifierLengths = 0x80;
+
+}  // namespace
+
+Status CJ2534Channel_CAN::GetPduResourceBusTypeId(PDU_RSC_DATA* resource) {
+  return LookUpResource(Can("CJ2534Channel_CAN::GetPduResourceBusTypeId()", 0x01), PDU_OBJT_BUSTYPE,
+                        ProtocolId() == FT_CAN_PS ? "ISO_11898_3_DWFTCAN" : "ISO_11898_2_DWCAN",
+                        resource);
+}
+
+Status CJ2534Channel_CAN::GetPduResourceProtocolId(PDU_RSC_DATA* resource) {
+  return LookUpResource(Can("CJ2534Channel_CAN::GetPduResourceProtocolId()", 0x02),
+                        PDU_OBJT_PROTOCOL, "ISO_11898_RAW", resource);
+}
+
+Status CJ2534Channel_CAN::SetProtocolConnectionComParameters() {
+  constexpr Method kMethod = Can("CJ2534Channel_CAN::SetProtocolConnectionComParameters()", 0x03);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    using pdu::ComParam;
+    const UNUM32 format =
+        (ConnectFlags() & CAN_ID_BOTH) != 0 ? kBothIdentifierLengths : kOneIdentifierLength;
+    return SetComParams(
+        exit,
+        std::array<ComParamSetting, 5>{{
+            {ComParam::CP_CanFillerByteHandling, 0, "Error setting CP_CAN_FILLER_BYTE_HANDLING."},
+            {ComParam::CP_CanFillerByte, 0, "Error setting CP_CAN_FILLER_BYTE."},
+            {ComParam::CP_CanFuncReqFormat, format, "Error setting CP_CAN_FUNC_REQ_FORMAT."},
+            {ComParam::CP_P3Func, 0, "Error setting CP_P3_FUNC."},
+            {ComParam::CP_P3Phys, 0, "Error setting CP_P3_PHYS."},
+        }});
+  });
+}
+
+Status CJ2534Channel_CAN::AdjustCop(const AppMessage& msg, UNUM32& /*size*/, UNUM8* /*data*/,
+                                    CopControl& control) {
+  return Traced(Can("CJ2534Channel_CAN::AdjustCop()", 0x04), [&](Exits& exit) -> Status {
+    const std::uint32_t txFlags = msg.TxFlags();
+    // The TxFlags, most significant byte first.
+    control.txFlags[2] |= static_cast<UNUM8>((txFlags & CAN_29BIT_ID) >> 8U);
+    control.txFlags[3] |= static_cast<UNUM8>(txFlags & (ISO15765_ADDR_TYPE | ISO15765_FRAME_PAD));
+    return exit.Normal();
+  });
+}
+
+Status CJ2534Channel_CAN::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
+                                          std::uint32_t /*rxStatus*/) {
+  return Traced(Can("CJ2534Channel_CAN::ValidateMessage()", 0x05), [&](Exits& exit) -> Status {
+    if (const Status status = ValidateDataSize(dataSize, kMinDataSize, kMaxDataSize)) {
+      return exit.PassOn(1, status, "Invalid DataSize.");
+    }
+    return exit.Normal();
+  });
+}
+
+Status CJ2534Channel_CAN::PassThruStartPeriodicMsg(const AppMessage& msg, const AppValue& msgId,
+                                                   std::uint32_t interval) {
+  constexpr Method kMethod = Can("CJ2534Channel_CAN::PassThruStartPeriodicMsg()", 0x06);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (PeriodicChannel() == nullptr) {
+      if (const Status status = MakePeriodicChannel(exit, std::make_unique<CJ2534Channel_CAN>())) {
+        return status;
+      }
+    }
+    return PeriodicChannel()->StartPeriodicMsgEx(msg, msgId, interval);
+  });
+}
+
+}  // namespace passbridge

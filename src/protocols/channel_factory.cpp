@@ -1,0 +1,35 @@
+#include "protocols/channel_factory.h"
+
+#include <algorithm>
+#include <array>
+
+#include "protocols/channel_can.h"
+
+namespace passbridge {
+
+namespace {
+
+template <typename Channel>
+std::unique_ptr<CJ2534Channel> Make() {
+  return std::make_unique<Channel>();
+}
+
+struct FamilyRow {
+  ProtocolType type;
+  std::unique_ptr<CJ2534Channel> (*make)();
+};
+
+constexpr std::array<FamilyRow, 1> kFamily{{
+    {CAN, Make<CJ2534Channel_CAN>},
+}};
+
+}  // namespace
+
+std::unique_ptr<CJ2534Channel> CreateChannel(ProtocolType type) {
+  const auto* const row =
+      std::find_if(kFamily.begin(), kFamily.end(),
+                   [type](const FamilyRow& entry) { return entry.type == type; });
+  return row != kFamily.end() ? row->make() : nullptr;
+}
+
+}  // namespace passbridge

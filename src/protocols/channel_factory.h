@@ -1,0 +1,15 @@
+#ifndef PASSBRIDGE_PROTOCOLS_CHANNEL_FACTORY_H_
+#define PASSBRIDGE_PROTOCOLS_CHANNEL_FACTORY_H_
+
+#include <memory>
+
+#include "channel/channel.h"
+
+namespace passbridge {
+
+/// Makes the channel of a protocol's class; null for a ProtocolType without one.
+std::unique_ptr<CJ2534Channel> CreateChannel(ProtocolType type);
+
+}  // namespace passbridge
+
+#endif  // PASSBRIDGE_PROTOCOLS_CHANNEL_FACTORY_H_
