@@ -3,6 +3,7 @@
 #include <set>
 
 #include "channel/object_counter.h"
+#include "platform/never_destroyed.h"
 #include "trace/method.h"
 
 namespace passbridge {
@@ -15,8 +16,8 @@ constexpr Method Channel(const char* name, std::uint8_t number) {
 
 /// The channels that a link callback may speak of. Guarded by PduApiLock.
 std::set<const void*>& LiveChannels() {
-  static auto* const channels = new std::set<const void*>;  // NOLINT(*-owning-memory)
-  return *channels;
+  static platform::NeverDestroyed<std::set<const void*>> channels;
+  return channels.Get();
 }
 
 }  // namespace

@@ -119,6 +119,8 @@ Status CJ2534Channel::CancelPeriodic(const Exits& exit, UNUM32 hCop) {
 
 Status CJ2534Channel::MakePeriodicChannel(const Exits& exit,
                                           std::unique_ptr<CJ2534Channel> channel) {
+  // Without pins there is nothing that the second link could be connected to.
+  if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
   channel->SetJ2534ReceiveBuffer(receiveBuffer_);
   channel->CSingleThreadSync(rxEvent_);
   if (const Status status =

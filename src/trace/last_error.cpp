@@ -2,12 +2,14 @@
 
 #include <algorithm>
 
+#include "platform/never_destroyed.h"
+
 namespace passbridge {
 
 LastErrorRecord& LastErrorRecord::Instance() {
-  // Never destroyed: an event thread that outlives a careless process end may still report.
-  static auto* const record = new LastErrorRecord;  // NOLINT(cppcoreguidelines-owning-memory)
-  return *record;
+  // An event thread that outlives a careless process end may still report.
+  static platform::NeverDestroyed<LastErrorRecord> record;
+  return record.Get();
 }
 
 void LastErrorRecord::SetCodes(Location location, std::uint32_t pduCode) {

@@ -46,9 +46,9 @@ T* ItemStore::Keep(T* item, std::unique_ptr<Block> block) {
 }
 
 ParamSpec ParamSpec::Number(UNUM32 value, T_PDU_PT type) {
-  ParamSpec spec{type, std::vector<UNUM8>(sizeof value), 0};
-  std::memcpy(spec.bytes.data(), &value, sizeof value);
-  return spec;
+  ParamSpec given{type, std::vector<UNUM8>(sizeof value), 0};
+  std::memcpy(given.bytes.data(), &value, sizeof value);
+  return given;
 }
 
 ParamSpec ParamSpec::ByteField(std::vector<UNUM8> bytes, UNUM32 maxLength) {
@@ -74,23 +74,23 @@ PDU_MODULE_ITEM* ItemStore::MakeModuleList(const std::vector<ModuleSpec>& module
   return Keep(item, std::move(block));
 }
 
-PDU_EVENT_ITEM* ItemStore::MakeResult(const ResultSpec& spec) {
+PDU_EVENT_ITEM* ItemStore::MakeResult(const ResultSpec& given) {
   auto block = std::make_unique<Block>();
   auto* const item = block->New<PDU_EVENT_ITEM>();
   auto* const result = block->New<PDU_RESULT_DATA>();
-  *item = {PDU_IT_RESULT, spec.hCop, spec.copTag, spec.timestamp, result};
-  result->RxFlag = {static_cast<UNUM32>(spec.rxFlags.size()), block->Bytes(spec.rxFlags)};
-  result->UniqueRespIdentifier = spec.uniqueRespId;
-  result->AcceptanceId = spec.acceptanceId;
-  result->TxMsgDoneTimestamp = spec.txMsgDoneTimestamp;
-  result->StartMsgTimestamp = spec.startMsgTimestamp;
-  result->NumDataBytes = static_cast<UNUM32>(spec.data.size());
-  result->pDataBytes = block->Bytes(spec.data);
-  if (spec.extraInfo || !spec.header.empty() || !spec.footer.empty()) {
+  *item = {PDU_IT_RESULT, given.hCop, given.copTag, given.timestamp, result};
+  result->RxFlag = {static_cast<UNUM32>(given.rxFlags.size()), block->Bytes(given.rxFlags)};
+  result->UniqueRespIdentifier = given.uniqueRespId;
+  result->AcceptanceId = given.acceptanceId;
+  result->TxMsgDoneTimestamp = given.txMsgDoneTimestamp;
+  result->StartMsgTimestamp = given.startMsgTimestamp;
+  result->NumDataBytes = static_cast<UNUM32>(given.data.size());
+  result->pDataBytes = block->Bytes(given.data);
+  if (given.extraInfo || !given.header.empty() || !given.footer.empty()) {
     result->pExtraInfo = block->New<PDU_EXTRA_INFO>();
-    *result->pExtraInfo = {static_cast<UNUM32>(spec.header.size()),
-                           static_cast<UNUM32>(spec.footer.size()), block->Bytes(spec.header),
-                           block->Bytes(spec.footer)};
+    *result->pExtraInfo = {static_cast<UNUM32>(given.header.size()),
+                           static_cast<UNUM32>(given.footer.size()), block->Bytes(given.header),
+                           block->Bytes(given.footer)};
   }
   return Keep(item, std::move(block));
 }

@@ -61,7 +61,7 @@ class ItemStore {
   ~ItemStore();
 
   PDU_MODULE_ITEM* MakeModuleList(const std::vector<ModuleSpec>& modules);
-  PDU_EVENT_ITEM* MakeResult(const ResultSpec& spec);
+  PDU_EVENT_ITEM* MakeResult(const ResultSpec& given);
   PDU_EVENT_ITEM* MakeStatus(T_PDU_STATUS status, UNUM32 hCop = 0, void* copTag = nullptr);
   PDU_EVENT_ITEM* MakeError(T_PDU_ERR_EVT code, UNUM32 hCop = 0, void* copTag = nullptr,
                             UNUM32 extra = 0);

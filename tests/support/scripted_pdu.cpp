@@ -36,20 +36,20 @@ bool EndsByItself(const StartedCop& cop) {
 }
 
 ParamSpec ValueOf(const PDU_PARAM_ITEM& item) {
-  ParamSpec spec{item.ComParamDataType, {}, 0};
+  ParamSpec given{item.ComParamDataType, {}, 0};
   if (item.ComParamDataType == PDU_PT_BYTEFIELD || item.ComParamDataType == PDU_PT_LONGFIELD) {
     const auto* const field = static_cast<const PDU_PARAM_BYTEFIELD_DATA*>(item.pComParamData);
     const UNUM32 width = item.ComParamDataType == PDU_PT_LONGFIELD ? sizeof(UNUM32) : 1;
-    spec.maxLength = field->ParamMaxLen;
-    spec.bytes.assign(field->pDataArray, field->pDataArray + field->ParamActLen * width);
-    return spec;
+    given.maxLength = field->ParamMaxLen;
+    given.bytes.assign(field->pDataArray, field->pDataArray + field->ParamActLen * width);
+    return given;
   }
   static constexpr UNUM32 kWidths[] = {1, 1, 2, 2, 4, 4};
   const UNUM32 index = item.ComParamDataType - PDU_PT_UNUM8;
   const UNUM32 width = index < std::size(kWidths) ? kWidths[index] : 0;
-  spec.bytes.assign(sizeof(UNUM32), 0);
-  std::memcpy(spec.bytes.data(), item.pComParamData, width);
-  return spec;
+  given.bytes.assign(sizeof(UNUM32), 0);
+  std::memcpy(given.bytes.data(), item.pComParamData, width);
+  return given;
 }
 
 }  // namespace

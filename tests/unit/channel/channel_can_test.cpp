@@ -77,8 +77,24 @@ struct ChannelCanTest : testing::Test {
     return channel->PassThruReadMsgs(AppMessage(received.front()), AppValue(numRead), timeout);
   }
 
-  void Deliver(const ResultSpec& spec) {
-    pdu.Deliver(kModule, pdu.LastLink(), pdu.Items().MakeResult(spec));
+  void Deliver(const ResultSpec& given) {
+    pdu.Deliver(kModule, pdu.LastLink(), pdu.Items().MakeResult(given));
+  }
+
+  /// The event thread has stored the message, and found nothing after it, when this returns.
+  void DeliverAndLetTheThreadTakeIt(const ResultSpec& given) {
+    WaitForEmptyQueue(0);
+    const std::size_t before = pdu.Calls().Count("PDUGetEventItem");
+    Deliver(given);
+    WaitForEmptyQueue(before + 2);
+  }
+  void WaitForEmptyQueue(std::size_t calls) {
+    std::size_t last = 0;
+    for (std::size_t now = 1; now != last || now < calls;) {
+      last = now;
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      now = pdu.Calls().Count("PDUGetEventItem");
+    }
   }
 
   std::string LastErrorText() {
@@ -325,7 +341,7 @@ TEST_F(ChannelCanTest, UnpacksRecordsAndRefusesMalformedOnes) {
 
 TEST_F(ChannelCanTest, LossOfTheVciEndsReadsAndWritesButKeepsWhatCame) {
   ASSERT_EQ(Connect(), STATUS_NOERROR);
-  Deliver({.data = {0, 0, 7, 0xE8, 1}});
+  DeliverAndLetTheThreadTakeIt({.data = {0, 0, 7, 0xE8, 1}});
   pdu.PDUGetEventItem.Next({PDU_ERR_COMM_PC_TO_VCI_FAILED});
   std::thread reader([this] {
     EXPECT_EQ(Read(2, 20000), ERR_DEVICE_NOT_CONNECTED);
@@ -414,8 +430,7 @@ TEST_F(ChannelCanTest, IoctlsThatCanDoesNotHaveAreRefused) {
   EXPECT_EQ(pdu.Calls().Count("PDUIoCtl"), 0U) << "nothing is pending";
   Deliver({.data = {0, 0, 7, 0xE8, 1}});
   ASSERT_EQ(Read(1, 10000), STATUS_NOERROR);
-  Deliver({.data = {0, 0, 7, 0xE8, 1}});
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  DeliverAndLetTheThreadTakeIt({.data = {0, 0, 7, 0xE8, 1}});
   EXPECT_EQ(channel->PassThruIoctl(CLEAR_RX_BUFFER, {}, {}), STATUS_NOERROR);
   EXPECT_EQ(Read(1, 0), ERR_BUFFER_EMPTY);
 }

@@ -23,11 +23,11 @@ std::span<const std::uint8_t> DataOf(const pdu::SharedEventItem& item) {
 }
 
 struct MessageTest : testing::Test {
-  CJ2534PassThruMsg Make(std::uint32_t protocolId, const ResultSpec& spec,
+  CJ2534PassThruMsg Make(std::uint32_t protocolId, const ResultSpec& given,
                          Status expected = STATUS_NOERROR) {
-    const pdu::SharedEventItem item = Share(pdu.Items().MakeResult(spec));
+    const pdu::SharedEventItem item = Share(pdu.Items().MakeResult(given));
     CJ2534PassThruMsg message;
-    EXPECT_EQ(message.Initialize(protocolId, item, DataOf(item), spec.timestamp), expected);
+    EXPECT_EQ(message.Initialize(protocolId, item, DataOf(item), given.timestamp), expected);
     return message;
   }
 
@@ -84,7 +84,7 @@ TEST_F(MessageTest, TxDoneTakesItsHeaderFromTheDataOrTheExtraInfo) {
 
 TEST_F(MessageTest, RefusesWhatItCannotHold) {
   struct Case {
-    ResultSpec spec;
+    ResultSpec given;
     Status status;
     Location location;
   };
@@ -96,7 +96,7 @@ TEST_F(MessageTest, RefusesWhatItCannotHold) {
             0x12020004},
            {{.data = std::vector<UNUM8>(kMaxMessageData + 1)}, ERR_INVALID_MSG, 0x12020005},
        }) {
-    Make(ISO15765, c.spec, c.status);
+    Make(ISO15765, c.given, c.status);
     EXPECT_EQ(LastErrorRecord::Instance().LastLocation(), c.location);
   }
   EXPECT_EQ(pdu.Items().Alive(), 0U) << "a refused message keeps no item";

@@ -15,8 +15,8 @@ using test::ScriptedPdu;
 const std::vector<UNUM8> kFrame{0, 0, 7, 0xE8, 0x10, 1, 2, 3};
 
 struct ReceiveBufferTest : testing::Test {
-  Status Add(const ResultSpec& spec, std::uint32_t protocolId = ISO15765) {
-    const pdu::SharedEventItem item(pdu::Item<PDU_EVENT_ITEM>(pdu.Items().MakeResult(spec)));
+  Status Add(const ResultSpec& given, std::uint32_t protocolId = ISO15765) {
+    const pdu::SharedEventItem item(pdu::Item<PDU_EVENT_ITEM>(pdu.Items().MakeResult(given)));
     const auto* const result = static_cast<const PDU_RESULT_DATA*>(item->pData);
     CJ2534PassThruMsg message;
     EXPECT_EQ(message.Initialize(protocolId, item, {result->pDataBytes, result->NumDataBytes}, 0),
@@ -43,7 +43,7 @@ using Expected = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
 TEST_F(ReceiveBufferTest, SplitsEachIndicationOff) {
   struct Case {
     const char* what;
-    ResultSpec spec;
+    ResultSpec given;
     Expected messages;
   };
   for (const Case& c : std::vector<Case>{
@@ -64,7 +64,7 @@ TEST_F(ReceiveBufferTest, SplitsEachIndicationOff) {
             {.data = kFrame, .rxFlags = {1, 5, 0, 0}},
             {{0, 8}, {RX_SPD_CHG_EVENT, 0}, {SW_CAN_HV_RX, 0}, {FT_ERROR, 0}}},
        }) {
-    ASSERT_EQ(Add(c.spec), STATUS_NOERROR);
+    ASSERT_EQ(Add(c.given), STATUS_NOERROR);
     EXPECT_EQ(ReadAll(), c.messages) << c.what;
     EXPECT_EQ(pdu.Items().Alive(), 0U) << c.what;
   }

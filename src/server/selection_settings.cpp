@@ -1,0 +1,132 @@
+#include "server/selection_settings.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+#include <string_view>
+
+#include "server/device_info_list.h"
+
+namespace passbridge {
+
+namespace {
+
+using platform::RegistryAccess;
+using platform::RegistryKey;
+using platform::RegistryRoot;
+
+constexpr std::string_view kProductKey = "SOFTWARE\\QUARN\\QUARN_VCI\\";
+constexpr std::string_view kDefaultsKey = "SOFTWARE\\QUARN\\QUARN_VCI\\DefaultSettings\\";
+
+std::string Join(std::string_view folder, std::string_view name) {
+  return std::string(folder).append(name);
+}
+
+std::uint32_t Read(const std::optional<RegistryKey>& key, std::string_view name) {
+  return key ? key->ReadDword(name).value_or(0) : 0;
+}
+
+/// "Connection" and 3 give "Connection03".
+std::string EntryKey(const char* stem, std::size_t index) {
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%s%02d", stem, static_cast<int>(index));
+  return text.data();
+}
+
+}  // namespace
+
+void VersionedSetting::Load() {
+  const std::optional<RegistryKey> defaults =
+      RegistryKey::Open(RegistryRoot::Machine, Join(kDefaultsKey, name_), RegistryAccess::Read);
+  const std::string userPath = Join(kProductKey, name_);
+  std::optional<RegistryKey> user = RegistryKey::Create(RegistryRoot::User, userPath);
+  const bool defaultsAreNewer = Read(defaults, "Version") > Read(user, "Version");
+  const std::optional<RegistryKey>& source = defaultsAreNewer ? defaults : user;
+  Clear();
+  version_ = Read(source, "Version");
+  if (source) ReadValues(*source);
+  if (!defaultsAreNewer) return;
+  user.reset();
+  platform::DeleteRegistryTree(RegistryRoot::User, userPath);
+  SaveForUser();
+}
+
+bool VersionedSetting::Save(RegistryKey& key) const {
+  const bool written = WriteValues(key);
+  return key.WriteDword("Version", version_) && written;
+}
+
+bool VersionedSetting::SaveForUser() const {
+  std::optional<RegistryKey> key =
+      RegistryKey::Create(RegistryRoot::User, Join(kProductKey, name_));
+  return key && Save(*key);
+}
+
+void DefaultDeviceSettings::ReadValues(const RegistryKey& source) {
+  serialNumber_ = source.ReadDword("SerialNumber").value_or(0);
+}
+
+bool DefaultDeviceSettings::WriteValues(RegistryKey& key) const {
+  return key.WriteDword("SerialNumber", serialNumber_);
+}
+
+template <typename Entry, std::size_t capacity>
+void SubkeyList<Entry, capacity>::ReadValues(const RegistryKey& source) {
+  const std::string_view stem = stem_;
+  for (const std::string& name : source.SubkeyNames()) {
+    count_ = std::min(count_ + 1, capacity);
+    if (name.size() <= stem.size()) continue;
+    const std::size_t index = ParseDecimal(std::string_view(name).substr(stem.size()));
+    const std::optional<RegistryKey> key = source.OpenSubkey(name, RegistryAccess::Read);
+    if (index < capacity && key) entries_[index] = ReadEntry(*key);
+  }
+}
+
+template <typename Entry, std::size_t capacity>
+bool SubkeyList<Entry, capacity>::WriteValues(RegistryKey& key) const {
+  bool written = true;
+  for (std::size_t i = 0; i < count_; ++i) {
+    std::optional<RegistryKey> entry = key.CreateSubkey(EntryKey(stem_, i));
+    written = entry && WriteEntry(*entry, entries_[i]) && written;
+  }
+  return written;
+}
+
+template class SubkeyList<OrderEntry, 10>;
+template class SubkeyList<std::uint32_t, 20>;
+
+std::uint32_t OrderList::Number(std::size_t index) const {
+  return index < count_ ? entries_[index].number : 0;
+}
+
+std::uint32_t OrderList::Enabled(std::size_t index) const {
+  return index < count_ ? entries_[index].enabled : 0;
+}
+
+void OrderList::SetEnabled(std::size_t index, std::uint32_t value) {
+  if (index < count_) entries_[index].enabled = value;
+}
+
+OrderEntry OrderList::ReadEntry(const RegistryKey& key) const {
+  return {key.ReadDword("Number").value_or(0), key.ReadDword("Enabled").value_or(0)};
+}
+
+bool OrderList::WriteEntry(RegistryKey& key, const OrderEntry& entry) const {
+  const bool written = key.WriteDword("Number", entry.number);
+  return key.WriteDword("Enabled", entry.enabled) && written;
+}
+
+bool PreferredDevicesSettings::Contains(std::uint32_t serialNumber) const {
+  const auto* const end = entries_.begin() + count_;
+  return std::find(entries_.begin(), end, serialNumber) != end;
+}
+
+std::uint32_t PreferredDevicesSettings::ReadEntry(const RegistryKey& key) const {
+  return key.ReadDword("SerialNumber").value_or(0);
+}
+
+bool PreferredDevicesSettings::WriteEntry(RegistryKey& key, const std::uint32_t& entry) const {
+  return key.WriteDword("SerialNumber", entry);
+}
+
+}  // namespace passbridge

@@ -1,0 +1,237 @@
+#include "server/device.h"
+#include "server/server.h"
+#include "trace/last_error.h"
+#include "trace/method.h"
+
+namespace passbridge {
+
+/// One operation that is carried out by a device: how it names itself and words its failures. The
+/// exits of every one are, in this order: the gate, its own checks, the look-up, the device's
+/// failure, and what is left.
+struct CJ2534Server::Forwarding {
+  enum class By { DeviceId, ChannelId };
+
+  Method method;
+  By by;
+  const char* lookupFailure;
+  const char* deviceFailure;
+  std::uint16_t gatePoint = 1;
+};
+
+/// A cell, or a text of `count` words, that the operation writes.
+struct CJ2534Server::PointerCheck {
+  AppValue cell;
+  std::size_t count;
+  const char* message;
+};
+
+namespace {
+
+constexpr const char* kNotConnected = "Return the device is not connected, reopen device.";
+
+constexpr std::size_t kTextWords = J2534_TEXT_SIZE / sizeof(std::uint32_t);
+
+AppValue TextCell(char* text) { return {text, FieldWidth::k32}; }
+
+constexpr Method ServerMethod(const char* name, std::uint8_t number) {
+  return {name, Module::Server, number};
+}
+
+/// The ioctls that take a DeviceID instead of a ChannelID.
+bool ConcernsDevice(std::uint32_t ioctlId) {
+  return ioctlId == READ_VBATT || ioctlId == READ_PROG_VOLTAGE ||
+         ioctlId == GET_VCI_SERIAL_NUMBER || ioctlId == READ_CABLE_ID;
+}
+
+void Record(Status status) { LastErrorRecord::Instance().SetLastStatus(status); }
+
+}  // namespace
+
+Status CJ2534Server::FindUsable(const Exits& exit, const Forwarding& operation, std::uint32_t id,
+                                std::initializer_list<PointerCheck> checks, DevicePtr& device) {
+  std::uint16_t point = operation.gatePoint;
+  if (LastErrorRecord::Instance().LastStatus() == ERR_DEVICE_NOT_CONNECTED) {
+    return exit.Fail(point, ERR_DEVICE_NOT_CONNECTED, kNotConnected);
+  }
+  for (const PointerCheck& check : checks) {
+    ++point;
+    if (ValidatePointer(check.cell, check.count)) {
+      return exit.Fail(point, ERR_NULL_PARAMETER, check.message);
+    }
+  }
+  const Status status = operation.by == Forwarding::By::DeviceId
+                            ? GetDeviceFromDeviceID(id, &device)
+                            : GetDeviceFromChannelID(id, &device);
+  return status != STATUS_NOERROR
+             ? exit.Fail(static_cast<std::uint16_t>(point + 1), status, operation.lookupFailure)
+             : status;
+}
+
+/// Runs `call` (CJ2534Device& -> Status) between the exits that all operations share.
+template <typename Call>
+Status CJ2534Server::Forward(const Forwarding& operation, std::uint32_t id,
+                             std::initializer_list<PointerCheck> checks, const Call& call) {
+  const Status result = Traced(operation.method, [&](Exits& exit) -> Status {
+    DevicePtr device;
+    if (const Status status = FindUsable(exit, operation, id, checks, device)) return status;
+    if (const Status status = call(*device)) {
+      const auto point = static_cast<std::uint16_t>(operation.gatePoint + checks.size() + 2);
+      return exit.PassOn(point, status, operation.deviceFailure);
+    }
+    return exit.Normal();
+  });
+  Record(result);
+  return result;
+}
+
+Status CJ2534Server::PassThruConnect(std::uint32_t deviceId, std::uint32_t protocolId,
+                                     std::uint32_t flags, std::uint32_t baudRate,
+                                     const AppValue& channelId) {
+  static constexpr Forwarding kConnect{
+      ServerMethod("CJ2534Server::PassThruConnect()", 0x08), Forwarding::By::DeviceId,
+      "GetDeviceFromDeviceID() lRet = ", "Error in Device Connection."};
+  return Forward(kConnect, deviceId, {}, [&](CJ2534Device& device) {
+    const Status status = device.PassThruConnect(protocolId, flags, baudRate, channelId);
+    if (status == STATUS_NOERROR) KeepChannel(channelId.Load(), deviceId);
+    return status;
+  });
+}
+
+Status CJ2534Server::PassThruDisconnect(std::uint32_t channelId) {
+  static constexpr Forwarding kDisconnect{ServerMethod("CJ2534Server::PassThruDisconnect()", 0x09),
+                                          Forwarding::By::ChannelId, "Attempting to get device.",
+                                          "Error disconnecting channel."};
+  const Status result = Traced(kDisconnect.method, [&](Exits& exit) -> Status {
+    DevicePtr device;
+    if (const Status status = FindUsable(exit, kDisconnect, channelId, {}, device)) return status;
+    if (const Status status = device->PassThruDisconnect(channelId)) {
+      return exit.PassOn(3, status, kDisconnect.deviceFailure);
+    }
+    if (!ForgetChannel(channelId)) {
+      return exit.Fail(4, ERR_INVALID_CHANNEL_ID, "Invalid ChannelID.");
+    }
+    return exit.Normal();
+  });
+  Record(result);
+  return result;
+}
+
+Status CJ2534Server::PassThruReadMsgs(std::uint32_t channelId, const AppMessage& msgs,
+                                      const AppValue& numMsgs, std::uint32_t timeout) {
+  static constexpr Forwarding kRead{ServerMethod("CJ2534Server::PassThruReadMsgs()", 0x0A),
+                                    Forwarding::By::ChannelId, "Getting Device From ChannelID.",
+                                    "Error reading Msgs from device.", 3};
+  // The pointers are checked in the name of the channel, and leave the last status alone.
+  static constexpr Method kPointers = ServerMethod("CJ2534Channel::PassThruReadMsgs()", 0x0A);
+  bool pointersAreGood = false;
+  const Status result = Traced(kRead.method, [&](Exits& exit) -> Status {
+    const AppValue messageWords(msgs.Address(), FieldWidth::k32);
+    if (ValidatePointer(messageWords, msgs.Size() / sizeof(std::uint32_t))) {
+      return Exits(kPointers).Fail(1, ERR_NULL_PARAMETER, "NULL Message pointer.");
+    }
+    if (ValidatePointer(numMsgs)) {
+      return Exits(kPointers).Fail(2, ERR_NULL_PARAMETER, "NULL Number of Messages pointer.");
+    }
+    pointersAreGood = true;
+    DevicePtr device;
+    if (const Status status = FindUsable(exit, kRead, channelId, {}, device)) {
+      numMsgs.Store(0);
+      return status;
+    }
+    if (const Status status = device->PassThruReadMsgs(channelId, msgs, numMsgs, timeout)) {
+      return exit.PassOn(5, status, kRead.deviceFailure);
+    }
+    return exit.Normal();
+  });
+  if (pointersAreGood) Record(result);
+  return result;
+}
+
+Status CJ2534Server::PassThruWriteMsgs(std::uint32_t channelId, const AppMessage& msgs,
+                                       const AppValue& numMsgs, std::uint32_t timeout) {
+  static constexpr Forwarding kWrite{ServerMethod("CJ2534Server::PassThruWriteMsgs()", 0x12),
+                                     Forwarding::By::ChannelId, "Could not identify the Channel.",
+                                     "Error writing message."};
+  return Forward(kWrite, channelId, {}, [&](CJ2534Device& device) {
+    return device.PassThruWriteMsgs(channelId, msgs, numMsgs, timeout);
+  });
+}
+
+Status CJ2534Server::PassThruStartPeriodicMsg(std::uint32_t channelId, const AppMessage& msg,
+                                              const AppValue& msgId, std::uint32_t interval) {
+  static constexpr Forwarding kStart{
+      ServerMethod("CJ2534Server::PassThruStartPeriodicMsg()", 0x0B), Forwarding::By::ChannelId,
+      "GetDeviceFromChannelID lRet = ", "Error starting periodic message"};
+  return Forward(kStart, channelId, {}, [&](CJ2534Device& device) {
+    return device.PassThruStartPeriodicMsg(channelId, msg, msgId, interval);
+  });
+}
+
+Status CJ2534Server::PassThruStopPeriodicMsg(std::uint32_t channelId, std::uint32_t msgId) {
+  static constexpr Forwarding kStop{ServerMethod("CJ2534Server::PassThruStopPeriodicMsg()", 0x0C),
+                                    Forwarding::By::ChannelId, "Getting Device from ChannelID.",
+                                    "Error stopping Periodic message."};
+  return Forward(kStop, channelId, {}, [&](CJ2534Device& device) {
+    return device.PassThruStopPeriodicMsg(channelId, msgId);
+  });
+}
+
+Status CJ2534Server::PassThruStartMsgFilter(std::uint32_t channelId, std::uint32_t filterType,
+                                            const AppMessage& mask, const AppMessage& pattern,
+                                            const AppMessage& flowControl,
+                                            const AppValue& filterId) {
+  static constexpr Forwarding kStart{
+      ServerMethod("CJ2534Server::PassThruStartMsgFilter()", 0x0D), Forwarding::By::ChannelId,
+      "GetDeviceFromChannelID() = ", "Error starting message filter."};
+  return Forward(kStart, channelId, {{filterId, 1, "NULL Filter ID pointer."}},
+                 [&](CJ2534Device& device) {
+    return device.PassThruStartMsgFilter(channelId, filterType, mask, pattern, flowControl,
+                                         filterId);
+  });
+}
+
+Status CJ2534Server::PassThruStopMsgFilter(std::uint32_t channelId, std::uint32_t filterId) {
+  static constexpr Forwarding kStop{ServerMethod("CJ2534Server::PassThruStopMsgFilter()", 0x0E),
+                                    Forwarding::By::ChannelId, "Device was not found.",
+                                    "Error stopping message filter."};
+  return Forward(kStop, channelId, {}, [&](CJ2534Device& device) {
+    return device.PassThruStopMsgFilter(channelId, filterId);
+  });
+}
+
+Status CJ2534Server::PassThruSetProgrammingVoltage(std::uint32_t deviceId, std::uint32_t pin,
+                                                   std::uint32_t voltage) {
+  static constexpr Forwarding kSet{
+      ServerMethod("CJ2534Server::PassThruSetProgrammingVoltage()", 0x0F), Forwarding::By::DeviceId,
+      "Attempting to get device.", "Error setting Programming Voltage."};
+  return Forward(kSet, deviceId, {}, [&](CJ2534Device& device) {
+    return device.PassThruSetProgrammingVoltage(pin, voltage);
+  });
+}
+
+Status CJ2534Server::PassThruReadVersion(std::uint32_t deviceId, char* firmwareVersion,
+                                         char* dllVersion, char* apiVersion) {
+  static constexpr Forwarding kRead{ServerMethod("CJ2534Server::PassThruReadVersion()", 0x10),
+                                    Forwarding::By::DeviceId, "Device was not found ",
+                                    "Error reading Version information."};
+  return Forward(kRead, deviceId,
+                 {{TextCell(firmwareVersion), kTextWords, "NULL FirmwareVersion pointer."},
+                  {TextCell(dllVersion), kTextWords, "NULL DllVersion pointer."},
+                  {TextCell(apiVersion), kTextWords, "NULL ApiVersion pointer."}},
+                 [&](CJ2534Device& device) {
+    return device.PassThruReadVersion(firmwareVersion, dllVersion, apiVersion);
+  });
+}
+
+Status CJ2534Server::PassThruIoctl(std::uint32_t id, std::uint32_t ioctlId, const AppPointer& input,
+                                   const AppPointer& output) {
+  const Forwarding ioctl{
+      ServerMethod("CJ2534Server::PassThruIoctl()", 0x11),
+      ConcernsDevice(ioctlId) ? Forwarding::By::DeviceId : Forwarding::By::ChannelId,
+      "Device was not found", "NULL Channel."};
+  return Forward(ioctl, id, {}, [&](CJ2534Device& device) {
+    return device.PassThruIoctl(id, ioctlId, input, output);
+  });
+}
+
+}  // namespace passbridge

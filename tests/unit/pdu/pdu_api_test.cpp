@@ -1,0 +1,124 @@
+#include "pdu/pdu_api.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "pdu/com_param.h"
+#include "pdu/io_control.h"
+#include "pdu/item.h"
+#include "support/scripted_pdu.h"
+
+namespace passbridge::pdu {
+namespace {
+
+using test::ScriptedPdu;
+
+struct Entry {
+  const char* name;
+  bool required;
+};
+
+const std::vector<Entry> kEntries{
+#define PASSBRIDGE_TEST_ENTRY(name, required) Entry{#name, required},
+    PASSBRIDGE_PDU_FUNCTIONS(PASSBRIDGE_TEST_ENTRY)
+#undef PASSBRIDGE_TEST_ENTRY
+};
+
+/// A library that exports everything but `missing`, and notes what it is asked for.
+struct Library {
+  bool Bind() {
+    return BindPduApi([this](const char* name) -> void* {
+      asked.emplace_back(name);
+      return missing.count(name) != 0 ? nullptr : &code;
+    });
+  }
+
+  std::set<std::string> missing;
+  std::vector<std::string> asked;
+  char code = 0;
+};
+
+TEST(PduApiTest, ALibraryIsRefusedForEachRequiredEntryThatItLacks) {
+  for (const Entry& entry : kEntries) {
+    Library library;
+    library.missing = {entry.name};
+    EXPECT_EQ(library.Bind(), !entry.required) << entry.name;
+    EXPECT_EQ(library.asked.size(), 32U) << "every entry is refreshed, whatever is missing";
+  }
+}
+
+TEST(PduApiTest, OnlyTheExtensionsAreOptional) {
+  Library library;
+  library.missing = {"PDUGetObjectIds", "PDUGetEventItems", "PDUDestroyItems"};
+  EXPECT_TRUE(library.Bind());
+  EXPECT_EQ(Api().PDUGetObjectIds, nullptr);
+  EXPECT_NE(Api().PDUGetTimestamp, nullptr);
+}
+
+TEST(PduApiTest, BindingAgainReplacesEveryEntry) {
+  Library first;
+  Library second;
+  second.missing = {"PDUGetObjectIds"};
+  ASSERT_TRUE(first.Bind());
+  ASSERT_TRUE(second.Bind());
+  EXPECT_EQ(reinterpret_cast<void*>(Api().PDUConstruct), &second.code);
+  EXPECT_EQ(Api().PDUGetObjectIds, nullptr) << "no entry of the first library is left";
+}
+
+TEST(PduApiTest, AFileThatIsNoLibraryDoesNotLoad) {
+  EXPECT_FALSE(LoadPduApi(""));
+  EXPECT_FALSE(LoadPduApi("no-such-library"));
+  UnloadPduApi();
+  UnloadPduApi();  // nothing is loaded any more: harmless
+}
+
+TEST(ObjectIdsTest, ComParamsAreResolvedInOneCall) {
+  ScriptedPdu pdu;
+  ResolvePduObjectIds();
+  EXPECT_EQ(pdu.Calls().Of("PDUGetObjectIds"),
+            std::vector<std::string>{"PDUGetObjectIds(0x8024, 156, out, out)"});
+  EXPECT_EQ(ComParamId(ComParam::CP_Baudrate), pdu.IdOf(PDU_OBJT_COMPARAM, "CP_Baudrate"));
+  EXPECT_EQ(ComParamId(ComParam::CP_BrTxMin), pdu.IdOf(PDU_OBJT_COMPARAM, "CP_BrTxMin"));
+  const std::vector<std::string> controls = pdu.Calls().Of("PDUGetObjectId");
+  ASSERT_EQ(controls.size(), 17U);
+  EXPECT_EQ(controls.front(), "PDUGetObjectId(0x8023, \"PDU_IOCTL_RESET\", out)");
+  EXPECT_EQ(IoControlId(IoControl::SendBreak), pdu.IdOf(PDU_OBJT_IO_CTRL, "PDU_IOCTL_SEND_BREAK"));
+}
+
+TEST(ObjectIdsTest, WithoutTheExtensionTheNamesAreResolvedOneByOne) {
+  ScriptedPdu pdu;
+  Api().PDUGetObjectIds = nullptr;
+  ResolvePduObjectIds();
+  EXPECT_EQ(pdu.Calls().Count("PDUGetObjectId"), 156U + 17U);
+  EXPECT_EQ(ComParamId(ComParam::CP_BrTxMin), pdu.IdOf(PDU_OBJT_COMPARAM, "CP_BrTxMin"));
+}
+
+TEST(ObjectIdsTest, ANameThatTheLibraryDoesNotKnowHasNoIdentifier) {
+  ScriptedPdu pdu;
+  pdu.PDUGetObjectIds.Always(PDU_ERR_FCT_FAILED);
+  pdu.PDUGetObjectId.Always(PDU_ERR_ID_NOT_SUPPORTED);
+  ResolvePduObjectIds();
+  EXPECT_EQ(ComParamId(ComParam::CP_Baudrate), PDU_ID_UNDEF);
+  EXPECT_EQ(IoControlId(IoControl::ReadVbatt), PDU_ID_UNDEF);
+}
+
+TEST(ItemTest, AnItemIsDestroyedOnceWhateverPathItTakes) {
+  ScriptedPdu pdu;
+  {
+    Item<PDU_EVENT_ITEM> item(pdu.Items().MakeStatus(PDU_COPST_FINISHED));
+    Item<PDU_EVENT_ITEM> moved(std::move(item));
+    SharedEventItem shared(std::move(moved));
+    SharedEventItem copy = shared;
+    shared = SharedEventItem();
+    EXPECT_EQ(pdu.Items().Alive(), 1U) << "the copy still uses it";
+    EXPECT_EQ(copy->ItemType, T_PDU_IT{PDU_IT_STATUS});
+  }
+  EXPECT_EQ(pdu.Items().Alive(), 0U);
+  EXPECT_EQ(pdu.Items().WrongDestroys(), 0U);
+}
+
+}  // namespace
+}  // namespace passbridge::pdu

@@ -1,0 +1,62 @@
+#ifndef PASSBRIDGE_UNIT_SERVER_DEVICE_FIXTURE_H_
+#define PASSBRIDGE_UNIT_SERVER_DEVICE_FIXTURE_H_
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "fake_channel.h"
+#include "passbridge/j2534.h"
+#include "pdu/com_param.h"
+#include "server/device.h"
+#include "support/scripted_pdu.h"
+#include "support/trace_lines.h"
+#include "trace/last_error.h"
+
+namespace passbridge {
+
+/// A device on module 7 whose channels are fakes.
+struct DeviceFixture : testing::Test {
+  static constexpr UNUM32 kModule = 7;
+  static constexpr std::uint32_t kSerial = 4711;
+
+  DeviceFixture() {
+    pdu::ResolvePduObjectIds();
+    pdu.Calls().Clear();
+    record.SetLastStatus(STATUS_NOERROR);
+  }
+  ~DeviceFixture() override {
+    device.reset();
+    EXPECT_EQ(pdu.Items().Alive(), 0U) << "every item is destroyed";
+    EXPECT_EQ(pdu.Items().WrongDestroys(), 0U) << "and none of them twice";
+    EXPECT_EQ(script.alive, 0) << "every channel is destroyed";
+  }
+
+  Status Open() { return device->PassThruOpen(&kModule, &kSerial); }
+  Status Connect(std::uint32_t protocolId = CAN) {
+    return device->PassThruConnect(protocolId, 0, 500000, AppValue(channelId));
+  }
+  /// The failure reported last, the first cause being the only one that is of interest here.
+  std::string Failure() {
+    const std::vector<std::string> failures = trace.TakeFailures();
+    return failures.empty() ? "" : failures.back();
+  }
+
+  test::ScriptedPdu pdu;
+  test::TraceLines trace;
+  test::ChannelScript script;
+  LastErrorRecord& record = LastErrorRecord::Instance();
+  std::uint32_t channelId = 0;
+  std::unique_ptr<CJ2534Device> device =
+      std::make_unique<CJ2534Device>([this](ProtocolType type) -> std::unique_ptr<CJ2534Channel> {
+        if (type == UBP_PS) return nullptr;
+        if (type == FGA7274) throw std::bad_alloc();
+        return std::make_unique<test::FakeChannel>(script);
+      });
+};
+
+}  // namespace passbridge
+
+#endif  // PASSBRIDGE_UNIT_SERVER_DEVICE_FIXTURE_H_
