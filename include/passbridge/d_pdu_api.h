@@ -1,14 +1,16 @@
 /// \file
 /// Types, values and function signatures of the ISO 22900-2 D-PDU API.
 ///
-/// Usable from C99 and C++. A program that drives a D-PDU API library loads it at run time and binds the functions by
-/// name, so this header declares types of functions (`FN_…`) and pointers to them (`PFN_…`), not functions.
+/// Usable from C99 and C++. A program that drives a D-PDU API library loads it at run time and
+/// binds the functions by name, so this header declares types of functions (`FN_…`) and pointers to
+/// them (`PFN_…`), not functions.
 ///
-/// Layouts: natural alignment, no packing; enumerations travel as 32-bit values (`T_PDU_…`), so that a value which this
-/// header doesn't know is still a value. Calling convention: `PDUAPI`, for the functions and for the callback.
+/// Layouts: natural alignment, no packing; enumerations travel as 32-bit values (`T_PDU_…`), so
+/// that a value which this header doesn't know is still a value. Calling convention: `PDUAPI`, for
+/// the functions and for the callback.
 ///
-/// Times: timestamps are microseconds on the module's clock, 32 bits, wrapping; `PDU_COP_CTRL_DATA::Time` is
-/// milliseconds; voltages are millivolts.
+/// Times: timestamps are microseconds on the module's clock, 32 bits, wrapping;
+/// `PDU_COP_CTRL_DATA::Time` is milliseconds; voltages are millivolts.
 
 #ifndef PASSBRIDGE_D_PDU_API_H_
 #define PASSBRIDGE_D_PDU_API_H_
@@ -112,12 +114,8 @@ PDU_ENUM(E_PDU_IT){
 /// ComPrimitive types.
 typedef UNUM32 T_PDU_COPT;
 PDU_ENUM(E_PDU_COPT){
-    PDU_COPT_STARTCOMM = 0x8001,
-    PDU_COPT_STOPCOMM = 0x8002,
-    PDU_COPT_UPDATEPARAM = 0x8003,
-    PDU_COPT_SENDRECV = 0x8004,
-    PDU_COPT_DELAY = 0x8005,
-    PDU_COPT_RESTORE_PARAM = 0x8006,
+    PDU_COPT_STARTCOMM = 0x8001, PDU_COPT_STOPCOMM = 0x8002, PDU_COPT_UPDATEPARAM = 0x8003,
+    PDU_COPT_SENDRECV = 0x8004,  PDU_COPT_DELAY = 0x8005,    PDU_COPT_RESTORE_PARAM = 0x8006,
 };
 
 /// Object types of PDUGetObjectId.
@@ -130,18 +128,10 @@ PDU_ENUM(E_PDU_OBJT){
 /// Status of a ComPrimitive, a link or a module.
 typedef UNUM32 T_PDU_STATUS;
 PDU_ENUM(E_PDU_STATUS){
-    PDU_COPST_IDLE = 0x8010,
-    PDU_COPST_EXECUTING = 0x8011,
-    PDU_COPST_FINISHED = 0x8012,
-    PDU_COPST_CANCELLED = 0x8013,
-    PDU_COPST_WAITING = 0x8014,
-    PDU_CLLST_OFFLINE = 0x8050,
-    PDU_CLLST_ONLINE = 0x8051,
-    PDU_CLLST_COMM_STARTED = 0x8052,
-    PDU_MODST_READY = 0x8060,
-    PDU_MODST_NOT_READY = 0x8061,
-    PDU_MODST_NOT_AVAIL = 0x8062,
-    PDU_MODST_AVAIL = 0x8063,
+    PDU_COPST_IDLE = 0x8010,      PDU_COPST_EXECUTING = 0x8011,    PDU_COPST_FINISHED = 0x8012,
+    PDU_COPST_CANCELLED = 0x8013, PDU_COPST_WAITING = 0x8014,      PDU_CLLST_OFFLINE = 0x8050,
+    PDU_CLLST_ONLINE = 0x8051,    PDU_CLLST_COMM_STARTED = 0x8052, PDU_MODST_READY = 0x8060,
+    PDU_MODST_NOT_READY = 0x8061, PDU_MODST_NOT_AVAIL = 0x8062,    PDU_MODST_AVAIL = 0x8063,
 };
 
 /// Codes of information items.
@@ -168,7 +158,8 @@ PDU_ENUM(E_PDU_FILTER){
     PDU_FLT_BLOCK_UUDT = 0x12,
 };
 
-/// What an event queue does when it is full: LIMITED refuses the new item, CIRCULAR drops the oldest.
+/// What an event queue does when it is full: LIMITED refuses the new item, CIRCULAR drops the
+/// oldest.
 typedef UNUM32 T_PDU_QUEUE_MODE;
 PDU_ENUM(E_PDU_QUEUE_MODE){
     PDU_QUE_UNLIMITED = 0,
@@ -179,22 +170,17 @@ PDU_ENUM(E_PDU_QUEUE_MODE){
 /// Data type of a ComParam.
 typedef UNUM32 T_PDU_PT;
 PDU_ENUM(E_PDU_PT){
-    PDU_PT_UNUM8 = 0x101,
-    PDU_PT_SNUM8 = 0x102,
-    PDU_PT_UNUM16 = 0x103,
-    PDU_PT_SNUM16 = 0x104,
-    PDU_PT_UNUM32 = 0x105,
-    PDU_PT_SNUM32 = 0x106,
-    PDU_PT_BYTEFIELD = 0x107,
-    PDU_PT_STRUCTFIELD = 0x108,
-    PDU_PT_LONGFIELD = 0x109,
+    PDU_PT_UNUM8 = 0x101,     PDU_PT_SNUM8 = 0x102,       PDU_PT_UNUM16 = 0x103,
+    PDU_PT_SNUM16 = 0x104,    PDU_PT_UNUM32 = 0x105,      PDU_PT_SNUM32 = 0x106,
+    PDU_PT_BYTEFIELD = 0x107, PDU_PT_STRUCTFIELD = 0x108, PDU_PT_LONGFIELD = 0x109,
 };
 
 /// Class of a ComParam.
 typedef UNUM32 T_PDU_PC;
 PDU_ENUM(E_PDU_PC){
-    PDU_PC_TIMING = 1,  PDU_PC_INIT = 2,      PDU_PC_COM = 3,           PDU_PC_ERRHDL = 4,
-    PDU_PC_BUSTYPE = 5, PDU_PC_UNIQUE_ID = 6, PDU_PC_TESTER_PRESENT = 7,
+    PDU_PC_TIMING = 1,         PDU_PC_INIT = 2,    PDU_PC_COM = 3,
+    PDU_PC_ERRHDL = 4,         PDU_PC_BUSTYPE = 5, PDU_PC_UNIQUE_ID = 6,
+    PDU_PC_TESTER_PRESENT = 7,
 };
 
 /// Codes of error items and of PDUGetLastError.
@@ -220,7 +206,7 @@ typedef struct {
 
 typedef struct {
   UNUM32 NumFlagBytes;
-  UNUM8 *pFlagData;
+  UNUM8* pFlagData;
 } PDU_FLAG_DATA;
 
 typedef struct {
@@ -232,36 +218,37 @@ typedef struct {
   UNUM32 BusTypeId;
   UNUM32 ProtocolId;
   UNUM32 NumPinData;
-  PDU_PIN_DATA *pDLCPinData;
+  PDU_PIN_DATA* pDLCPinData;
 } PDU_RSC_DATA;
 
 typedef struct {
   UNUM32 ModuleTypeId;
   UNUM32 hMod;
-  CHAR8 *pVendorModuleName;
-  CHAR8 *pVendorAdditionalInfo;
+  CHAR8* pVendorModuleName;
+  CHAR8* pVendorAdditionalInfo;
   T_PDU_STATUS ModuleStatus;
 } PDU_MODULE_DATA;
 
 typedef struct {
   T_PDU_IT ItemType;  ///< PDU_IT_MODULE_ID
   UNUM32 NumEntries;
-  PDU_MODULE_DATA *pModuleData;
+  PDU_MODULE_DATA* pModuleData;
 } PDU_MODULE_ITEM;
 
 typedef struct {
   UNUM32 hMod;
   UNUM32 NumIds;
-  UNUM32 *pResourceIdArray;
+  UNUM32* pResourceIdArray;
 } PDU_RSC_ID_ITEM_DATA;
 
 typedef struct {
   T_PDU_IT ItemType;  ///< PDU_IT_RSC_ID
   UNUM32 NumModules;
-  PDU_RSC_ID_ITEM_DATA *pResourceIdDataArray;
+  PDU_RSC_ID_ITEM_DATA* pResourceIdDataArray;
 } PDU_RSC_ID_ITEM;
 
-/// Bits of `ResourceStatus`: in use by at least one link; locked for ComParams; locked for transmission.
+/// Bits of `ResourceStatus`: in use by at least one link; locked for ComParams; locked for
+/// transmission.
 #define PDU_RSC_STATUS_IN_USE 0x01u
 #define PDU_RSC_STATUS_COMPARAMS_LOCKED 0x02u
 #define PDU_RSC_STATUS_TRANSMIT_LOCKED 0x04u
@@ -279,7 +266,7 @@ typedef struct {
 typedef struct {
   T_PDU_IT ItemType;  ///< PDU_IT_RSC_STATUS
   UNUM32 NumEntries;
-  PDU_RSC_STATUS_DATA *pResourceStatusData;
+  PDU_RSC_STATUS_DATA* pResourceStatusData;
 } PDU_RSC_STATUS_ITEM;
 
 typedef struct {
@@ -290,7 +277,7 @@ typedef struct {
 typedef struct {
   T_PDU_IT ItemType;  ///< PDU_IT_RSC_CONFLICT
   UNUM32 NumEntries;
-  PDU_RSC_CONFLICT_DATA *pRscConflictData;
+  PDU_RSC_CONFLICT_DATA* pRscConflictData;
 } PDU_RSC_CONFLICT_ITEM;
 
 /// `pComParamData` points to one value of the data type, or to a PDU_PARAM_…FIELD_DATA.
@@ -299,37 +286,37 @@ typedef struct {
   UNUM32 ComParamId;
   T_PDU_PT ComParamDataType;
   T_PDU_PC ComParamClass;
-  void *pComParamData;
+  void* pComParamData;
 } PDU_PARAM_ITEM;
 
 typedef struct {
   UNUM32 ParamMaxLen;
   UNUM32 ParamActLen;
-  UNUM8 *pDataArray;
+  UNUM8* pDataArray;
 } PDU_PARAM_BYTEFIELD_DATA;
 
 typedef struct {
   UNUM32 ParamMaxLen;
   UNUM32 ParamActLen;
-  UNUM32 *pDataArray;
+  UNUM32* pDataArray;
 } PDU_PARAM_LONGFIELD_DATA;
 
 typedef struct {
   UNUM32 UniqueRespIdentifier;
   UNUM32 NumParamItems;
-  PDU_PARAM_ITEM *pParams;
+  PDU_PARAM_ITEM* pParams;
 } PDU_ECU_UNIQUE_RESP_DATA;
 
 typedef struct {
   T_PDU_IT ItemType;  ///< PDU_IT_UNIQUE_RESP_ID_TABLE
   UNUM32 NumEntries;
-  PDU_ECU_UNIQUE_RESP_DATA *pUniqueData;
+  PDU_ECU_UNIQUE_RESP_DATA* pUniqueData;
 } PDU_UNIQUE_RESP_ID_TABLE_ITEM;
 
 /// Input or output of an I/O control; `pData` points to what the item type says.
 typedef struct {
   T_PDU_IT ItemType;
-  void *pData;
+  void* pData;
 } PDU_DATA_ITEM;
 
 typedef struct {
@@ -339,7 +326,7 @@ typedef struct {
 
 typedef struct {
   UNUM32 DataSize;
-  UNUM8 *pData;
+  UNUM8* pData;
 } PDU_IO_BYTEARRAY_DATA;
 
 #define PDU_FILTER_BYTES 12
@@ -354,7 +341,7 @@ typedef struct {
 
 typedef struct {
   UNUM32 NumFilterEntries;
-  PDU_IO_FILTER_DATA *pFilterData;
+  PDU_IO_FILTER_DATA* pFilterData;
 } PDU_IO_FILTER_LIST;
 
 typedef struct {
@@ -365,8 +352,8 @@ typedef struct {
 typedef struct {
   UNUM32 NumHeaderBytes;
   UNUM32 NumFooterBytes;
-  UNUM8 *pHeaderBytes;
-  UNUM8 *pFooterBytes;
+  UNUM8* pHeaderBytes;
+  UNUM8* pFooterBytes;
 } PDU_EXTRA_INFO;
 
 typedef struct {
@@ -376,9 +363,9 @@ typedef struct {
   PDU_FLAG_DATA TimestampFlags;
   UNUM32 TxMsgDoneTimestamp;
   UNUM32 StartMsgTimestamp;
-  PDU_EXTRA_INFO *pExtraInfo;
+  PDU_EXTRA_INFO* pExtraInfo;
   UNUM32 NumDataBytes;
-  UNUM8 *pDataBytes;
+  UNUM8* pDataBytes;
 } PDU_RESULT_DATA;
 
 typedef struct {
@@ -391,23 +378,24 @@ typedef struct {
   UNUM32 ExtraInfoData;
 } PDU_INFO_DATA;
 
-/// `pData` points to a PDU_RESULT_DATA, a T_PDU_STATUS, a PDU_ERROR_DATA or a PDU_INFO_DATA, as the item type says.
+/// `pData` points to a PDU_RESULT_DATA, a T_PDU_STATUS, a PDU_ERROR_DATA or a PDU_INFO_DATA, as the
+/// item type says.
 typedef struct {
   T_PDU_IT ItemType;
   UNUM32 hCop;
-  void *pCoPTag;
+  void* pCoPTag;
   UNUM32 Timestamp;
-  void *pData;
+  void* pData;
 } PDU_EVENT_ITEM;
 
 typedef struct {
   UNUM32 ResponseType;  ///< 0 positive, 1 negative
   UNUM32 AcceptanceId;
   UNUM32 NumMaskPatternBytes;
-  UNUM8 *pMaskData;
-  UNUM8 *pPatternData;
+  UNUM8* pMaskData;
+  UNUM8* pPatternData;
   UNUM32 NumUniqueRespIds;  ///< 0: any
-  UNUM32 *pUniqueRespIds;
+  UNUM32* pUniqueRespIds;
 } PDU_EXP_RESP_DATA;
 
 typedef struct {
@@ -417,7 +405,7 @@ typedef struct {
   UNUM32 TempParamUpdate;
   PDU_FLAG_DATA TxFlag;
   UNUM32 NumPossibleExpectedResponses;
-  PDU_EXP_RESP_DATA *pExpectedResponseArray;
+  PDU_EXP_RESP_DATA* pExpectedResponseArray;
 } PDU_COP_CTRL_DATA;
 
 typedef struct {
@@ -437,101 +425,116 @@ typedef struct {
   UNUM32 PDUApiSwDate;
 } PDU_VERSION_DATA;
 
-/// Called on a thread of the D-PDU API library when the queue of a link (or, with `hCLL` PDU_HANDLE_UNDEF, of a module
-/// or of the system) goes from empty to filled, or loses an item.
-typedef void(PDUAPI *CALLBACKFNC)(T_PDU_EVT_DATA eventType, UNUM32 hMod, UNUM32 hCLL, void *pCllTag, void *pAPITag);
+/// Called on a thread of the D-PDU API library when the queue of a link (or, with `hCLL`
+/// PDU_HANDLE_UNDEF, of a module or of the system) goes from empty to filled, or loses an item.
+typedef void(PDUAPI* CALLBACKFNC)(T_PDU_EVT_DATA eventType, UNUM32 hMod, UNUM32 hCLL, void* pCllTag,
+                                  void* pAPITag);
 
-typedef T_PDU_ERROR PDUAPI FN_PDUConstruct(CHAR8 *OptionStr, void *pAPITag);
+typedef T_PDU_ERROR PDUAPI FN_PDUConstruct(CHAR8* OptionStr, void* pAPITag);
 typedef T_PDU_ERROR PDUAPI FN_PDUDestruct(void);
 typedef T_PDU_ERROR PDUAPI FN_PDUModuleConnect(UNUM32 hMod);
 typedef T_PDU_ERROR PDUAPI FN_PDUModuleDisconnect(UNUM32 hMod);
-typedef T_PDU_ERROR PDUAPI FN_PDUGetModuleIds(PDU_MODULE_ITEM **pModuleIdList);
-typedef T_PDU_ERROR PDUAPI FN_PDUGetObjectId(T_PDU_OBJT pduObjectType, CHAR8 *pShortname, UNUM32 *pPduObjectId);
-/// Extension: resolves many names of one type; a name that isn't known leaves PDU_ID_UNDEF in its cell.
-typedef T_PDU_ERROR PDUAPI FN_PDUGetObjectIds(T_PDU_OBJT pduObjectType, UNUM32 NumNames, CHAR8 **pShortnames,
-                                              UNUM32 **pPduObjectIds);
-typedef T_PDU_ERROR PDUAPI FN_PDUGetResourceIds(UNUM32 hMod, PDU_RSC_DATA *pResourceIdData,
-                                                PDU_RSC_ID_ITEM **pResourceIdList);
-typedef T_PDU_ERROR PDUAPI FN_PDUGetConflictingResources(UNUM32 resourceId, PDU_MODULE_ITEM *pInputModuleList,
-                                                         PDU_RSC_CONFLICT_ITEM **pOutputConflictList);
-typedef T_PDU_ERROR PDUAPI FN_PDUGetResourceStatus(PDU_RSC_STATUS_ITEM *pResourceStatus);
-typedef T_PDU_ERROR PDUAPI FN_PDUCreateComLogicalLink(UNUM32 hMod, PDU_RSC_DATA *pRscData, UNUM32 resourceId,
-                                                      void *pCllTag, UNUM32 *phCLL, PDU_FLAG_DATA *pCllCreateFlag);
+typedef T_PDU_ERROR PDUAPI FN_PDUGetModuleIds(PDU_MODULE_ITEM** pModuleIdList);
+typedef T_PDU_ERROR PDUAPI FN_PDUGetObjectId(T_PDU_OBJT pduObjectType, CHAR8* pShortname,
+                                             UNUM32* pPduObjectId);
+/// Extension: resolves many names of one type; a name that isn't known leaves PDU_ID_UNDEF in its
+/// cell.
+typedef T_PDU_ERROR PDUAPI FN_PDUGetObjectIds(T_PDU_OBJT pduObjectType, UNUM32 NumNames,
+                                              CHAR8** pShortnames, UNUM32** pPduObjectIds);
+typedef T_PDU_ERROR PDUAPI FN_PDUGetResourceIds(UNUM32 hMod, PDU_RSC_DATA* pResourceIdData,
+                                                PDU_RSC_ID_ITEM** pResourceIdList);
+typedef T_PDU_ERROR PDUAPI
+FN_PDUGetConflictingResources(UNUM32 resourceId, PDU_MODULE_ITEM* pInputModuleList,
+                              PDU_RSC_CONFLICT_ITEM** pOutputConflictList);
+typedef T_PDU_ERROR PDUAPI FN_PDUGetResourceStatus(PDU_RSC_STATUS_ITEM* pResourceStatus);
+typedef T_PDU_ERROR PDUAPI FN_PDUCreateComLogicalLink(UNUM32 hMod, PDU_RSC_DATA* pRscData,
+                                                      UNUM32 resourceId, void* pCllTag,
+                                                      UNUM32* phCLL, PDU_FLAG_DATA* pCllCreateFlag);
 typedef T_PDU_ERROR PDUAPI FN_PDUDestroyComLogicalLink(UNUM32 hMod, UNUM32 hCLL);
 typedef T_PDU_ERROR PDUAPI FN_PDUConnect(UNUM32 hMod, UNUM32 hCLL);
 typedef T_PDU_ERROR PDUAPI FN_PDUDisconnect(UNUM32 hMod, UNUM32 hCLL);
 typedef T_PDU_ERROR PDUAPI FN_PDULockResource(UNUM32 hMod, UNUM32 hCLL, UNUM32 LockMask);
 typedef T_PDU_ERROR PDUAPI FN_PDUUnlockResource(UNUM32 hMod, UNUM32 hCLL, UNUM32 LockMask);
-typedef T_PDU_ERROR PDUAPI FN_PDURegisterEventCallback(UNUM32 hMod, UNUM32 hCLL, CALLBACKFNC EventCallbackFunction);
-typedef T_PDU_ERROR PDUAPI FN_PDUGetComParam(UNUM32 hMod, UNUM32 hCLL, UNUM32 ParamId, PDU_PARAM_ITEM **pParamItem);
-typedef T_PDU_ERROR PDUAPI FN_PDUSetComParam(UNUM32 hMod, UNUM32 hCLL, PDU_PARAM_ITEM *pParamItem);
-typedef T_PDU_ERROR PDUAPI FN_PDUGetUniqueRespIdTable(UNUM32 hMod, UNUM32 hCLL,
-                                                      PDU_UNIQUE_RESP_ID_TABLE_ITEM **pUniqueRespIdTable);
-typedef T_PDU_ERROR PDUAPI FN_PDUSetUniqueRespIdTable(UNUM32 hMod, UNUM32 hCLL,
-                                                      PDU_UNIQUE_RESP_ID_TABLE_ITEM *pUniqueRespIdTable);
-typedef T_PDU_ERROR PDUAPI FN_PDUStartComPrimitive(UNUM32 hMod, UNUM32 hCLL, T_PDU_COPT CoPType, UNUM32 CoPDataSize,
-                                                   UNUM8 *pCoPData, PDU_COP_CTRL_DATA *pCopCtrlData, void *pCoPTag,
-                                                   UNUM32 *phCoP);
+typedef T_PDU_ERROR PDUAPI FN_PDURegisterEventCallback(UNUM32 hMod, UNUM32 hCLL,
+                                                       CALLBACKFNC EventCallbackFunction);
+typedef T_PDU_ERROR PDUAPI FN_PDUGetComParam(UNUM32 hMod, UNUM32 hCLL, UNUM32 ParamId,
+                                             PDU_PARAM_ITEM** pParamItem);
+typedef T_PDU_ERROR PDUAPI FN_PDUSetComParam(UNUM32 hMod, UNUM32 hCLL, PDU_PARAM_ITEM* pParamItem);
+typedef T_PDU_ERROR PDUAPI FN_PDUGetUniqueRespIdTable(
+    UNUM32 hMod, UNUM32 hCLL, PDU_UNIQUE_RESP_ID_TABLE_ITEM** pUniqueRespIdTable);
+typedef T_PDU_ERROR PDUAPI FN_PDUSetUniqueRespIdTable(
+    UNUM32 hMod, UNUM32 hCLL, PDU_UNIQUE_RESP_ID_TABLE_ITEM* pUniqueRespIdTable);
+typedef T_PDU_ERROR PDUAPI FN_PDUStartComPrimitive(UNUM32 hMod, UNUM32 hCLL, T_PDU_COPT CoPType,
+                                                   UNUM32 CoPDataSize, UNUM8* pCoPData,
+                                                   PDU_COP_CTRL_DATA* pCopCtrlData, void* pCoPTag,
+                                                   UNUM32* phCoP);
 typedef T_PDU_ERROR PDUAPI FN_PDUCancelComPrimitive(UNUM32 hMod, UNUM32 hCLL, UNUM32 hCoP);
-typedef T_PDU_ERROR PDUAPI FN_PDUGetEventItem(UNUM32 hMod, UNUM32 hCLL, PDU_EVENT_ITEM **pEventItem);
-/// Extension: up to `NumItems` event items into an array of that many pointers; the count fetched comes back.
-typedef T_PDU_ERROR PDUAPI FN_PDUGetEventItems(UNUM32 hMod, UNUM32 hCLL, UNUM32 *pNumItems, PDU_EVENT_ITEM **pItems);
-typedef T_PDU_ERROR PDUAPI FN_PDUDestroyItem(PDU_ITEM *pItem);
+typedef T_PDU_ERROR PDUAPI FN_PDUGetEventItem(UNUM32 hMod, UNUM32 hCLL,
+                                              PDU_EVENT_ITEM** pEventItem);
+/// Extension: up to `NumItems` event items into an array of that many pointers; the count fetched
+/// comes back.
+typedef T_PDU_ERROR PDUAPI FN_PDUGetEventItems(UNUM32 hMod, UNUM32 hCLL, UNUM32* pNumItems,
+                                               PDU_EVENT_ITEM** pItems);
+typedef T_PDU_ERROR PDUAPI FN_PDUDestroyItem(PDU_ITEM* pItem);
 /// Extension: destroys the `NumItems` items of an array.
-typedef T_PDU_ERROR PDUAPI FN_PDUDestroyItems(UNUM32 NumItems, PDU_ITEM **pItems);
-typedef T_PDU_ERROR PDUAPI FN_PDUIoCtl(UNUM32 hMod, UNUM32 hCLL, UNUM32 IoCtlCommandId, PDU_DATA_ITEM *pInputData,
-                                       PDU_DATA_ITEM **pOutputData);
-typedef T_PDU_ERROR PDUAPI FN_PDUGetVersion(UNUM32 hMod, PDU_VERSION_DATA *pVersionData);
-typedef T_PDU_ERROR PDUAPI FN_PDUGetStatus(UNUM32 hMod, UNUM32 hCLL, UNUM32 hCoP, T_PDU_STATUS *pStatusCode,
-                                           UNUM32 *pTimestamp, UNUM32 *pExtraInfo);
-typedef T_PDU_ERROR PDUAPI FN_PDUGetLastError(UNUM32 hMod, UNUM32 hCLL, T_PDU_ERR_EVT *pErrorCode, UNUM32 *phCoP,
-                                              UNUM32 *pTimestamp, UNUM32 *pExtraErrorInfo);
-typedef T_PDU_ERROR PDUAPI FN_PDUGetTimestamp(UNUM32 hMod, UNUM32 *pTimestamp);
+typedef T_PDU_ERROR PDUAPI FN_PDUDestroyItems(UNUM32 NumItems, PDU_ITEM** pItems);
+typedef T_PDU_ERROR PDUAPI FN_PDUIoCtl(UNUM32 hMod, UNUM32 hCLL, UNUM32 IoCtlCommandId,
+                                       PDU_DATA_ITEM* pInputData, PDU_DATA_ITEM** pOutputData);
+typedef T_PDU_ERROR PDUAPI FN_PDUGetVersion(UNUM32 hMod, PDU_VERSION_DATA* pVersionData);
+typedef T_PDU_ERROR PDUAPI FN_PDUGetStatus(UNUM32 hMod, UNUM32 hCLL, UNUM32 hCoP,
+                                           T_PDU_STATUS* pStatusCode, UNUM32* pTimestamp,
+                                           UNUM32* pExtraInfo);
+typedef T_PDU_ERROR PDUAPI FN_PDUGetLastError(UNUM32 hMod, UNUM32 hCLL, T_PDU_ERR_EVT* pErrorCode,
+                                              UNUM32* phCoP, UNUM32* pTimestamp,
+                                              UNUM32* pExtraErrorInfo);
+typedef T_PDU_ERROR PDUAPI FN_PDUGetTimestamp(UNUM32 hMod, UNUM32* pTimestamp);
 
-typedef FN_PDUConstruct *PFN_PDUConstruct;
-typedef FN_PDUDestruct *PFN_PDUDestruct;
-typedef FN_PDUModuleConnect *PFN_PDUModuleConnect;
-typedef FN_PDUModuleDisconnect *PFN_PDUModuleDisconnect;
-typedef FN_PDUGetModuleIds *PFN_PDUGetModuleIds;
-typedef FN_PDUGetObjectId *PFN_PDUGetObjectId;
-typedef FN_PDUGetObjectIds *PFN_PDUGetObjectIds;
-typedef FN_PDUGetResourceIds *PFN_PDUGetResourceIds;
-typedef FN_PDUGetConflictingResources *PFN_PDUGetConflictingResources;
-typedef FN_PDUGetResourceStatus *PFN_PDUGetResourceStatus;
-typedef FN_PDUCreateComLogicalLink *PFN_PDUCreateComLogicalLink;
-typedef FN_PDUDestroyComLogicalLink *PFN_PDUDestroyComLogicalLink;
-typedef FN_PDUConnect *PFN_PDUConnect;
-typedef FN_PDUDisconnect *PFN_PDUDisconnect;
-typedef FN_PDULockResource *PFN_PDULockResource;
-typedef FN_PDUUnlockResource *PFN_PDUUnlockResource;
-typedef FN_PDURegisterEventCallback *PFN_PDURegisterEventCallback;
-typedef FN_PDUGetComParam *PFN_PDUGetComParam;
-typedef FN_PDUSetComParam *PFN_PDUSetComParam;
-typedef FN_PDUGetUniqueRespIdTable *PFN_PDUGetUniqueRespIdTable;
-typedef FN_PDUSetUniqueRespIdTable *PFN_PDUSetUniqueRespIdTable;
-typedef FN_PDUStartComPrimitive *PFN_PDUStartComPrimitive;
-typedef FN_PDUCancelComPrimitive *PFN_PDUCancelComPrimitive;
-typedef FN_PDUGetEventItem *PFN_PDUGetEventItem;
-typedef FN_PDUGetEventItems *PFN_PDUGetEventItems;
-typedef FN_PDUDestroyItem *PFN_PDUDestroyItem;
-typedef FN_PDUDestroyItems *PFN_PDUDestroyItems;
-typedef FN_PDUIoCtl *PFN_PDUIoCtl;
-typedef FN_PDUGetVersion *PFN_PDUGetVersion;
-typedef FN_PDUGetStatus *PFN_PDUGetStatus;
-typedef FN_PDUGetLastError *PFN_PDUGetLastError;
-typedef FN_PDUGetTimestamp *PFN_PDUGetTimestamp;
+typedef FN_PDUConstruct* PFN_PDUConstruct;
+typedef FN_PDUDestruct* PFN_PDUDestruct;
+typedef FN_PDUModuleConnect* PFN_PDUModuleConnect;
+typedef FN_PDUModuleDisconnect* PFN_PDUModuleDisconnect;
+typedef FN_PDUGetModuleIds* PFN_PDUGetModuleIds;
+typedef FN_PDUGetObjectId* PFN_PDUGetObjectId;
+typedef FN_PDUGetObjectIds* PFN_PDUGetObjectIds;
+typedef FN_PDUGetResourceIds* PFN_PDUGetResourceIds;
+typedef FN_PDUGetConflictingResources* PFN_PDUGetConflictingResources;
+typedef FN_PDUGetResourceStatus* PFN_PDUGetResourceStatus;
+typedef FN_PDUCreateComLogicalLink* PFN_PDUCreateComLogicalLink;
+typedef FN_PDUDestroyComLogicalLink* PFN_PDUDestroyComLogicalLink;
+typedef FN_PDUConnect* PFN_PDUConnect;
+typedef FN_PDUDisconnect* PFN_PDUDisconnect;
+typedef FN_PDULockResource* PFN_PDULockResource;
+typedef FN_PDUUnlockResource* PFN_PDUUnlockResource;
+typedef FN_PDURegisterEventCallback* PFN_PDURegisterEventCallback;
+typedef FN_PDUGetComParam* PFN_PDUGetComParam;
+typedef FN_PDUSetComParam* PFN_PDUSetComParam;
+typedef FN_PDUGetUniqueRespIdTable* PFN_PDUGetUniqueRespIdTable;
+typedef FN_PDUSetUniqueRespIdTable* PFN_PDUSetUniqueRespIdTable;
+typedef FN_PDUStartComPrimitive* PFN_PDUStartComPrimitive;
+typedef FN_PDUCancelComPrimitive* PFN_PDUCancelComPrimitive;
+typedef FN_PDUGetEventItem* PFN_PDUGetEventItem;
+typedef FN_PDUGetEventItems* PFN_PDUGetEventItems;
+typedef FN_PDUDestroyItem* PFN_PDUDestroyItem;
+typedef FN_PDUDestroyItems* PFN_PDUDestroyItems;
+typedef FN_PDUIoCtl* PFN_PDUIoCtl;
+typedef FN_PDUGetVersion* PFN_PDUGetVersion;
+typedef FN_PDUGetStatus* PFN_PDUGetStatus;
+typedef FN_PDUGetLastError* PFN_PDUGetLastError;
+typedef FN_PDUGetTimestamp* PFN_PDUGetTimestamp;
 
 #ifdef __cplusplus
 }
 #endif
 
-// The layouts, with pointers of 4 and of 8 bytes: size where pointers have 4 bytes, then where they have 8.
-#define PDU_CHECK_SIZE(type, size32, size64)                                             \
-  PDU_STATIC_ASSERT(sizeof(type) == (sizeof(void *) == 4 ? (size_t)(size32) : (size64)), \
+// The layouts, with pointers of 4 and of 8 bytes: size where pointers have 4 bytes, then where they
+// have 8.
+#define PDU_CHECK_SIZE(type, size32, size64)                                            \
+  PDU_STATIC_ASSERT(sizeof(type) == (sizeof(void*) == 4 ? (size_t)(size32) : (size64)), \
                     #type " has another size than the standard says")
-#define PDU_CHECK_OFFSET(type, member, offset32, offset64)                                             \
-  PDU_STATIC_ASSERT(offsetof(type, member) == (sizeof(void *) == 4 ? (size_t)(offset32) : (offset64)), \
-                    #type "::" #member " lies elsewhere than the standard says")
+#define PDU_CHECK_OFFSET(type, member, offset32, offset64)                              \
+  PDU_STATIC_ASSERT(                                                                    \
+      offsetof(type, member) == (sizeof(void*) == 4 ? (size_t)(offset32) : (offset64)), \
+      #type "::" #member " lies elsewhere than the standard says")
 
 PDU_CHECK_SIZE(PDU_ITEM, 4, 4);
 PDU_CHECK_SIZE(PDU_FLAG_DATA, 8, 16);

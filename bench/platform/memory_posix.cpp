@@ -1,0 +1,19 @@
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "bench/platform/memory.h"
+
+namespace bench {
+
+std::size_t ResidentBytes() {
+  std::FILE* file = std::fopen("/proc/self/statm", "r");
+  if (file == nullptr) return 0;
+  unsigned long total = 0;
+  unsigned long resident = 0;
+  const int count = std::fscanf(file, "%lu %lu", &total, &resident);
+  std::fclose(file);
+  return count == 2 ? resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) : 0;
+}
+
+}  // namespace bench
