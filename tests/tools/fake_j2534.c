@@ -1,0 +1,185 @@
+/*
+ * A J2534 library without a vehicle, for the tests of the command line tool. It is C, and built in
+ * both widths of the structure fields.
+ *
+ * It opens any device but the one with the serial number 9. A CAN channel carries kTraffic once,
+ * through its pass filters; a request for the engine speed is answered by 7E8, one for the vehicle
+ * speed is refused by 7E8; a frame to 666 can't be sent.
+ */
+#ifdef _WIN32
+#define J2534_API __declspec(dllexport)
+#else
+#define J2534_API __attribute__((visibility("default")))
+#endif
+#include <passbridge/j2534.h>
+#include <stdio.h>
+#include <string.h>
+
+enum { kDevice = 71, kChannel = 72, kMaxFilters = 10, kQueueSize = 16 };
+
+static struct {
+  int opened;
+  int closed;
+  int connected;
+  int disconnected;
+  char name[128];
+  char call[256]; /* the last PassThruConnect or PassThruWriteMsgs in words */
+} state;
+
+static struct {
+  PASSTHRU_MSG mask;
+  PASSTHRU_MSG pattern;
+} filters[kMaxFilters];
+static int filterCount;
+static j2534_ulong connectFlags;
+static PASSTHRU_MSG queue[kQueueSize];
+static int queueHead;
+static int queueTail;
+static const char* lastError = "";
+
+static int Passes(const PASSTHRU_MSG* msg) {
+  if (!(connectFlags & CAN_ID_BOTH) && (msg->RxStatus & CAN_29BIT_ID) != connectFlags) return 0;
+  for (int i = 0; i < filterCount; ++i) {
+    int equal = filters[i].mask.DataSize == 4 &&
+                (filters[i].pattern.TxFlags & CAN_29BIT_ID) == (msg->RxStatus & CAN_29BIT_ID);
+    for (int byte = 0; byte < 4; ++byte) {
+      equal &= (msg->Data[byte] & filters[i].mask.Data[byte]) == filters[i].pattern.Data[byte];
+    }
+    if (equal) return 1;
+  }
+  return 0;
+}
+
+static void Receive(unsigned long id, unsigned long rxStatus, const char* data, unsigned size) {
+  PASSTHRU_MSG msg;
+  if (queueTail == kQueueSize) return;
+  memset(&msg, 0, sizeof msg);
+  msg.ProtocolID = CAN;
+  msg.RxStatus = (j2534_ulong)rxStatus;
+  msg.Timestamp = (j2534_ulong)(12345678u + 1000u * (unsigned)queueTail);
+  for (int i = 0; i < 4; ++i) msg.Data[i] = (unsigned char)(id >> (24 - 8 * i));
+  memcpy(msg.Data + 4, data, size);
+  msg.DataSize = 4 + size;
+  queue[queueTail++] = msg;
+}
+
+J2534_API const char* FakeName(void) { return state.name; }
+J2534_API const char* FakeCall(void) { return state.call; }
+J2534_API int FakeIsClosed(void) {
+  return state.opened > 0 && state.opened == state.closed && state.connected == state.disconnected;
+}
+
+long J2534_CALL PassThruOpen(void* pName, j2534_ulong* pDeviceID) {
+  snprintf(state.name, sizeof state.name, "%s", pName ? (const char*)pName : "(null)");
+  if (strstr(state.name, "SN='9'")) {
+    lastError = "(14060002:00000000) Unable to communicate with device.\r\n";
+    return ERR_DEVICE_NOT_CONNECTED;
+  }
+  ++state.opened;
+  *pDeviceID = kDevice;
+  return STATUS_NOERROR;
+}
+
+long J2534_CALL PassThruClose(j2534_ulong DeviceID) {
+  if (DeviceID != kDevice) return ERR_INVALID_DEVICE_ID;
+  ++state.closed;
+  return STATUS_NOERROR;
+}
+
+long J2534_CALL PassThruConnect(j2534_ulong DeviceID, j2534_ulong ProtocolID, j2534_ulong Flags,
+                                j2534_ulong BaudRate, j2534_ulong* pChannelID) {
+  snprintf(state.call, sizeof state.call, "connect %lu %lu %lX %lu", (unsigned long)DeviceID,
+           (unsigned long)ProtocolID, (unsigned long)Flags, (unsigned long)BaudRate);
+  if (BaudRate == 12345) {
+    lastError = "";
+    return ERR_INVALID_BAUDRATE;
+  }
+  ++state.connected;
+  connectFlags = Flags;
+  filterCount = queueHead = queueTail = 0;
+  Receive(0x100, 0, "\x01\x02", 2);
+  Receive(0x7E8, TX_INDICATION, "", 0);
+  Receive(0x18DAF110, CAN_29BIT_ID, "\xAA", 1);
+  Receive(0x7E8, 0, "\x02\x7E\x00", 3);
+  *pChannelID = kChannel;
+  return STATUS_NOERROR;
+}
+
+long J2534_CALL PassThruDisconnect(j2534_ulong ChannelID) {
+  if (ChannelID != kChannel) return ERR_INVALID_CHANNEL_ID;
+  ++state.disconnected;
+  return STATUS_NOERROR;
+}
+
+long J2534_CALL PassThruReadMsgs(j2534_ulong ChannelID, PASSTHRU_MSG* pMsg, j2534_ulong* pNumMsgs,
+                                 j2534_ulong Timeout) {
+  const j2534_ulong wanted = *pNumMsgs;
+  (void)Timeout;
+  if (ChannelID != kChannel) return ERR_INVALID_CHANNEL_ID;
+  for (*pNumMsgs = 0; *pNumMsgs < wanted && queueHead < queueTail; ++queueHead) {
+    if (Passes(&queue[queueHead])) pMsg[(*pNumMsgs)++] = queue[queueHead];
+  }
+  if (*pNumMsgs == wanted) return STATUS_NOERROR;
+  return *pNumMsgs == 0 ? ERR_BUFFER_EMPTY : ERR_TIMEOUT;
+}
+
+static void Answer(const PASSTHRU_MSG* msg) {
+  const int request = msg->DataSize == 12 && msg->Data[2] == 7 && msg->Data[5] == 1;
+  if (request && msg->Data[6] == 0x0C) {
+    Receive(0x7E8, 0, "\x04\x41\x0C\x1A\xF8\x00\x00\x00", 8);
+  } else if (request && msg->Data[6] == 0x0D) {
+    Receive(0x7E8, 0, "\x03\x7F\x01\x12\x00\x00\x00\x00", 8);
+  }
+}
+
+long J2534_CALL PassThruWriteMsgs(j2534_ulong ChannelID, PASSTHRU_MSG* pMsg, j2534_ulong* pNumMsgs,
+                                  j2534_ulong Timeout) {
+  if (ChannelID != kChannel) return ERR_INVALID_CHANNEL_ID;
+  snprintf(state.call, sizeof state.call, "write %lu timeout %lu flags %lX",
+           (unsigned long)*pNumMsgs, (unsigned long)Timeout, (unsigned long)pMsg[0].TxFlags);
+  for (j2534_ulong i = 0; i < *pNumMsgs; ++i) {
+    if (pMsg[i].Data[2] == 0x06 && pMsg[i].Data[3] == 0x66) {
+      *pNumMsgs = i;
+      lastError = "(0D040001:00000000) Timeout: Can't read/write requested number of msgs.";
+      return ERR_TIMEOUT;
+    }
+    Answer(&pMsg[i]);
+  }
+  return STATUS_NOERROR;
+}
+
+long J2534_CALL PassThruStartMsgFilter(j2534_ulong ChannelID, j2534_ulong FilterType,
+                                       PASSTHRU_MSG* pMaskMsg, PASSTHRU_MSG* pPatternMsg,
+                                       PASSTHRU_MSG* pFlowControlMsg, j2534_ulong* pFilterID) {
+  if (ChannelID != kChannel) return ERR_INVALID_CHANNEL_ID;
+  if (FilterType != PASS_FILTER || pFlowControlMsg != NULL) return ERR_INVALID_MSG;
+  if (filterCount == kMaxFilters) return ERR_EXCEEDED_LIMIT;
+  filters[filterCount].mask = *pMaskMsg;
+  filters[filterCount].pattern = *pPatternMsg;
+  *pFilterID = (j2534_ulong)++filterCount;
+  return STATUS_NOERROR;
+}
+
+/* The firmware text fills its buffer without an end. */
+long J2534_CALL PassThruReadVersion(j2534_ulong DeviceID, char* pFirmwareVersion, char* pDllVersion,
+                                    char* pApiVersion) {
+  if (DeviceID != kDevice) return ERR_INVALID_DEVICE_ID;
+  memset(pFirmwareVersion, '7', J2534_TEXT_SIZE);
+  strcpy(pDllVersion, "1.2.3");
+  strcpy(pApiVersion, "04.04");
+  return STATUS_NOERROR;
+}
+
+long J2534_CALL PassThruGetLastError(char* pErrorDescription) {
+  snprintf(pErrorDescription, J2534_TEXT_SIZE, "%s", lastError);
+  return STATUS_NOERROR;
+}
+
+/* The device named NOBATTERY can't measure. */
+long J2534_CALL PassThruIoctl(j2534_ulong ChannelID, j2534_ulong IoctlID, void* pInput,
+                              void* pOutput) {
+  if (ChannelID != kDevice || IoctlID != READ_VBATT || pInput != NULL) return ERR_INVALID_IOCTL_ID;
+  if (strcmp(state.name, "NOBATTERY") == 0) return ERR_NOT_SUPPORTED;
+  *(j2534_ulong*)pOutput = 12340;
+  return STATUS_NOERROR;
+}

@@ -1,0 +1,167 @@
+#include <gtest/gtest.h>
+#include <passbridge/j2534.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "frames/can_frame.h"
+#include "frames/frame_log.h"
+#include "frames/obd.h"
+
+namespace passbridge::tool {
+namespace {
+
+TEST(CanFrameText, IsParsedAndFormatted) {
+  struct Case {
+    const char* text;
+    CanFrame frame;
+    const char* formatted;
+  };
+  const Case cases[] = {
+      {"7E0#02010C", {{0x7E0, false}, {0x02, 0x01, 0x0C}}, "7E0#02010C"},
+      {"001#", {{0x001, false}, {}}, "001#"},
+      {"7ff#de.ad.BE.ef", {{0x7FF, false}, {0xDE, 0xAD, 0xBE, 0xEF}}, "7FF#DEADBEEF"},
+      {"000007E0#01", {{0x7E0, true}, {0x01}}, "000007E0#01"},
+      {"1FFFFFFF#0011223344556677",
+       {{0x1FFFFFFF, true}, {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77}},
+       "1FFFFFFF#0011223344556677"},
+  };
+  for (const Case& each : cases) {
+    EXPECT_EQ(ParseCanFrame(each.text), each.frame) << each.text;
+    EXPECT_EQ(FormatCanFrame(each.frame), each.formatted);
+  }
+}
+
+TEST(CanFrameText, IsRefusedWithItsReason) {
+  const struct {
+    const char* text;
+    const char* reason;
+  } cases[] = {
+      {"", "identifier, # and data"},
+      {"7E0", "identifier, # and data"},
+      {"#01", "3 hexadecimal digits"},
+      {"7E#01", "3 hexadecimal digits"},
+      {"07E0#01", "3 hexadecimal digits"},
+      {"-7E#01", "3 hexadecimal digits"},
+      {"0x7#01", "3 hexadecimal digits"},
+      {"800#01", "at most 7FF"},
+      {"20000000#01", "at most 1FFFFFFF"},
+      {"7E0#1", "pairs"},
+      {"7E0#0102.", "pairs"},
+      {"7E0#.01", "pairs"},
+      {"7E0#01 02", "pairs"},
+      {"7E0#+1", "pairs"},
+      {"7E0#001122334455667788", "at most 8 bytes"},
+      {"7E0#R", "remote"},
+      {"7E0##101", "FD"},
+  };
+  for (const auto& each : cases) {
+    try {
+      ParseCanFrame(each.text);
+      ADD_FAILURE() << each.text << " was accepted";
+    } catch (const std::invalid_argument& error) {
+      EXPECT_NE(std::string(error.what()).find(each.reason), std::string::npos) << error.what();
+    }
+  }
+}
+
+TEST(CanFrameMessage, CarriesTheIdentifierMostSignificantByteFirst) {
+  const Message message = ToMessage({{0x18DAF110, true}, {0xAB}}, CAN);
+  EXPECT_EQ(message.protocolId, CAN);
+  EXPECT_EQ(message.txFlags, CAN_29BIT_ID);
+  EXPECT_EQ(message.data, (std::vector<std::uint8_t>{0x18, 0xDA, 0xF1, 0x10, 0xAB}));
+  EXPECT_EQ(ToMessage({{0x7E0, false}, {}}, CAN).txFlags, 0u);
+}
+
+TEST(CanFrameMessage, OfOtherKindsIsNoFrame) {
+  Message message = ToMessage({{0x7E8, false}, {0x01}}, CAN);
+  EXPECT_EQ(ToCanFrame(message), (CanFrame{{0x7E8, false}, {0x01}}));
+  message.rxStatus = TX_MSG_TYPE;
+  EXPECT_TRUE(ToCanFrame(message)) << "an echo is a frame";
+  for (const std::uint32_t indication : {TX_INDICATION, START_OF_MESSAGE, RX_BREAK, FT_ERROR}) {
+    message.rxStatus = indication;
+    EXPECT_FALSE(ToCanFrame(message)) << indication;
+  }
+  message.rxStatus = 0;
+  message.data.resize(3);
+  EXPECT_FALSE(ToCanFrame(message));
+}
+
+TEST(FrameLog, HasTheColumnsOfCanTools) {
+  EXPECT_EQ(FormatLogLine(12345678, "can0", {{0x7E8, false}, {0x03, 0x41}}),
+            "(0000000012.345678) can0 7E8#0341");
+}
+
+TEST(TimestampExtender, GoesOnAcrossTheWrap) {
+  TimestampExtender clock;
+  EXPECT_EQ(clock.Extend(0xFFFFFF00u), 0xFFFFFF00u);
+  EXPECT_EQ(clock.Extend(0x00000100u), 0x100000100u);
+  EXPECT_EQ(clock.Extend(0xFFFFFFF0u), 0xFFFFFFF0u) << "a little earlier";
+  EXPECT_EQ(clock.Extend(0x70000000u), 0x170000000u);
+}
+
+TEST(TimestampExtender, DoesNotGoBelowZero) {
+  TimestampExtender clock;
+  EXPECT_EQ(clock.Extend(5), 5u);
+  EXPECT_EQ(clock.Extend(0xFFFFFFFEu), 0u);
+  EXPECT_EQ(clock.Extend(7), 7u);
+}
+
+TEST(Obd, DecodesValues) {
+  const struct {
+    const char* name;
+    std::vector<std::uint8_t> answer;
+    const char* text;
+  } cases[] = {
+      {"engine-speed", {0x04, 0x41, 0x0C, 0x1A, 0xF8}, "1726 rpm"},
+      {"engine-speed", {0x04, 0x41, 0x0C, 0xFF, 0xFF, 0, 0, 0}, "16384 rpm"},
+      {"speed", {0x03, 0x41, 0x0D, 0x32}, "50 km/h"},
+      {"coolant", {0x03, 0x41, 0x05, 0x00}, "-40 degC"},
+      {"throttle", {0x03, 0x41, 0x11, 0xFF}, "100.0 %"},
+      {"timing", {0x03, 0x41, 0x0E, 0x00}, "-64.0 deg"},
+      {"voltage", {0x04, 0x41, 0x42, 0x36, 0xB0}, "14.00 V"},
+      {"speed", {0x03, 0x7F, 0x01, 0x12}, "refused with code 12 (sub-function not supported)"},
+      {"speed", {0x03, 0x7F, 0x01, 0xEE}, "refused with code EE (unknown)"},
+  };
+  for (const auto& each : cases) {
+    const ObdValue& value = *FindObdValue(each.name);
+    EXPECT_EQ(DecodeObdAnswer({{0x7E8, false}, each.answer}, value), each.text);
+  }
+}
+
+TEST(Obd, IgnoresFramesThatAnswerSomethingElse) {
+  const ObdValue& speed = *FindObdValue("speed");
+  const std::vector<std::vector<std::uint8_t>> frames = {
+      {},
+      {0x00},
+      {0x03},
+      {0x03, 0x41, 0x0D},              // shorter than it says
+      {0x03, 0x41, 0x0C, 0x32},        // another value
+      {0x04, 0x41, 0x0D, 0x32, 0x00},  // another size
+      {0x03, 0x42, 0x0D, 0x32},        // another service
+      {0x10, 0x14, 0x41, 0x0D, 0x32},  // a first frame
+      {0x03, 0x7F, 0x09, 0x12},        // a refusal of another service
+  };
+  for (const auto& data : frames) {
+    EXPECT_FALSE(DecodeObdAnswer({{0x7E8, false}, data}, speed)) << FormatCanFrame({{}, data});
+  }
+}
+
+TEST(Obd, KnowsWhoAnswersWhom) {
+  const auto functional = ObdAnswersTo({0x7DF, false});
+  EXPECT_EQ(functional.mask & 0x7E8, functional.pattern.value);
+  EXPECT_EQ(functional.mask & 0x7EF, functional.pattern.value);
+  EXPECT_NE(functional.mask & 0x7E0, functional.pattern.value);
+  EXPECT_FALSE(functional.single);
+  EXPECT_EQ(ObdAnswersTo({0x7E3, false}).pattern, (CanId{0x7EB, false}));
+  EXPECT_TRUE(ObdAnswersTo({0x7E3, false}).single);
+  EXPECT_EQ(ObdAnswersTo({0x18DA10F1, true}).pattern, (CanId{0x18DAF110, true}));
+  EXPECT_EQ(ObdAnswersTo({0x18DB33F1, true}).mask & 0x18DAF155, 0x18DAF100u);
+  for (const CanId& wrong : {CanId{0x7E8, false}, CanId{0x123, false}, CanId{0x18DAF110, true}}) {
+    EXPECT_THROW(ObdAnswersTo(wrong), std::invalid_argument);
+  }
+}
+
+}  // namespace
+}  // namespace passbridge::tool

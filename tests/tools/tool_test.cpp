@@ -1,0 +1,199 @@
+// The command line as a whole, in this process, on a fake J2534 library of either field width.
+#include "commands/tool.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+
+namespace passbridge::tool {
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::StartsWith;
+
+class ToolTest : public testing::TestWithParam<const char*> {
+ protected:
+  int Run(std::vector<const char*> arguments) {
+    out_.str("");
+    err_.str("");
+    std::vector<const char*> argv = {"passbridge", "--library", GetParam()};
+    argv.insert(argv.end(), arguments.begin(), arguments.end());
+    Console console{out_, err_, [this] { return stop_ && stop_(); }};
+    return RunTool(static_cast<int>(argv.size()), argv.data(), console);
+  }
+
+  std::string Out() const { return out_.str(); }
+  std::string Err() const { return err_.str(); }
+  std::string OpenedName() const { return Fake<const char*>("FakeName"); }
+  std::string LastCall() const { return Fake<const char*>("FakeCall"); }
+  bool IsClosed() const { return Fake<int>("FakeIsClosed") != 0; }
+
+  std::function<bool()> stop_;
+
+ private:
+  template <typename Result>
+  Result Fake(const char* name) const {
+    return reinterpret_cast<Result (*)()>(fake_.Symbol(name))();
+  }
+
+  SharedLibrary fake_{GetParam()};  // keeps the state of the library that the tool loads
+  std::ostringstream out_;
+  std::ostringstream err_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Widths, ToolTest, testing::Values(FAKE_J2534, FAKE_J2534_U32),
+                         [](const auto& test) { return test.index == 0 ? "native" : "u32"; });
+
+TEST_P(ToolTest, InfoShowsVersionsAndBattery) {
+  ASSERT_EQ(Run({"info"}), 0) << Err();
+  EXPECT_THAT(Out(), HasSubstr("firmware  " + std::string(80, '7') + "\n"));
+  EXPECT_THAT(Out(), HasSubstr("DLL       1.2.3\nAPI       04.04\nbattery   12.34 V\n"));
+  EXPECT_EQ(OpenedName(), "(null)");
+  EXPECT_TRUE(IsClosed());
+
+  ASSERT_EQ(Run({"info", "--device", "NOBATTERY"}), 0);
+  EXPECT_THAT(Out(), HasSubstr("battery   not available (ERR_NOT_SUPPORTED (0x01))"));
+}
+
+TEST_P(ToolTest, SerialAndInterfaceMakeTheDeviceName) {
+  ASSERT_EQ(Run({"--serial", "4711", "--interface", "usb", "info"}), 0);
+  EXPECT_EQ(OpenedName(), "J2534-2:SN='4711' CXN='USB'");
+  ASSERT_EQ(Run({"info", "-s", "12", "-i", "Ethernet,USB"}), 0);
+  EXPECT_EQ(OpenedName(), "J2534-2:SN='12' CXN='ETHERNET,USB'");
+  ASSERT_EQ(Run({"info", "-s", "12"}), 0);
+  EXPECT_EQ(OpenedName(), "J2534-2:SN='12' CXN='USB,ETHERNET,WIRELESS,BLUETOOTH,LOCAL'");
+  ASSERT_EQ(Run({"info", "--device", "as it is"}), 0);
+  EXPECT_EQ(OpenedName(), "as it is");
+}
+
+TEST_P(ToolTest, FailureShowsStatusAndLastErrorText) {
+  EXPECT_EQ(Run({"info", "--serial", "9"}), 1);
+  EXPECT_EQ(Out(), "");
+  EXPECT_EQ(Err(),
+            "passbridge: PassThruOpen failed: ERR_DEVICE_NOT_CONNECTED (0x08): "
+            "(14060002:00000000) Unable to communicate with device.\n");
+  EXPECT_EQ(Run({"monitor", "--bitrate", "12345"}), 1);
+  EXPECT_EQ(Err(), "passbridge: PassThruConnect failed: ERR_INVALID_BAUDRATE (0x19)\n");
+  EXPECT_TRUE(IsClosed());
+}
+
+TEST_P(ToolTest, MonitorShowsFramesOfTheWidthAskedFor) {
+  const std::string firstLine = "(0000000012.345678) can0 100#0102\n";
+  const std::string secondLine = "(0000000012.348678) can0 7E8#027E00\n";
+  const std::string extended = "(0000000012.347678) can0 18DAF110#AA\n";
+  ASSERT_EQ(Run({"monitor", "--count", "2"}), 0) << Err();
+  EXPECT_EQ(Out(), firstLine + secondLine);
+  EXPECT_THAT(Err(), StartsWith("2 frames in "));
+  EXPECT_EQ(LastCall(), "connect 71 5 0 500000");
+
+  ASSERT_EQ(Run({"monitor", "--29bit", "--count", "1", "--bitrate", "250k"}), 0);
+  EXPECT_EQ(Out(), extended);
+  EXPECT_EQ(LastCall(), "connect 71 5 100 250000");
+
+  ASSERT_EQ(Run({"monitor", "--both", "--count", "3"}), 0);
+  EXPECT_EQ(Out(), firstLine + extended + secondLine);
+  EXPECT_EQ(LastCall(), "connect 71 5 800 500000");
+  EXPECT_TRUE(IsClosed());
+}
+
+TEST_P(ToolTest, MonitorFiltersByIdentifier) {
+  ASSERT_EQ(Run({"monitor", "--id", "7E8", "--count", "1"}), 0);
+  EXPECT_EQ(Out(), "(0000000012.348678) can0 7E8#027E00\n");
+  ASSERT_EQ(Run({"monitor", "--id", "18DAF110", "--id", "100", "--count", "2"}), 0);
+  EXPECT_EQ(Out(), "(0000000012.345678) can0 100#0102\n(0000000012.347678) can0 18DAF110#AA\n");
+  ASSERT_EQ(Run({"monitor", "--id", "101", "--seconds", "0.05"}), 0);
+  EXPECT_EQ(Out(), "");
+  EXPECT_THAT(Err(), StartsWith("0 frames in 0.1 s, 0 frames/s"));
+}
+
+TEST_P(ToolTest, MonitorEndsWithASummaryWhenTheUserWantsIt) {
+  int asked = 0;
+  stop_ = [&] { return ++asked > 3; };
+  ASSERT_EQ(Run({"monitor"}), 0);
+  EXPECT_THAT(Err(), StartsWith("2 frames in "));
+  EXPECT_TRUE(IsClosed());
+}
+
+TEST_P(ToolTest, SendWritesItsFramesInOneCall) {
+  ASSERT_EQ(Run({"send", "123#01", "124#02"}), 0) << Err();
+  EXPECT_EQ(LastCall(), "write 2 timeout 1000 flags 0");
+  EXPECT_EQ(Out() + Err(), "");
+  ASSERT_EQ(Run({"send", "18DA10F1#01"}), 0);
+  EXPECT_EQ(LastCall(), "write 1 timeout 1000 flags 100");
+}
+
+TEST_P(ToolTest, SendShowsTheExpectedAnswer) {
+  ASSERT_EQ(Run({"send", "7E0#02010C0000000000", "--expect", "7E8", "--wait", "50"}), 0) << Err();
+  EXPECT_THAT(Out(), HasSubstr("can0 7E8#"));
+  ASSERT_EQ(Run({"send", "7E0#02010C0000000000", "--wait", "50"}), 0);
+  EXPECT_THAT(Out(), HasSubstr("can0 7E8#04410C1AF8000000\n"));
+  EXPECT_EQ(Run({"send", "7E0#3E00", "--expect", "7E9", "--wait", "50"}), 1);
+  EXPECT_EQ(Err(), "passbridge: no answer from 7E9 within 50 ms\n");
+}
+
+TEST_P(ToolTest, SendReportsHowManyFramesWent) {
+  EXPECT_EQ(Run({"send", "123#01", "124#02", "666#00"}), 1);
+  EXPECT_EQ(Err(),
+            "passbridge: PassThruWriteMsgs (2 of 3 frames sent) failed: ERR_TIMEOUT (0x09): "
+            "(0D040001:00000000) Timeout: Can't read/write requested number of msgs.\n");
+  EXPECT_TRUE(IsClosed());
+}
+
+TEST_P(ToolTest, ObdDecodesAnswersAndRefusals) {
+  ASSERT_EQ(Run({"obd", "engine-speed", "--wait", "30", "--frames"}), 0) << Err();
+  EXPECT_EQ(Out(),
+            "request  7DF#02010C0000000000\n"
+            "answer   7E8#04410C1AF8000000\n"
+            "7E8  engine speed: 1726 rpm\n");
+  EXPECT_EQ(Run({"obd", "--to", "7E0", "speed", "engine-speed", "--wait", "30"}), 1);
+  EXPECT_EQ(Out(),
+            "7E8  vehicle speed: refused with code 12 (sub-function not supported)\n"
+            "7E8  engine speed: 1726 rpm\n");
+  EXPECT_EQ(Run({"obd", "--to", "7E0", "coolant", "--wait", "30"}), 1);
+  EXPECT_EQ(Err(), "passbridge: no answer for coolant temperature within 30 ms\n");
+}
+
+TEST_P(ToolTest, WrongUsageIsNotAFailure) {
+  const std::vector<std::pair<std::vector<const char*>, const char*>> cases = {
+      {{}, "subcommand is required"},
+      {{"mointor"}, "\"mointor\" is no command"},
+      {{"send"}, "frames is required"},
+      {{"send", "7E0"}, "\"7E0\": a frame is"},
+      {{"send", "7E0#01", "--expect", "7E"}, "\"7E\": an identifier has"},
+      {{"send", "7E0#01", "--repeat", "0"}, "not in range 1 to"},
+      {{"monitor", "--id", "xyz"}, "\"xyz\": an identifier has"},
+      {{"monitor", "--count", "0"}, "not in range 1 to"},
+      {{"monitor", "--seconds", "-1"}, "not in range"},
+      {{"monitor", "--bitrate", "500x"}, "unit not recognized"},
+      {{"monitor", "--protocol", "lin"}, "\"lin\" is no protocol"},
+      {{"monitor", "--both", "--29bit"}, "excludes"},
+      {{"monitor", "extra"}, "extra"},
+      {{"obd", "horsepower"}, "\"horsepower\" is none of the values"},
+      {{"obd", "--to", "123", "speed"}, "OBD requests go to"},
+      {{"info", "--serial", "47x"}, "is no serial number"},
+      {{"info", "--interface", "usb"}, "requires --serial"},
+      {{"info", "--serial", "1", "--interface", "usb,tin"}, "\"tin\" is no interface"},
+      {{"info", "--serial", "1", "--device", "x"}, "excludes"},
+  };
+  for (const auto& [arguments, complaint] : cases) {
+    EXPECT_GT(Run(arguments), 100) << complaint;
+    EXPECT_THAT(Err(), HasSubstr(complaint));
+    EXPECT_EQ(Out(), "");
+  }
+}
+
+TEST_P(ToolTest, HelpTeachesEachCommand) {
+  for (const char* command : {"info", "monitor", "send", "obd"}) {
+    EXPECT_EQ(Run({command, "--help"}), 0);
+    EXPECT_THAT(Out(), HasSubstr("Examples:\n  passbridge " + std::string(command)));
+  }
+}
+
+}  // namespace
+}  // namespace passbridge::tool

@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# The command line tool on the built library and the virtual VCI.
+# vci_test.sh SOURCE_FOLDER BUILD_FOLDER
+set -uo pipefail
+PASSBRIDGE_BUILD=$(dirname "$2")
+preset=$(basename "$2")
+. "$1/scripts/lib.sh"
+. "$1/scripts/virtual_vci.sh"
+unset PASSBRIDGE_LIBRARY
+tool=$(tool_of "$preset") || exit 1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+vci=(--serial 4711 --interface usb)
+failures=0
+
+complain() {
+  printf 'FAILED: %s\n' "$*" >&2
+  head -n 20 "$work/out" | sed 's/^/  out: /' >&2
+  sed 's/^/  err: /' "$work/err" >&2
+  failures=$((failures + 1))
+}
+
+# expect STATUS ARGUMENT...: runs the tool.
+expect() {
+  local wanted=$1 status=0
+  shift
+  with_virtual_vci "$preset" "$tool" "$@" >"$work/out.crlf" 2>"$work/err.crlf" || status=$?
+  tr -d '\r' <"$work/out.crlf" >"$work/out"
+  tr -d '\r' <"$work/err.crlf" >"$work/err"
+  [ "$status" -eq "$wanted" ] || complain "$*: exit status $status instead of $wanted"
+}
+says() { grep -qE -- "$2" "$work/$1" || complain "nothing in $1 matches $2"; }
+# only PATTERN COUNT: so many lines, and all of them match.
+only() {
+  [ "$(grep -cE -- "$1" "$work/out")" -eq "$2" ] && [ "$(wc -l <"$work/out")" -eq "$2" ] ||
+    complain "not $2 lines of $1"
+}
+
+check_info() {
+  expect 0 info "${vci[@]}"
+  says out '^firmware    2\.  3\.  4$'
+  says out '^DLL       [0-9]+\.[0-9]+\.[0-9]+$'
+  says out '^API       04\.04$'
+  says out '^battery   12\.60 V$'
+}
+check_info
+case $preset in
+  windows-*) ;;
+  *) PASSBRIDGE_LIBRARY=$(dirname "$(library_of "$preset")")/libpassbridge_u32.so check_info ;;
+esac
+
+expect 1 info --serial 99 --interface usb
+says err '^passbridge: PassThruOpen failed: ERR_DEVICE_NOT_CONNECTED \(0x08\): \('
+expect 1 monitor "${vci[@]}" --bitrate 4 --seconds 1
+says err '^passbridge: PassThruConnect failed: ERR_'
+
+expect 0 monitor "${vci[@]}" --count 40
+only '^\([0-9]{10}\.[0-9]{6}\) can0 (100|110|1A0)#[0-9A-F]{8,16}$' 40
+sort -c "$work/out" 2>/dev/null || complain "time goes backwards"
+says err '^40 frames in '
+expect 0 monitor "${vci[@]}" --29bit --count 2
+only ' can0 18FEF100#' 2
+expect 0 monitor "${vci[@]}" --id 18FEF100 --id 110 --seconds 1
+says out ' can0 18FEF100#'
+says out ' can0 110#'
+! grep -qE ' can0 (100|1A0)#' "$work/out" || complain "a frame that was not asked for"
+
+expect 0 send "${vci[@]}" 7E0#02010C0000000000 --expect 7E8
+only ' can0 7E8#04410C[0-9A-F]{10}$' 1
+expect 1 send "${vci[@]}" 7E0#02010C0000000000 --expect 7EF --wait 300
+says err '^passbridge: no answer from 7EF within 300 ms$'
+expect 0 obd "${vci[@]}" --to 7E0 --wait 2000 engine-speed coolant
+only '^7E8  (engine speed: [0-9]+ rpm|coolant temperature: -?[0-9]+ degC)$' 2
+expect 0 obd "${vci[@]}" --wait 1000 speed
+only '^7E[89]  vehicle speed: [0-9]+ km/h$' 2
+
+if [ "$failures" -gt 0 ]; then exit 1; fi

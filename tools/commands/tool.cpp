@@ -1,0 +1,98 @@
+#include "commands/tool.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "commands/connection_options.h"
+#include "commands/info.h"
+#include "commands/monitor.h"
+#include "commands/obd.h"
+#include "commands/send.h"
+#include "version_info.h"
+
+namespace passbridge::tool {
+namespace {
+
+constexpr const char* kFooter =
+    "Examples:\n"
+    "  passbridge info --serial 4711 --interface usb\n"
+    "  passbridge monitor --seconds 10\n"
+    "  passbridge send 7E0#02010C --expect 7E8\n"
+    "  passbridge obd engine-speed coolant\n"
+    "  passbridge --library /opt/vendor/libj2534.so info\n"
+    "\"passbridge COMMAND --help\" tells more of a command; the options above go before or after\n"
+    "it. Exit status: 0 success, 1 failure, above 100 wrong usage.\n";
+
+struct Command {
+  CLI::App* app;
+  std::function<int(const Target&, Console&)> run;
+};
+
+class Tool {
+ public:
+  Tool() {
+    app_.name("passbridge");
+    app_.footer(kFooter);
+    app_.set_version_flag("--version", std::string("passbridge ") + kProductVersion);
+    app_.require_subcommand(1);
+    app_.fallthrough();
+    AddConnectionOptions(app_, connection_);
+    commands_ = {
+        {AddInfoCommand(app_),
+         [this](const Target& target,
+                Console& console) { return RunInfo(target, LibraryToLoad(connection_), console); }},
+        {AddMonitorCommand(app_, monitor_),
+         [this](const Target& target,
+                Console& console) { return RunMonitor(target, monitor_, console); }},
+        {AddSendCommand(app_, send_),
+         [this](const Target& target,
+                Console& console) { return RunSend(target, send_, console); }},
+        {AddObdCommand(app_, obd_),
+         [this](const Target& target, Console& console) { return RunObd(target, obd_, console); }},
+    };
+  }
+
+  int Run(int argc, const char* const* argv, Console& console) {
+    try {
+      app_.parse(argc, argv);
+    } catch (const CLI::RequiredError& error) {
+      // Without this, a mistyped command only counts as a missing one.
+      if (app_.get_subcommands().empty() && !app_.remaining().empty()) {
+        console.err << "\"" << app_.remaining().front() << "\" is no command\n";
+      }
+      return app_.exit(error, console.out, console.err);
+    } catch (const CLI::ParseError& error) {
+      return app_.exit(error, console.out, console.err);
+    }
+    const auto api = LoadLibraryOf(connection_);
+    const Target target{*api, DeviceName(connection_)};
+    for (const Command& command : commands_) {
+      if (*command.app) return command.run(target, console);
+    }
+    return kExitFailure;
+  }
+
+ private:
+  CLI::App app_{"Talk to vehicles through a J2534 PassThru library."};
+  ConnectionOptions connection_;
+  MonitorOptions monitor_;
+  SendOptions send_;
+  ObdOptions obd_;
+  std::vector<Command> commands_;
+};
+
+}  // namespace
+
+int RunTool(int argc, const char* const* argv, Console& console) {
+  try {
+    return Tool().Run(argc, argv, console);
+  } catch (const std::exception& error) {
+    console.err << "passbridge: " << error.what() << '\n';
+    return kExitFailure;
+  }
+}
+
+}  // namespace passbridge::tool

@@ -1,0 +1,47 @@
+// What the tool needs of the operating system.
+#ifndef PASSBRIDGE_TOOLS_PLATFORM_PLATFORM_H_
+#define PASSBRIDGE_TOOLS_PLATFORM_PLATFORM_H_
+
+#include <filesystem>
+#include <string>
+
+namespace passbridge::tool {
+
+// A shared library, loaded as long as the object lives.
+class SharedLibrary {
+ public:
+  using Function = void (*)();
+
+  // A bare file name goes through the loader's search path. Throws std::runtime_error with the
+  // loader's text.
+  explicit SharedLibrary(std::string name);
+  ~SharedLibrary();
+  SharedLibrary(SharedLibrary&& other) noexcept;
+  SharedLibrary& operator=(SharedLibrary&&) = delete;
+
+  const std::string& Name() const { return name_; }
+  // Null if the library doesn't export it.
+  Function Symbol(const char* name) const;
+
+ private:
+  std::string name_;
+  void* handle_ = nullptr;
+};
+
+// File name of the Passbridge library.
+std::filesystem::path LibraryFileName();
+
+// Folder of the running program; empty if the system doesn't tell.
+std::filesystem::path ExecutableFolder();
+
+// Turns the user's wish to end the program (Ctrl-C, SIGTERM) into a question, from the first
+// object on and until the program ends.
+class StopSignal {
+ public:
+  StopSignal();
+  bool Requested() const;
+};
+
+}  // namespace passbridge::tool
+
+#endif  // PASSBRIDGE_TOOLS_PLATFORM_PLATFORM_H_
