@@ -1,0 +1,151 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "session.h"
+
+namespace passbridge::test {
+namespace {
+
+using platform::testing::Pages;
+using platform::testing::Protection;
+
+struct UnreadablePointer : Session {
+  UnreadablePointer() { OpenAndConnect(); }
+  ~UnreadablePointer() override { Close(); }
+};
+
+/// One pointer argument of one function; `call` passes the pointer to it, and good arguments else.
+struct Argument {
+  const char* what;
+  std::function<long(void*)> call;
+};
+
+TEST_F(UnreadablePointer, InAnyArgumentIsANullParameter) {
+  Pages pages(3);
+  pages.Protect(0, Protection::None);
+  pages.Free(2);
+  PASSTHRU_MSG message = CanMessage(0x7E0, {1});
+  std::array<char, J2534_TEXT_SIZE> text{};
+  j2534_ulong cell = 0;
+  j2534_ulong count = 1;
+  const std::vector<Argument> arguments{
+      {"open, device id",
+       [&](void* p) {
+    return library.PassThruOpen(const_cast<char*>("J2534-2:SN='4712' CXN='WIRELESS'"),
+                                static_cast<j2534_ulong*>(p));
+       }},
+      {"connect, channel id",
+       [&](void* p) {
+    return library.PassThruConnect(device, CAN_PS, 0, 500000, static_cast<j2534_ulong*>(p));
+       }},
+      {"read, messages",
+       [&](void* p) {
+    return library.PassThruReadMsgs(channel, static_cast<PASSTHRU_MSG*>(p), &(count = 1), 0);
+       }},
+      {"read, count",
+       [&](void* p) {
+    return library.PassThruReadMsgs(channel, &message, static_cast<j2534_ulong*>(p), 0);
+       }},
+      {"write, messages",
+       [&](void* p) {
+    return library.PassThruWriteMsgs(channel, static_cast<PASSTHRU_MSG*>(p), &(count = 1), 0);
+       }},
+      {"write, count",
+       [&](void* p) {
+    return library.PassThruWriteMsgs(channel, &message, static_cast<j2534_ulong*>(p), 0);
+       }},
+      {"periodic message, message",
+       [&](void* p) {
+    return library.PassThruStartPeriodicMsg(channel, static_cast<PASSTHRU_MSG*>(p), &cell, 100);
+       }},
+      {"periodic message, id",
+       [&](void* p) {
+    return library.PassThruStartPeriodicMsg(channel, &message, static_cast<j2534_ulong*>(p), 100);
+       }},
+      {"filter, mask",
+       [&](void* p) {
+    return library.PassThruStartMsgFilter(channel, PASS_FILTER, static_cast<PASSTHRU_MSG*>(p),
+                                          &message, nullptr, &cell);
+       }},
+      {"filter, pattern",
+       [&](void* p) {
+    return library.PassThruStartMsgFilter(channel, PASS_FILTER, &message,
+                                          static_cast<PASSTHRU_MSG*>(p), nullptr, &cell);
+       }},
+      {"filter, id",
+       [&](void* p) {
+    return library.PassThruStartMsgFilter(channel, PASS_FILTER, &message, &message, nullptr,
+                                          static_cast<j2534_ulong*>(p));
+       }},
+      {"version, firmware",
+       [&](void* p) {
+    return library.PassThruReadVersion(device, static_cast<char*>(p), text.data(), text.data());
+       }},
+      {"version, DLL",
+       [&](void* p) {
+    return library.PassThruReadVersion(device, text.data(), static_cast<char*>(p), text.data());
+       }},
+      {"version, API",
+       [&](void* p) {
+    return library.PassThruReadVersion(device, text.data(), text.data(), static_cast<char*>(p));
+       }},
+      {"last error, text",
+       [&](void* p) { return library.PassThruGetLastError(static_cast<char*>(p)); }},
+      {"ioctl READ_VBATT, output",
+       [&](void* p) { return library.PassThruIoctl(device, READ_VBATT, nullptr, p); }},
+      {"ioctl READ_CABLE_ID, output",
+       [&](void* p) { return library.PassThruIoctl(device, READ_CABLE_ID, nullptr, p); }},
+      {"ioctl GET_CONFIG, input",
+       [&](void* p) { return library.PassThruIoctl(channel, GET_CONFIG, p, nullptr); }},
+      {"ioctl SET_CONFIG, input",
+       [&](void* p) { return library.PassThruIoctl(channel, SET_CONFIG, p, nullptr); }},
+      {"ioctl SUPPRESS_VCI_DIALOG, input",
+       [&](void* p) { return library.PassThruIoctl(device, SUPPRESS_VCI_DIALOG, p, nullptr); }},
+      };
+  const std::array<void*, 5> bad{nullptr, reinterpret_cast<void*>(8), pages.At(0),
+                                 pages.At(1, Pages::Size() - 1),  // ends in memory that is gone
+                                 pages.At(2)};
+  for (const Argument& argument : arguments) {
+    for (void* const pointer : bad) {
+      if (argument.what == std::string("last error, text") && pointer == bad[3]) continue;
+      EXPECT_EQ(argument.call(pointer), long{ERR_NULL_PARAMETER})
+          << argument.what << " " << pointer;
+    }
+  }
+  // One byte of it is there: what doesn't fit is a failure, and not written.
+  EXPECT_EQ(library.PassThruGetLastError(static_cast<char*>(bad[3])), long{ERR_FAILED});
+}
+
+TEST_F(UnreadablePointer, AsANameChoosesNothing) {
+  Pages pages(1);
+  pages.Protect(0, Protection::None);
+  for (void* const name : {reinterpret_cast<void*>(8), static_cast<void*>(pages.At(0))}) {
+    j2534_ulong id = 0;
+    const long status = library.PassThruOpen(name, &id);
+    EXPECT_TRUE(status == ERR_NULL_PARAMETER || status == ERR_DEVICE_NOT_CONNECTED) << status;
+  }
+  device = Open("J2534-2:SN='4712' CXN='WIRELESS'");  // lifts the gate of the lost connection
+  EXPECT_EQ(library.PassThruClose(device), long{STATUS_NOERROR});
+  device = 0x1001;
+}
+
+// Memory that cannot be written is as bad for an output as memory that cannot be read.
+TEST_F(UnreadablePointer, ReadOnlyMemoryTakesNoOutput) {
+  Pages pages(1);
+  pages.Protect(0, Protection::ReadOnly);
+  PASSTHRU_MSG message{};
+  j2534_ulong count = 1;
+  auto* const cell = reinterpret_cast<j2534_ulong*>(pages.At(0));
+  EXPECT_EQ(library.PassThruConnect(device, CAN_PS, 0, 500000, cell), long{ERR_NULL_PARAMETER});
+  EXPECT_EQ(library.PassThruReadMsgs(channel, &message, cell, 0), long{ERR_NULL_PARAMETER});
+  EXPECT_EQ(library.PassThruReadMsgs(channel, reinterpret_cast<PASSTHRU_MSG*>(cell), &count, 0),
+            long{ERR_NULL_PARAMETER});
+  EXPECT_EQ(library.PassThruIoctl(device, READ_VBATT, nullptr, cell), long{ERR_NULL_PARAMETER});
+}
+
+}  // namespace
+}  // namespace passbridge::test
