@@ -66,19 +66,41 @@ build_preset() {
   cmake --build "$(build_dir "$preset")" -j "$PASSBRIDGE_JOBS" ${1:+--target "$@"}
 }
 
+# runs_32bit_code: whether this machine does; some virtual machines have no 32-bit mode.
+runs_32bit_code() {
+  local program status=0
+  program=$(mktemp)
+  printf 'void _start(void) { __asm__("int $0x80" : : "a"(1), "b"(0)); }' |
+    gcc -m32 -nostdlib -static -x c - -o "$program" && "$program" 2>/dev/null || status=1
+  rm -f "$program"
+  return "$status"
+}
+
+# on_target PRESET COMMAND...: as it is, or in the VM if the preset's programs cannot run on this machine.
+on_target() {
+  local preset=$1 prefix
+  shift
+  if [ "$preset" != windows-x86 ] || runs_32bit_code; then
+    "$@"
+  else
+    prefix=$(build_dir "$preset")/wine
+    "$PASSBRIDGE_ROOT/scripts/run-under-wine" "$prefix" && "$PASSBRIDGE_ROOT/scripts/run-in-vm" "$prefix" "$@"
+  fi
+}
+
 # test_preset PRESET [CTEST ARGUMENT...]: runs the tests of a preset that was built.
 test_preset() {
-  local dir
-  dir=$(build_dir "$1")
+  local preset=$1
   shift
-  ctest --test-dir "$dir" --output-on-failure --no-tests=error -j "$PASSBRIDGE_JOBS" "$@"
+  on_target "$preset" ctest --test-dir "$(build_dir "$preset")" --output-on-failure --no-tests=error \
+    -j "$PASSBRIDGE_JOBS" "$@"
 }
 
 # run_under_wine x64|x86 PROGRAM [ARGUMENT...]: in the Wine prefix of that target's build.
 run_under_wine() {
-  local bits=$1
+  local preset=windows-$1
   shift
-  "$PASSBRIDGE_ROOT/scripts/run-under-wine" "$(build_dir "windows-$bits")/wine" "$@"
+  on_target "$preset" "$PASSBRIDGE_ROOT/scripts/run-under-wine" "$(build_dir "$preset")/wine" "$@"
 }
 
 # list_sources: every C and C++ source of the project that git tracks or would track.
