@@ -1,5 +1,5 @@
 # Third-party code, the same targets on every platform: Boost::thread, nlohmann_json::nlohmann_json, CLI11::CLI11,
-# GTest::gtest, GTest::gmock, GTest::gtest_main, and benchmark::benchmark where it is installed.
+# GTest::gtest, GTest::gmock, GTest::gtest_main.
 #
 # Boost.Thread and GoogleTest are built here from source, for Linux as well: so libpassbridge depends on nobody's shared
 # Boost, and the sanitizers see the whole program.
@@ -68,8 +68,4 @@ endfunction()
 include(CTest)
 if(BUILD_TESTING)
   passbridge_googletest()
-endif()
-
-if(NOT CMAKE_CROSSCOMPILING)
-  find_package(benchmark QUIET)
 endif()

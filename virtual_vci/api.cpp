@@ -15,6 +15,7 @@
 using namespace virtual_vci;
 
 // A signature that drifts from the header doesn't compile.
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a type name
 #define VVCI_CHECK_SIGNATURE(name) static_assert(std::is_same_v<decltype(&name), PFN_##name>);
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI PDUConstruct(CHAR8* OptionStr, void* pAPITag) {

@@ -75,9 +75,7 @@ void IsoTpSender::FrameSent(bool acknowledged) {
     End(IsoTpError::kTimeoutAs);
   } else if (state_ == State::kSingle || sent_ == message_.size()) {
     End(IsoTpError::kNone);
-  } else if (state_ == State::kFirst) {
-    AwaitFlow();
-  } else if (blockLeft_ != 0 && --blockLeft_ == 0) {
+  } else if (state_ == State::kFirst || (blockLeft_ != 0 && --blockLeft_ == 0)) {
     AwaitFlow();
   } else {
     PauseThenSend();

@@ -28,7 +28,7 @@ std::string AdditionalInfo(const InterfaceConfig& interface) {
 }
 
 CHAR8* PutText(ItemBuilder& builder, const std::string& text) {
-  CHAR8* part = builder.Take<CHAR8>(text.size() + 1);
+  auto* part = builder.Take<CHAR8>(text.size() + 1);
   std::copy(text.begin(), text.end(), part);
   return part;
 }

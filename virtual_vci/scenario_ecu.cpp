@@ -95,7 +95,7 @@ std::uint16_t ReadFault(const JsonValue& json) {
 }
 
 std::string ReadLimitedText(const JsonValue& json, std::string_view member, std::size_t longest) {
-  const std::string text = json.TextOr(member, "");
+  std::string text = json.TextOr(member, "");
   if (text.size() > longest)
     json.Get(member).Fail("at most " + std::to_string(longest) + " characters");
   return text;

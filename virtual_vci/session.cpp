@@ -16,7 +16,7 @@ struct Current {
 
 Current& TheCurrent() {
   alignas(Current) static unsigned char memory[sizeof(Current)];
-  static Current* const current = new (memory) Current;
+  static auto* const current = new (memory) Current;
   return *current;
 }
 

@@ -52,7 +52,7 @@ class Vehicle::StrangerNode : public BusNode {
   CanBus& bus_;
 };
 
-Vehicle::Vehicle(const Scenario& scenario, Scheduler& scheduler, FloodGate mayFlood)
+Vehicle::Vehicle(const Scenario& scenario, Scheduler& scheduler, const FloodGate& mayFlood)
     : scheduler_(scheduler) {
   for (const BusConfig& bus : scenario.buses) {
     buses_.push_back(std::make_unique<BusSlot>(

@@ -25,7 +25,7 @@ struct BusSlot {
 /// Guarded by the module's lock.
 class Vehicle {
  public:
-  Vehicle(const Scenario& scenario, Scheduler& scheduler, FloodGate mayFlood);
+  Vehicle(const Scenario& scenario, Scheduler& scheduler, const FloodGate& mayFlood);
 
   /// The bus on these pins; made if there is none, so that links can talk to each other on pins
   /// with no ECU.

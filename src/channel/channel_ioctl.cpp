@@ -36,17 +36,17 @@ struct IoctlRow {
 };
 
 // One adapter for each shape of handler.
-template <Status (CJ2534Channel::*kMethod)()>
+template <Status (CJ2534Channel::*Target)()>
 Status Plain(CJ2534Channel& channel, const AppPointer& /*input*/, const AppPointer& /*output*/) {
-  return (channel.*kMethod)();
+  return (channel.*Target)();
 }
-template <Status (CJ2534Channel::*kMethod)(const AppPointer&)>
+template <Status (CJ2534Channel::*Target)(const AppPointer&)>
 Status WithInput(CJ2534Channel& channel, const AppPointer& input, const AppPointer& /*output*/) {
-  return (channel.*kMethod)(input);
+  return (channel.*Target)(input);
 }
-template <Status (CJ2534Channel::*kMethod)(const AppPointer&, const AppPointer&)>
+template <Status (CJ2534Channel::*Target)(const AppPointer&, const AppPointer&)>
 Status WithBoth(CJ2534Channel& channel, const AppPointer& input, const AppPointer& output) {
-  return (channel.*kMethod)(input, output);
+  return (channel.*Target)(input, output);
 }
 
 using C = CJ2534Channel;

@@ -70,20 +70,20 @@ bool DefaultDeviceSettings::WriteValues(RegistryKey& key) const {
   return key.WriteDword("SerialNumber", serialNumber_);
 }
 
-template <typename Entry, std::size_t capacity>
-void SubkeyList<Entry, capacity>::ReadValues(const RegistryKey& source) {
+template <typename Entry, std::size_t Capacity>
+void SubkeyList<Entry, Capacity>::ReadValues(const RegistryKey& source) {
   const std::string_view stem = stem_;
   for (const std::string& name : source.SubkeyNames()) {
-    count_ = std::min(count_ + 1, capacity);
+    count_ = std::min(count_ + 1, Capacity);
     if (name.size() <= stem.size()) continue;
     const std::size_t index = ParseDecimal(std::string_view(name).substr(stem.size()));
     const std::optional<RegistryKey> key = source.OpenSubkey(name, RegistryAccess::Read);
-    if (index < capacity && key) entries_[index] = ReadEntry(*key);
+    if (index < Capacity && key) entries_[index] = ReadEntry(*key);
   }
 }
 
-template <typename Entry, std::size_t capacity>
-bool SubkeyList<Entry, capacity>::WriteValues(RegistryKey& key) const {
+template <typename Entry, std::size_t Capacity>
+bool SubkeyList<Entry, Capacity>::WriteValues(RegistryKey& key) const {
   bool written = true;
   for (std::size_t i = 0; i < count_; ++i) {
     std::optional<RegistryKey> entry = key.CreateSubkey(EntryKey(stem_, i));

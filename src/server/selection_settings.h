@@ -62,17 +62,17 @@ class DefaultDeviceSettings : public VersionedSetting {
 
 /// A list whose entries lie in subkeys, the stem and a two-digit index each ("Connection00"). An
 /// entry whose subkey is missing between others reads as zero.
-template <typename Entry, std::size_t capacity>
+template <typename Entry, std::size_t Capacity>
 class SubkeyList : public VersionedSetting {
  public:
-  /// Entries in the list, `capacity` at most.
+  /// Entries in the list, `Capacity` at most.
   std::size_t Count() const { return count_; }
 
  protected:
   SubkeyList(const char* name, const char* stem) : VersionedSetting(name), stem_(stem) {}
   ~SubkeyList() = default;
 
-  std::array<Entry, capacity> entries_{};
+  std::array<Entry, Capacity> entries_{};
   std::size_t count_ = 0;
 
  private:

@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 constexpr std::string_view kNewFile = ".new-XXXXXX";
 constexpr std::string_view kDeletedFolder = ".deleted-";
 // The longest text, each unit of it in three bytes, fits.
-constexpr std::size_t kMaxFileSize = 128 * 1024;
+constexpr std::size_t kMaxFileSize = std::size_t{128} * 1024;
 
 bool IsKind(const std::string& path, EntryKind kind) {
   struct stat status;

@@ -37,7 +37,7 @@ std::string Escaped(std::string_view name) {
 std::optional<std::string> Unescaped(std::string_view text) {
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    std::uint8_t byte = static_cast<std::uint8_t>(text[i]);
+    auto byte = static_cast<std::uint8_t>(text[i]);
     if (text[i] == '%') {
       if (text.size() - i < 3) return std::nullopt;
       const char* const digits = text.data() + i + 1;

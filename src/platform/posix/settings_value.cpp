@@ -60,7 +60,7 @@ std::size_t Utf16Length(std::string_view text) {
 
 std::optional<std::uint32_t> FirstFourBytes(const SettingsValue& value) {
   if (const auto* const number = std::get_if<std::uint32_t>(&value)) return *number;
-  const std::string& text = std::get<std::string>(value);
+  const auto& text = std::get<std::string>(value);
   if (Utf16Length(text) > 1) return std::nullopt;  // with the terminator more than four bytes
   return text.empty() ? 0 : static_cast<std::uint32_t>(WideFromUtf8(text).front());
 }
