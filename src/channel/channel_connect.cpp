@@ -342,6 +342,7 @@ Status CJ2534Channel::PassThruDisconnect() {
     EndPeriodicMessages();
     ReleaseLinkItems();
     if (!vehicleConnected_) {
+      StopEventProcessors();  // nothing more can come, and the channel may be destroyed next
       return Exits::NormalAs("CJ2534Channel::PassThruDisconnect() return without destroying");
     }
     if (const Status status = DisconnectFromVehicle()) {

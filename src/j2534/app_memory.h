@@ -16,6 +16,12 @@ namespace passbridge {
 /// Capacity of PASSTHRU_MSG.Data, in bytes.
 inline constexpr std::uint32_t kMaxMessageData = 4128;
 
+/// The address so many bytes further on; an application's pointer may point to nowhere, where
+/// pointers cannot be added to.
+inline void* OffsetAddress(void* address, std::size_t bytes) {
+  return reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(address) + bytes);
+}
+
 enum class FieldWidth : std::uint8_t { k32 = 4, k64 = 8 };
 
 /// An application's `unsigned long`, or an array of them. Stores write the full width.
@@ -28,7 +34,7 @@ class AppValue {
   void* Address() const { return address_; }
   std::size_t Size() const { return static_cast<std::size_t>(width_); }
   AppValue operator[](std::size_t index) const {
-    return {static_cast<std::byte*>(address_) + index * Size(), width_};
+    return {OffsetAddress(address_, index * Size()), width_};
   }
 
   /// The lower 32 bits of the value.
@@ -89,7 +95,7 @@ class AppMessage {
   /// Size of one message, in bytes.
   std::size_t Size() const { return kFields * static_cast<std::size_t>(width_) + kMaxMessageData; }
   AppMessage operator[](std::size_t index) const {
-    return {static_cast<std::byte*>(address_) + index * Size(), width_};
+    return {OffsetAddress(address_, index * Size()), width_};
   }
 
   std::uint32_t ProtocolId() const { return Field(0).Load(); }

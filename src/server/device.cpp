@@ -159,10 +159,13 @@ void CJ2534Device::NoteLineBroken() {
 }
 
 void CJ2534Device::Abandon() {
-  Channels channels;  // goes after the lock
-  const platform::MutexLock lock(deviceLock_);
-  connected_ = false;
-  channels.swap(channels_);
+  Channels channels;
+  {
+    const platform::MutexLock lock(deviceLock_);
+    connected_ = false;
+    channels.swap(channels_);
+  }
+  for (const auto& [id, channel] : channels) channel->PassThruDisconnect();
 }
 
 }  // namespace passbridge

@@ -91,6 +91,9 @@ TEST_F(Session, LostVciEndsEverythingUntilTheNextOpen) {
             long{ERR_DEVICE_NOT_CONNECTED});
   EXPECT_EQ(library.PassThruClose(device), long{ERR_DEVICE_NOT_CONNECTED})
       << "the lost device stays registered";
+  vci.Plug(4711);
+  device = Open();  // takes its place
+  Close();
 }
 
 TEST_F(Session, ComPrimitiveThatTheVciRefusesFailsTheWrite) {

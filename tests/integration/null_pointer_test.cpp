@@ -27,7 +27,7 @@ struct Argument {
 TEST_F(UnreadablePointer, InAnyArgumentIsANullParameter) {
   Pages pages(3);
   pages.Protect(0, Protection::None);
-  pages.Free(2);
+  pages.Protect(2, Protection::None);
   PASSTHRU_MSG message = CanMessage(0x7E0, {1});
   std::array<char, J2534_TEXT_SIZE> text{};
   j2534_ulong cell = 0;
@@ -107,7 +107,7 @@ TEST_F(UnreadablePointer, InAnyArgumentIsANullParameter) {
        [&](void* p) { return library.PassThruIoctl(device, SUPPRESS_VCI_DIALOG, p, nullptr); }},
       };
   const std::array<void*, 5> bad{nullptr, reinterpret_cast<void*>(8), pages.At(0),
-                                 pages.At(1, Pages::Size() - 1),  // ends in memory that is gone
+                                 pages.At(1, Pages::Size() - 1),  // runs into memory that is not
                                  pages.At(2)};
   for (const Argument& argument : arguments) {
     for (void* const pointer : bad) {

@@ -71,8 +71,9 @@ TEST_F(CanTest, UnknownServiceIsRefusedOnlyWhenAskedPhysically) {
 TEST_F(CanTest, BroadcastsComAtTheirPeriodWithBothIdentifierFormats) {
   link_->Open();
   library_.VirtualVciAdvance(module_, 1000000);
+  library_.VirtualVciSetCyclic(module_, 0);
   std::map<UNUM32, int> counts;
-  while (const auto frame = link_->AwaitResult(milliseconds(5))) {
+  while (const auto frame = link_->AwaitResult(milliseconds(counts.empty() ? 5000 : 100))) {
     const UNUM32 id = UNUM32{frame->data[0]} << 24 | UNUM32{frame->data[1]} << 16 |
                       UNUM32{frame->data[2]} << 8 | frame->data[3];
     EXPECT_EQ(frame->Has(2, 0x01), id > 0x7FF);
