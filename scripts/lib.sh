@@ -84,7 +84,8 @@ on_target() {
     "$@"
   else
     prefix=$(build_dir "$preset")/wine
-    "$PASSBRIDGE_ROOT/scripts/run-under-wine" "$prefix" && "$PASSBRIDGE_ROOT/scripts/run-in-vm" "$prefix" "$@"
+    "$PASSBRIDGE_ROOT/scripts/setup" vm && "$PASSBRIDGE_ROOT/scripts/run-under-wine" "$prefix" &&
+      "$PASSBRIDGE_ROOT/scripts/run-in-vm" "$prefix" "$@"
   fi
 }
 

@@ -62,6 +62,8 @@ bool CJ2534Server::Uninitialize() {
   constexpr const char* kName = "CJ2534Server::Uninitialize()";
   TraceEnter(kName);
   for (const DevicePtr& device : AllDevices()) device->Abandon();
+  // The channels of closed devices, too: a library that is unloaded leaves nothing behind.
+  ForgetAllChannels();
   pdu::Api().PDUDestruct();
   TraceLeave(kName);
   return true;

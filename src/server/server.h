@@ -109,6 +109,7 @@ class CJ2534Server : public CJ2534 {
 
   void KeepChannel(std::uint32_t channelId, std::uint32_t deviceId) EXCLUDES(mapLock_);
   bool ForgetChannel(std::uint32_t channelId) EXCLUDES(mapLock_);
+  void ForgetAllChannels() EXCLUDES(mapLock_);
 
   bool firstInitialisationPending_ = true;  // touched by Initialize only
 

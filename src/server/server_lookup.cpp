@@ -178,4 +178,9 @@ bool CJ2534Server::ForgetChannel(std::uint32_t channelId) {
   return channelDevices_.erase(channelId) != 0;
 }
 
+void CJ2534Server::ForgetAllChannels() {
+  const platform::MutexLock lock(mapLock_);
+  channelDevices_.clear();
+}
+
 }  // namespace passbridge
