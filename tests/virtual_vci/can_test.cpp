@@ -1,5 +1,6 @@
 // Raw CAN, on the bus of the built-in scenario.
 #include <set>
+#include <string>
 
 #include "tests/virtual_vci/pdu_fixture.h"
 
@@ -42,7 +43,7 @@ TEST_F(CanTest, EngineAnswersPhysicalAndFunctionalRequests) {
 TEST_F(CanTest, EngineSpeedMoves) {
   library_.VirtualVciSetCyclic(module_, 0);
   link_->Open();
-  std::set<Bytes> answers;
+  std::set<std::string> answers;
   for (int i = 0; i < 3; ++i) {
     link_->Send(Message(0x7E0, {2, 0x01, 0x0C, 0, 0, 0, 0, 0}));
     const auto answer = link_->AwaitResult();
@@ -51,7 +52,7 @@ TEST_F(CanTest, EngineSpeedMoves) {
     const int rpm = (answer->data[7] << 8 | answer->data[8]) / 4;
     EXPECT_GE(rpm, 800);
     EXPECT_LE(rpm, 4000);
-    answers.insert(answer->data);
+    answers.insert(std::string(answer->data.begin(), answer->data.end()));
     library_.VirtualVciAdvance(module_, 1500000);
   }
   EXPECT_EQ(answers.size(), 3u);

