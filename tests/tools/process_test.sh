@@ -64,15 +64,28 @@ mv "$work/lib/$library_file" "$work/bin/"
 expect 0 info
 tool=$original
 
+# monitor_in GROUP: the process of that group that monitors. It is the newest that says so: 64-bit Wine starts a 32-bit
+# program through another one with the same arguments.
+monitor_in() {
+  local stat line fields found=0 pid
+  for stat in /proc/[0-9]*/stat; do
+    { read -r line <"$stat"; } 2>/dev/null || continue
+    read -ra fields <<<"${line##*) }"
+    pid=${stat//[!0-9]/}
+    if [ "${fields[2]}" = "$1" ] && [ "$pid" -gt "$found" ] && grep -qsa monitor "/proc/$pid/cmdline"; then found=$pid; fi
+  done
+  echo "$found"
+}
+
 # ends_on SIGNAL: a monitor that would run for ever.
 ends_on() {
   local pid status=0 waited=0
-  set -m  # else the shell has the program ignore SIGINT
+  set -m  # a group of its own; and else the shell has the program ignore SIGINT
   "${launcher[@]}" "$tool" --library "$fake" monitor >"$work/out" 2>"$work/err" &
   pid=$!
   set +m
   until grep -q 100#0102 "$work/out" || [ $((++waited)) -gt 200 ]; do sleep 0.1; done
-  kill -s "$1" "$pid"
+  kill -s "$1" "$(monitor_in "$pid")"
   wait "$pid" || status=$?
   [ "$status" -eq 0 ] || complain "exit status $status after $1"
   says err "2 frames in "
