@@ -106,7 +106,7 @@ void Library::Shutdown() {
       if (entry.connected) open.push_back(std::exchange(entry.connected, nullptr));
     }
   }
-  for (const auto& module : open) module->Stop();
+  for (const auto& module : open) module->Stop(true);
   open.clear();
   JoinRetired();
   system_.Stop();
@@ -166,7 +166,8 @@ T_PDU_ERROR Library::DisconnectModule(UNUM32 module) {
 }
 
 void Library::StopModule(const std::shared_ptr<Module>& module) {
-  module->Stop();
+  // A callback waits for no other callback, as that one may be ending this one's module.
+  module->Stop(!OnOwnThread());
   std::thread rest = module->TakeThread();
   if (!rest.joinable()) return;
   MutexLock lock(lock_);
@@ -174,14 +175,11 @@ void Library::StopModule(const std::shared_ptr<Module>& module) {
 }
 
 void Library::JoinRetired() {
+  if (OnOwnThread()) return;
   std::vector<std::thread> ended;
   {
     MutexLock lock(lock_);
-    const auto self = std::this_thread::get_id();
-    const auto own = std::partition(retired_.begin(), retired_.end(),
-                                    [&](auto& each) { return each.get_id() == self; });
-    std::move(own, retired_.end(), std::back_inserter(ended));
-    retired_.erase(own, retired_.end());
+    ended.swap(retired_);
   }
   for (std::thread& thread : ended) thread.join();
 }

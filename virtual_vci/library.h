@@ -86,7 +86,7 @@ class Library {
   bool closed_ VVCI_GUARDED_BY(lock_) = false;
   std::vector<Vci> vcis_ VVCI_GUARDED_BY(lock_);
   std::vector<Entry> modules_ VVCI_GUARDED_BY(lock_);
-  std::vector<std::thread> retired_ VVCI_GUARDED_BY(lock_);  ///< ended in a callback of their own
+  std::vector<std::thread> retired_ VVCI_GUARDED_BY(lock_);  ///< ended in a callback
 };
 
 }  // namespace virtual_vci

@@ -90,7 +90,7 @@ void Module::Kick() {
   changed_.notify_one();
 }
 
-void Module::Stop() {
+void Module::Stop(bool wait) {
   std::map<UNUM32, std::unique_ptr<Link>> links;
   {
     MutexLock lock(lock_);
@@ -105,7 +105,7 @@ void Module::Stop() {
     for (auto& [handle, queue] : queues_) queue->RemoveCallback();
     queues_.clear();
   }
-  if (thread_.joinable() && thread_.get_id() != std::this_thread::get_id()) thread_.join();
+  if (wait && thread_.joinable() && !OnOwnThread()) thread_.join();
 }
 
 std::thread Module::TakeThread() { return std::move(thread_); }

@@ -33,10 +33,10 @@ class Module : private LinkObserver {
 
   /// Starts the thread, which keeps the module alive until it ends.
   static void Start(const std::shared_ptr<Module>& module);
-  /// Ends the thread, cancels everything, destroys the links. On the module's own thread (in a
-  /// callback) it doesn't wait: the thread ends when the callback returns, and `TakeThread` gives
-  /// what somebody has to join.
-  void Stop();
+  /// Ends the thread, cancels everything, destroys the links. It waits for the end of the thread if
+  /// `wait`, but not on the module's own thread (in a callback): then the thread ends when the
+  /// callback returns, and `TakeThread` gives what somebody has to join.
+  void Stop(bool wait);
   std::thread TakeThread();
   /// Whether the caller is in a callback of this module.
   bool OnOwnThread() const { return thread_.get_id() == std::this_thread::get_id(); }

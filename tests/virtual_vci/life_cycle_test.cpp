@@ -298,6 +298,34 @@ TEST_F(LifeCycleTest, LostVciIsToldAndCanBeDisconnectedInItsOwnCallback) {
   EXPECT_EQ(library_.PDUModuleConnect(module), PDU_STATUS_NOERROR);
 }
 
+std::atomic<int> inCallback;
+std::atomic<int> othersEnded;
+
+/// Ends the other one of the modules 0x1001 and 0x1003 while that one's callback runs, too.
+void PDUAPI OnModuleEventEndOther(T_PDU_EVT_DATA, UNUM32 module, UNUM32, void*, void*) {
+  ++inCallback;
+  for (int i = 0; i < 2000 && inCallback < 2; ++i) std::this_thread::sleep_for(milliseconds(1));
+  callbackLibrary.load()->PDUModuleDisconnect(0x1001 + 0x1003 - module);
+  ++othersEnded;
+}
+
+TEST_F(LifeCycleTest, CallbacksOfTwoModulesMayEndEachOther) {
+  const UNUM32 modules[] = {Connect(), ModuleNamed("4712", "Wireless")};
+  ASSERT_THAT(modules, testing::ElementsAre(0x1001u, 0x1003u));
+  ASSERT_EQ(library_.PDUModuleConnect(modules[1]), PDU_STATUS_NOERROR);
+  callbackLibrary = &library_;
+  inCallback = othersEnded = 0;
+  for (const UNUM32 module : modules) {
+    ASSERT_EQ(library_.PDURegisterEventCallback(module, PDU_HANDLE_UNDEF, &OnModuleEventEndOther),
+              PDU_STATUS_NOERROR);
+  }
+  library_.VirtualVciUnplug(4711);
+  library_.VirtualVciUnplug(4712);
+  for (int i = 0; i < 15000 && othersEnded < 2; ++i) std::this_thread::sleep_for(milliseconds(1));
+  EXPECT_EQ(inCallback, 2);
+  EXPECT_EQ(othersEnded, 2);
+}
+
 TEST_F(LifeCycleTest, LinkOfALostVciSaysSo) {
   const UNUM32 module = Connect();
   TestLink link(library_, module);
