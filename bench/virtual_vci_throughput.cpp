@@ -16,7 +16,7 @@
 #include <mutex>
 #include <string>
 
-#include "bench/platform/memory.h"
+#include "bench/platform/process.h"
 #include "tests/virtual_vci/pdu_library.h"
 
 namespace {

@@ -1,7 +1,7 @@
 /// \file
-/// How much memory this process occupies.
-#ifndef BENCH_PLATFORM_MEMORY_H_
-#define BENCH_PLATFORM_MEMORY_H_
+/// What this process has taken from the machine.
+#ifndef BENCH_PLATFORM_PROCESS_H_
+#define BENCH_PLATFORM_PROCESS_H_
 
 #include <cstddef>
 
@@ -10,6 +10,9 @@ namespace bench {
 /// Bytes that are resident now; 0 if the system doesn't tell.
 std::size_t ResidentBytes();
 
+/// Seconds of processor time of all threads so far; 0 if the system doesn't tell.
+double ProcessorSeconds();
+
 }  // namespace bench
 
-#endif  // BENCH_PLATFORM_MEMORY_H_
+#endif  // BENCH_PLATFORM_PROCESS_H_

@@ -1,8 +1,9 @@
+#include <time.h>
 #include <unistd.h>
 
 #include <cstdio>
 
-#include "bench/platform/memory.h"
+#include "bench/platform/process.h"
 
 namespace bench {
 
@@ -14,6 +15,12 @@ std::size_t ResidentBytes() {
   const int count = std::fscanf(file, "%lu %lu", &total, &resident);
   std::fclose(file);
   return count == 2 ? resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) : 0;
+}
+
+double ProcessorSeconds() {
+  timespec time{};
+  if (clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time) != 0) return 0;
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 }  // namespace bench
