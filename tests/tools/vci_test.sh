@@ -21,10 +21,12 @@ complain() {
 }
 
 # expect STATUS ARGUMENT...: runs the tool.
-expect() {
-  local wanted=$1 status=0
-  shift
-  with_virtual_vci "$preset" "$tool" "$@" >"$work/out.crlf" 2>"$work/err.crlf" || status=$?
+expect() { expect_of "$tool" "$@"; }
+# expect_of PROGRAM STATUS ARGUMENT...
+expect_of() {
+  local program=$1 wanted=$2 status=0
+  shift 2
+  with_virtual_vci "$preset" "$program" "$@" >"$work/out.crlf" 2>"$work/err.crlf" || status=$?
   tr -d '\r' <"$work/out.crlf" >"$work/out"
   tr -d '\r' <"$work/err.crlf" >"$work/err"
   [ "$status" -eq "$wanted" ] || complain "$*: exit status $status instead of $wanted"
@@ -73,5 +75,12 @@ expect 0 obd "${vci[@]}" --to 7E0 --wait 2000 engine-speed coolant
 only '^7E8  (engine speed: [0-9]+ rpm|coolant temperature: -?[0-9]+ degC)$' 2
 expect 0 obd "${vci[@]}" --wait 1000 speed
 only '^7E[89]  vehicle speed: [0-9]+ km/h$' 2
+
+# An application that closes nothing ends all the same, and quietly.
+library=$(library_of "$preset")
+case $preset in windows-*) library=$(as_windows_path "$library") ;; esac
+expect_of "$(built_file "$preset" tests/tools '' leaves_open .exe '')" 0 "$library"
+only '^leaving$' 1
+[ ! -s "$work/err" ] || complain "something in err"
 
 if [ "$failures" -gt 0 ]; then exit 1; fi

@@ -323,6 +323,7 @@ TEST_F(CopTest, QueueLimits) {
     PDU_IO_EVENT_QUEUE_PROPERTY_DATA properties{4, each.mode};
     PDU_DATA_ITEM item{PDU_IT_IO_EVENT_QUEUE_PROPERTY, &properties};
     EXPECT_EQ(link_->IoCtl("PDU_IOCTL_SET_EVENT_QUEUE_PROPERTIES", &item), PDU_STATUS_NOERROR);
+    const int losses = link_->Losses();
     TestLink sender(library_, module_);
     sender.Open();
     for (int i = 0; i < 10; ++i) {  // of alternating kinds, so that they don't arrive packed
@@ -331,8 +332,11 @@ TEST_F(CopTest, QueueLimits) {
           {.data = Message(0x123, {i}), .flags = {0, 0, extended ? UNUM8{1} : UNUM8{0}, 0}});
       ASSERT_TRUE(sender.AwaitStatus(cop, PDU_COPST_FINISHED));
     }
+    const bool loses = each.mode != PDU_QUE_UNLIMITED;
+    EXPECT_TRUE(link_->AwaitLosses(losses + (loses ? 1 : 0))) << each.mode;
     const auto events = link_->Drain();
     ASSERT_EQ(events.size(), each.kept) << each.mode;
+    EXPECT_EQ(link_->Losses() != losses, loses) << each.mode;
     EXPECT_EQ(events[0].data[4], each.first) << each.mode;
   }
   PDU_IO_EVENT_QUEUE_PROPERTY_DATA properties{0, PDU_QUE_LIMITED};

@@ -88,18 +88,29 @@ TestLink::~TestLink() {
   if (created_ == PDU_STATUS_NOERROR) library_.PDUDestroyComLogicalLink(module_, handle_);
 }
 
-void PDUAPI TestLink::OnEvent(T_PDU_EVT_DATA, UNUM32, UNUM32 link, void* linkTag, void*) {
+void PDUAPI TestLink::OnEvent(T_PDU_EVT_DATA event, UNUM32, UNUM32 link, void* linkTag, void*) {
   auto& self = *static_cast<TestLink*>(linkTag);
   EXPECT_EQ(link, self.handle_);
   const std::lock_guard<std::mutex> lock(self.lock_);
   self.signalled_ = true;
   ++self.callbacks_;
+  if (event == PDU_EVT_DATA_LOST) ++self.losses_;
   self.called_.notify_all();
 }
 
 int TestLink::Callbacks() {
   const std::lock_guard<std::mutex> lock(lock_);
   return callbacks_;
+}
+
+int TestLink::Losses() {
+  const std::lock_guard<std::mutex> lock(lock_);
+  return losses_;
+}
+
+bool TestLink::AwaitLosses(int count, milliseconds patience) {
+  std::unique_lock<std::mutex> lock(lock_);
+  return called_.wait_for(lock, patience, [&] { return losses_ >= count; });
 }
 
 void TestLink::Open() {

@@ -117,6 +117,9 @@ class TestLink {
   /// Everything that is there now.
   std::vector<Event> Drain();
   int Callbacks();
+  /// Whether the callback has told of lost events that often, waiting for it.
+  bool AwaitLosses(int count, milliseconds patience = milliseconds(5000));
+  int Losses();
 
  private:
   static void PDUAPI OnEvent(T_PDU_EVT_DATA event, UNUM32 module, UNUM32 link, void* linkTag,
@@ -133,6 +136,7 @@ class TestLink {
   std::condition_variable called_;
   bool signalled_ = false;
   int callbacks_ = 0;
+  int losses_ = 0;
 };
 
 /// Loads the library for each test, constructs it with the clock, and demands at the end that every
