@@ -6,6 +6,7 @@
  * through its pass filters; a request for the engine speed is answered by 7E8, one for the vehicle
  * speed is refused by 7E8; a frame to 666 can't be sent.
  */
+#define _DEFAULT_SOURCE /* usleep */
 #ifdef _WIN32
 #define J2534_API __declspec(dllexport)
 #else
@@ -14,6 +15,7 @@
 #include <passbridge/j2534.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 enum { kDevice = 71, kChannel = 72, kMaxFilters = 10, kQueueSize = 16 };
 
@@ -114,12 +116,12 @@ long J2534_CALL PassThruDisconnect(j2534_ulong ChannelID) {
 long J2534_CALL PassThruReadMsgs(j2534_ulong ChannelID, PASSTHRU_MSG* pMsg, j2534_ulong* pNumMsgs,
                                  j2534_ulong Timeout) {
   const j2534_ulong wanted = *pNumMsgs;
-  (void)Timeout;
   if (ChannelID != kChannel) return ERR_INVALID_CHANNEL_ID;
   for (*pNumMsgs = 0; *pNumMsgs < wanted && queueHead < queueTail; ++queueHead) {
     if (Passes(&queue[queueHead])) pMsg[(*pNumMsgs)++] = queue[queueHead];
   }
   if (*pNumMsgs == wanted) return STATUS_NOERROR;
+  usleep((unsigned)(Timeout < 10 ? Timeout : 10) * 1000); /* nothing more will come */
   return *pNumMsgs == 0 ? ERR_BUFFER_EMPTY : ERR_TIMEOUT;
 }
 
