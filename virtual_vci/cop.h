@@ -66,6 +66,7 @@ struct Cop {
   Phase phase = Phase::kWaiting;
   bool executing = false;  ///< the application has been told
   SNUM32 received = 0;     ///< in this cycle
+  UNUM32 repeats = 0;      ///< how often it may still be sent again in this cycle if nobody answers
   std::optional<Scheduler::Timer> timer;
 
   bool Sends() const { return sendCycles != 0; }

@@ -26,6 +26,10 @@ EventHead CopEngine::HeadOf(const Cop& cop) const {
   return {cop.handle, cop.tag, static_cast<UNUM32>(scheduler_.Now())};
 }
 
+const ComParamSet& CopEngine::ParamsOf(const Cop& cop) const {
+  return cop.params ? *cop.params : target_.ActiveParams();
+}
+
 void CopEngine::SayStatus(const Cop& cop, T_PDU_STATUS status) {
   events_.Push(MakeStatusItem(HeadOf(cop), status));
 }
@@ -56,6 +60,7 @@ void CopEngine::Pump() {
 
 void CopEngine::BeginTurn(Cop& cop) {
   if (!std::exchange(cop.executing, true)) SayStatus(cop, PDU_COPST_EXECUTING);
+  cop.repeats = ParamsOf(cop).Number("CP_RepeatReqCountApp");
   Execute(cop);
 }
 
@@ -115,8 +120,7 @@ bool CopEngine::HasTimeout(const Cop& cop) {
 }
 
 void CopEngine::StartTimeout(Cop& cop, const char* comParam) {
-  const ComParamSet& params = cop.params ? *cop.params : target_.ActiveParams();
-  const Micros time = params.Number(comParam);
+  const Micros time = ParamsOf(cop).Number(comParam);
   scheduler_.Cancel(cop.timer);
   cop.timer =
       scheduler_.After(time, Pace::kProgress, [this, handle = cop.handle] { Timeout(handle); });
@@ -127,6 +131,9 @@ void CopEngine::Timeout(UNUM32 handle) {
   if (cop == nullptr) return;
   if (cop->receiveCycles == PDU_CYCLES_MULTIPLE && cop->received > 0) {
     EndOfCycle(*cop);
+  } else if (cop->Sends() && cop->repeats > 0) {
+    --cop->repeats;
+    Execute(*cop);
   } else {
     Fail(*cop, PDU_ERR_EVT_RX_TIMEOUT, 0);
   }
@@ -224,8 +231,7 @@ void CopEngine::HoldTimeout(UNUM32 uniqueRespId) {
 bool CopEngine::Pending(UNUM32 handle) {
   Cop* cop = FindCop(handle);
   if (cop == nullptr || cop->phase != Cop::Phase::kReceiving || !HasTimeout(*cop)) return false;
-  const ComParamSet& params = cop->params ? *cop->params : target_.ActiveParams();
-  if (params.Number("CP_RC78Handling") == 0) return false;
+  if (ParamsOf(*cop).Number("CP_RC78Handling") == 0) return false;
   StartTimeout(*cop, "CP_P2Star");
   return true;
 }

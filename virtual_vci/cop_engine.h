@@ -86,6 +86,8 @@ class CopEngine {
   void Timeout(UNUM32 handle);
   void StartTimeout(Cop& cop, const char* comParam);
   static bool HasTimeout(const Cop& cop);
+  /// Those it runs with.
+  const ComParamSet& ParamsOf(const Cop& cop) const;
   void LeaveTurn(const Cop& cop);
   void Fail(Cop& cop, T_PDU_ERR_EVT code, UNUM32 extra);
   void End(UNUM32 handle, T_PDU_STATUS status);

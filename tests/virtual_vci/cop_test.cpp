@@ -1,4 +1,5 @@
 // ComParams, the life of ComPrimitives, event queues.
+#include <algorithm>
 #include <cstring>
 
 #include "tests/virtual_vci/pdu_fixture.h"
@@ -309,6 +310,22 @@ TEST_F(CopTest, ClearingReceivedMessagesKeepsWhatSomebodyWaitsFor) {
   while (Status(cop) != 0) std::this_thread::yield();
   EXPECT_EQ(link_->IoCtl("PDU_IOCTL_CLEAR_RX_QUEUE"), PDU_STATUS_NOERROR);
   EXPECT_THAT(History(cop), ElementsAre(PDU_COPST_EXECUTING, PDU_COPST_FINISHED));
+}
+
+TEST_F(CopTest, UnansweredRequestIsRepeated) {
+  TestLink listener(library_, module_);
+  listener.Open();
+  link_->Open();
+  link_->Set("CP_RepeatReqCountApp", 2);
+  link_->Update();
+  const UNUM32 cop = link_->Start({.data = Message(0x123, {2, 1, 0}), .receiveCycles = 1});
+  const auto error = link_->Await([](const Event& event) { return event.type == PDU_IT_ERROR; });
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->error.ErrorCodeId, PDU_ERR_EVT_RX_TIMEOUT);
+  EXPECT_TRUE(link_->AwaitStatus(cop, PDU_COPST_FINISHED));
+  const auto heard = listener.Drain();
+  EXPECT_EQ(std::count_if(heard.begin(), heard.end(), [](auto& each) { return each.IsResult(); }),
+            3);
 }
 
 TEST_F(CopTest, QueueLimits) {
