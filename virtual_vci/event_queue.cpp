@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kMaxRecords = 64;
 constexpr std::size_t kRecordData = 12;
 constexpr std::size_t kRecordSize = 4 + 1 + kRecordData;
-constexpr std::size_t kCountSize = 4;
+constexpr std::size_t kRecordCountSize = 4;
 constexpr UNUM8 kPackedFlag = 0x20;
 constexpr std::chrono::seconds kCallbackPatience{5};
 
@@ -43,9 +43,9 @@ ItemPtr MakePacked(const PDU_EVENT_ITEM& single, ResultInfo info) {
   const auto& result = *static_cast<const PDU_RESULT_DATA*>(single.pData);
   info.rxFlags[3] |= kPackedFlag;
   info.startTimestamp = result.StartMsgTimestamp;
-  const std::array<UNUM8, kCountSize> count{};
+  const std::array<UNUM8, kRecordCountSize> count{};
   ItemPtr item = MakeResultItem({single.hCop, single.pCoPTag, single.Timestamp}, info, count,
-                                kCountSize + kMaxRecords * kRecordSize);
+                                kRecordCountSize + kMaxRecords * kRecordSize);
   AppendRecord(ResultOf(item),
                MakeRecord(single.Timestamp, {result.pDataBytes, result.NumDataBytes}));
   return item;

@@ -21,6 +21,9 @@ class ScenarioError : public std::runtime_error {
       : std::runtime_error((place.empty() ? "/" : place) + ": expected " + expected) {}
 };
 
+/// Largest number there is.
+inline constexpr std::uint32_t kNoLimit = 0xFFFFFFFF;
+
 /// A value and its place. Every reader throws ScenarioError.
 class JsonValue {
  public:

@@ -8,7 +8,6 @@ namespace virtual_vci {
 
 namespace {
 
-constexpr Micros kMillisecond = 1000;
 constexpr Micros kSecond = 1000000;
 
 constexpr const char* kVin = "VVC1234567N000001";

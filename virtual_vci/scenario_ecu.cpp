@@ -7,9 +7,7 @@ namespace virtual_vci {
 
 namespace {
 
-constexpr std::uint32_t kNoLimit = 0xFFFFFFFF;
-constexpr std::uint32_t kMillisecond = 1000;
-constexpr std::uint32_t kLongestTime = kNoLimit / kMillisecond;  // ms
+constexpr auto kLongestTime = static_cast<std::uint32_t>(kNoLimit / kMillisecond);  // ms
 constexpr std::size_t kVinLength = 17;
 
 /// An identifier: a number above 0x7FF has 29 bits, a smaller one has if "extended" says so.

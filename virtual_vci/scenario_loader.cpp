@@ -13,8 +13,6 @@ namespace virtual_vci {
 
 namespace {
 
-constexpr std::uint32_t kNoLimit = 0xFFFFFFFF;
-
 template <typename Value>
 struct Name {
   const char* text;

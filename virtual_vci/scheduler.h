@@ -15,6 +15,7 @@ namespace virtual_vci {
 
 /// Microseconds since the module was connected.
 using Micros = std::uint64_t;
+inline constexpr Micros kMillisecond = 1000;
 
 enum class ClockKind {
   kRealtime,  ///< simulated time is real time

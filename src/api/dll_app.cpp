@@ -25,11 +25,6 @@ constexpr std::string_view kNamePrefix = "J2534-2:";
 constexpr PduLoader kInstalledLibrary{
     [] { return pdu::LoadPduApi(pdu::ReadFunctionLibraryPath()); }, &pdu::UnloadPduApi};
 
-Status Record(Status status) {
-  LastErrorRecord::Instance().SetLastStatus(status);
-  return status;
-}
-
 bool Contains(const std::optional<std::string>& text, std::string_view part) {
   return text && text->find(part) != std::string::npos;
 }
@@ -115,26 +110,26 @@ Status CJ2534DllApp::PassThruOpen(const void* name, const AppValue& deviceId) {
   try {
     return Open(name, deviceId);
   } catch (...) {
-    return Record(ERR_DEVICE_NOT_CONNECTED);
+    return RecordStatus(ERR_DEVICE_NOT_CONNECTED);
   }
 }
 
 Status CJ2534DllApp::Open(const void* name, const AppValue& deviceId) {
   const std::optional<std::string> text = ReadForeignText(name, kMaxName);
-  if (name != nullptr && !text) return Record(ERR_NULL_PARAMETER);
+  if (name != nullptr && !text) return RecordStatus(ERR_NULL_PARAMETER);
   InitInstance();
   const OpenInProgress inProgress(*this);
   const bool hasVciName = Contains(text, kVciNameKey);
   const std::string vciName = hasVciName ? text->substr(0, kMaxVciName) : std::string();
   if (!InitializePduApi(hasVciName ? vciName.c_str() : nullptr)) {
-    return Record(ERR_DEVICE_NOT_CONNECTED);
+    return RecordStatus(ERR_DEVICE_NOT_CONNECTED);
   }
   const VciChoice choice = Choose(text);
   if (choice.IsCancelled()) {
     const platform::MutexLock lock(lifeLock_);
     ReleaseIfUnused(1);
   }
-  return choice.IsMade() ? OpenChosen(choice, deviceId) : Record(ERR_DEVICE_NOT_CONNECTED);
+  return choice.IsMade() ? OpenChosen(choice, deviceId) : RecordStatus(ERR_DEVICE_NOT_CONNECTED);
 }
 
 VciChoice CJ2534DllApp::Choose(const std::optional<std::string>& name) {
@@ -164,7 +159,7 @@ Status CJ2534DllApp::PassThruClose(std::uint32_t deviceId) {
   try {
     return Close(deviceId);
   } catch (...) {
-    return Record(ERR_DEVICE_NOT_CONNECTED);
+    return RecordStatus(ERR_DEVICE_NOT_CONNECTED);
   }
 }
 
@@ -186,7 +181,7 @@ Status CJ2534DllApp::PassThruReadVersion(std::uint32_t deviceId, char* firmwareV
     WriteProductVersion(dllVersion);
     return status;
   } catch (...) {
-    return Record(ERR_DEVICE_NOT_CONNECTED);
+    return RecordStatus(ERR_DEVICE_NOT_CONNECTED);
   }
 }
 

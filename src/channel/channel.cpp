@@ -10,10 +10,6 @@ namespace passbridge {
 
 namespace {
 
-constexpr Method Channel(const char* name, std::uint8_t number) {
-  return {name, Module::Channel, number};
-}
-
 /// The channels that a link callback may speak of. Guarded by PduApiLock.
 std::set<const void*>& LiveChannels() {
   static platform::NeverDestroyed<std::set<const void*>> channels;
@@ -47,7 +43,8 @@ CJ2534Channel::~CJ2534Channel() {
 
 Status CJ2534Channel::Initialize(UNUM32 moduleHandle, std::uint32_t protocolId, std::uint32_t flags,
                                  std::uint32_t baudRate) {
-  return Traced(Channel("CJ2534Channel::Initialize()", 0x02), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::Initialize()", 0x02);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     vehicleConnected_ = false;
     moduleHandle_ = moduleHandle;
     protocolId_ = protocolId;
@@ -75,7 +72,7 @@ void CJ2534Channel::SignalEventProcessor() {
 }
 
 Status CJ2534Channel::SetJ2534ReceiveBuffer(CJ2534ReceiveBuffer* buffer) {
-  constexpr Method kMethod = Channel("CJ2534Channel::SetJ2534ReceiveBuffer()", 0x38);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::SetJ2534ReceiveBuffer()", 0x38);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (buffer == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL CLL Create Flags Pointer.");
@@ -86,7 +83,8 @@ Status CJ2534Channel::SetJ2534ReceiveBuffer(CJ2534ReceiveBuffer* buffer) {
 }
 
 Status CJ2534Channel::CSingleThreadSync(CJ2534Event* event) {
-  return Traced(Channel("CJ2534Channel::CSingleThreadSync()", 0x39), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::CSingleThreadSync()", 0x39);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     if (event == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL CLL Create Flags Pointer.");
     }

@@ -24,10 +24,14 @@
 #include "pdu/item.h"
 #include "pdu/pdu_api.h"
 #include "platform/mutex.h"
+#include "trace/method.h"
 
 namespace passbridge {
 
-class Exits;
+/// How a method of the channel base class names itself.
+constexpr Method ChannelMethod(const char* name, std::uint8_t number) {
+  return {name, Module::Channel, number};
+}
 
 /// How a link is to be created, most significant byte first.
 using CllCreateFlags = std::array<UNUM8, 4>;

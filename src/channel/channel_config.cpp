@@ -8,10 +8,6 @@ namespace passbridge {
 
 namespace {
 
-constexpr Method Channel(const char* name, std::uint8_t number) {
-  return {name, Module::Channel, number};
-}
-
 bool IsReadableList(const AppPointer& input) {
   return platform::IsReadable(input.address, AppConfigList::kSize);
 }
@@ -23,7 +19,7 @@ std::size_t SizeOfEntries(const AppConfigList& list, const AppValue& entries) {
 }  // namespace
 
 Status CJ2534Channel::PassThruIoctl_GET_CONFIG(const AppPointer& input) {
-  constexpr Method kMethod = Channel("CJ2534Channel::PassThruIoctl_GET_CONFIG()", 0x18);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl_GET_CONFIG()", 0x18);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (j1962Pins_ == 0) {
       return exit.Fail(1, ERR_PIN_INVALID, "Error getting J1962 Pins value to use.");
@@ -80,7 +76,7 @@ Status CJ2534Channel::SetParameters(const Exits& exit, const AppConfigList& list
 }
 
 Status CJ2534Channel::PassThruIoctl_SET_CONFIG(const AppPointer& input) {
-  constexpr Method kMethod = Channel("CJ2534Channel::PassThruIoctl_SET_CONFIG()", 0x0E);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl_SET_CONFIG()", 0x0E);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (!IsReadableList(input)) return exit.Fail(1, ERR_NULL_PARAMETER, "NULL Input pointer.");
     const AppConfigList list(input);

@@ -14,10 +14,6 @@ namespace passbridge {
 
 namespace {
 
-constexpr Method Channel(const char* name, std::uint8_t number) {
-  return {name, Module::Channel, number};
-}
-
 constexpr pdu::ResultMap kCreateLinkResults{
     ERR_FAILED,
     {{PDU_ERR_COMM_PC_TO_VCI_FAILED, ERR_DEVICE_NOT_CONNECTED},
@@ -107,21 +103,22 @@ constexpr std::array<IdRange, 15> kChannelProtocols{{
 
 Status CJ2534Channel::PassThruConnect(std::uint32_t protocolId, std::uint32_t flags,
                                       std::uint32_t baudRate) {
-  return Traced(Channel("CJ2534Channel::PassThruConnect()", 0x23), [&](Exits& exit) -> Status {
-    if (const Status status = ValidateChannelProtocolID(protocolId)) {
-      return exit.Fail(1, status, "Protocol ID not supported.");
-    }
-    if (CJ2534Parameter::ValidateValue(protocolId, DATA_RATE, baudRate) != STATUS_NOERROR) {
-      return exit.Fail(2, ERR_INVALID_BAUDRATE, "Invalid Baud Rate value.");
-    }
-    if (const Status status = CheckConnectFlags(exit, flags)) return status;
-    connectFlags_ = flags;
-    if (const Status status = MakeLists(exit)) return status;
-    if (IsPinSwitched(protocolId)) {
-      return Exits::NormalAs("CJ2534Channel::PassThruConnect() without connecting.");
-    }
-    return ConnectAndDownload(exit);
-  });
+  return Traced(
+      ChannelMethod("CJ2534Channel::PassThruConnect()", 0x23), [&](Exits& exit) -> Status {
+        if (const Status status = ValidateChannelProtocolID(protocolId)) {
+          return exit.Fail(1, status, "Protocol ID not supported.");
+        }
+        if (CJ2534Parameter::ValidateValue(protocolId, DATA_RATE, baudRate) != STATUS_NOERROR) {
+          return exit.Fail(2, ERR_INVALID_BAUDRATE, "Invalid Baud Rate value.");
+        }
+        if (const Status status = CheckConnectFlags(exit, flags)) return status;
+        connectFlags_ = flags;
+        if (const Status status = MakeLists(exit)) return status;
+        if (IsPinSwitched(protocolId)) {
+          return Exits::NormalAs("CJ2534Channel::PassThruConnect() without connecting.");
+        }
+        return ConnectAndDownload(exit);
+      });
 }
 
 Status CJ2534Channel::CheckConnectFlags(const Exits& exit, std::uint32_t flags) {
@@ -170,7 +167,8 @@ Status CJ2534Channel::ConnectAndDownload(const Exits& exit) {
 }
 
 Status CJ2534Channel::ConnectToVehicle() {
-  return Traced(Channel("CJ2534Channel::ConnectToVehicle()", 0x0D), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::ConnectToVehicle()", 0x0D);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     PDU_RSC_DATA resource{};
     std::vector<PDU_PIN_DATA> pins;
     CllCreateFlags flags{};
@@ -258,7 +256,7 @@ Status CJ2534Channel::BringUpLink(const Exits& exit) {
 }
 
 Status CJ2534Channel::SetConnectionComParameters() {
-  constexpr Method kMethod = Channel("CJ2534Channel::SetConnectionComParameters()", 0x0C);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::SetConnectionComParameters()", 0x0C);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (const Status status = parameterList_->SetJ2534ParameterValue(DATA_RATE, baudRate_)) {
       return exit.PassOn(1, status, "Failed setting parameter value.");
@@ -315,7 +313,7 @@ void CJ2534Channel::AbandonLink() {
 }
 
 Status CJ2534Channel::DisconnectFromVehicle() {
-  constexpr Method kMethod = Channel("CJ2534Channel::DisconnectFromVehicle()", 0x24);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::DisconnectFromVehicle()", 0x24);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     filterList_.reset();
     parameterList_.reset();
@@ -337,20 +335,21 @@ Status CJ2534Channel::DisconnectFromVehicle() {
 }
 
 Status CJ2534Channel::PassThruDisconnect() {
-  return Traced(Channel("CJ2534Channel::PassThruDisconnect()", 0x24), [&](Exits& exit) -> Status {
-    if (!hasLink_) return exit.Normal();
-    EndPeriodicMessages();
-    ReleaseLinkItems();
-    if (!vehicleConnected_) {
-      StopEventProcessors();  // nothing more can come, and the channel may be destroyed next
-      return Exits::NormalAs("CJ2534Channel::PassThruDisconnect() return without destroying");
-    }
-    if (const Status status = DisconnectFromVehicle()) {
-      return exit.PassOn(4, status, "Error destroying ComLogicalLink.");
-    }
-    vehicleConnected_ = false;
-    return exit.Normal();
-  });
+  return Traced(
+      ChannelMethod("CJ2534Channel::PassThruDisconnect()", 0x24), [&](Exits& exit) -> Status {
+        if (!hasLink_) return exit.Normal();
+        EndPeriodicMessages();
+        ReleaseLinkItems();
+        if (!vehicleConnected_) {
+          StopEventProcessors();  // nothing more can come, and the channel may be destroyed next
+          return Exits::NormalAs("CJ2534Channel::PassThruDisconnect() return without destroying");
+        }
+        if (const Status status = DisconnectFromVehicle()) {
+          return exit.PassOn(4, status, "Error destroying ComLogicalLink.");
+        }
+        vehicleConnected_ = false;
+        return exit.Normal();
+      });
 }
 
 Status CJ2534Channel::ValidateChannelProtocolID(std::uint32_t protocolId) {
@@ -363,7 +362,8 @@ Status CJ2534Channel::ValidateChannelProtocolID(std::uint32_t protocolId) {
 }
 
 Status CJ2534Channel::GetPduPinData(std::vector<PDU_PIN_DATA>& pins) {
-  return Traced(Channel("CJ2534Channel::GetPduPinData()", 0x36), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::GetPduPinData()", 0x36);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     const std::uint32_t first = (j1962Pins_ >> 8U) & 0xFFU;
     const std::uint32_t second = j1962Pins_ & 0xFFU;
     pins.assign(1, {first, 0});
@@ -373,7 +373,8 @@ Status CJ2534Channel::GetPduPinData(std::vector<PDU_PIN_DATA>& pins) {
 }
 
 Status CJ2534Channel::GetPduCllCreateFlags(CllCreateFlags& flags) {
-  return Traced(Channel("CJ2534Channel::GetPduCllCreateFlags()", 0x37), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::GetPduCllCreateFlags()", 0x37);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     flags = {0xA0, 0x01, 0x00, 0x00};  // raw mode: data begin with the bus header
     return exit.Normal();
   });

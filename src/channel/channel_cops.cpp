@@ -12,10 +12,6 @@ namespace passbridge {
 
 namespace {
 
-constexpr Method Channel(const char* name, std::uint8_t number) {
-  return {name, Module::Channel, number};
-}
-
 constexpr pdu::ResultMap kSendResults{ERR_FAILED,
                                       {{PDU_ERR_COMM_PC_TO_VCI_FAILED, ERR_DEVICE_NOT_CONNECTED},
                                        {PDU_ERR_PDUAPI_NOT_CONSTRUCTED, ERR_DEVICE_NOT_CONNECTED},
@@ -115,7 +111,7 @@ CJ2534EventProcessor* CJ2534Channel::Processor() {
 Status CJ2534Channel::SendSendOnlyComPrimitive(const AppMessage& msgs, UNUM32* hCop,
                                                std::uint32_t interval, CJ2534Event* waiter,
                                                bool raw, std::uint32_t count) {
-  constexpr Method kMethod = Channel("CJ2534Channel::SendSendOnlyComPrimitive()", 0x1E);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::SendSendOnlyComPrimitive()", 0x1E);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     CopControl control;
     control.data.Time = interval;
@@ -148,7 +144,7 @@ Status CJ2534Channel::SendSendOnlyComPrimitive(const AppMessage& msgs, UNUM32* h
 }
 
 Status CJ2534Channel::SendStartComComPrimitive(const AppMessage& msg, bool expectResponse) {
-  constexpr Method kMethod = Channel("CJ2534Channel::SendStartComComPrimitive()", 0x1F);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::SendStartComComPrimitive()", 0x1F);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     std::array<UNUM8, kMaxMessageData> data{};
     UNUM32 size = 0;
@@ -187,7 +183,7 @@ Status CJ2534Channel::SendStartComComPrimitive(const AppMessage& msg, bool expec
 }
 
 Status CJ2534Channel::SendUpdateComPrimitive(bool wait) {
-  constexpr Method kMethod = Channel("CJ2534Channel::SendUpdateComPrimitive()", 0x20);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::SendUpdateComPrimitive()", 0x20);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     CopControl control;
     control.data.TxFlag = {};
@@ -205,7 +201,7 @@ Status CJ2534Channel::SendUpdateComPrimitive(bool wait) {
 }
 
 Status CJ2534Channel::SendRecvOnlyPrimitive() {
-  constexpr Method kMethod = Channel("CJ2534Channel::SendRecvOnlyPrimitive()", 0x21);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::SendRecvOnlyPrimitive()", 0x21);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     CopControl control;
     control.data.NumReceiveCycles = PDU_CYCLES_INFINITE;

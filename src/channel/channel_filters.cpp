@@ -9,10 +9,6 @@ namespace passbridge {
 
 namespace {
 
-constexpr Method Channel(const char* name, std::uint8_t number) {
-  return {name, Module::Channel, number};
-}
-
 /// A filter type with this bit asks for several equal filters, bits 16 to 30 telling how many.
 constexpr std::uint32_t kRepeated = 0x80000000;
 
@@ -53,7 +49,7 @@ Status CJ2534Channel::PassThruStartMsgFilter(std::uint32_t filterType, const App
                                              const AppMessage& pattern,
                                              const AppMessage& flowControl,
                                              const AppValue& filterId) {
-  constexpr Method kMethod = Channel("CJ2534Channel::PassThruStartMsgFilter()", 0x2A);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruStartMsgFilter()", 0x2A);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
     const FilterRequest request(filterType);
@@ -93,7 +89,7 @@ Status CJ2534Channel::AddFilter(const Exits& exit, std::unique_ptr<CJ2534Filter>
 }
 
 Status CJ2534Channel::PassThruStopMsgFilter(std::uint32_t filterId) {
-  constexpr Method kMethod = Channel("CJ2534Channel::PassThruStopMsgFilter()", 0x2B);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruStopMsgFilter()", 0x2B);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
     if (filterId == 0) return exit.Fail(2, ERR_INVALID_FILTER_ID, "Invalid Filter ID.");

@@ -14,10 +14,6 @@ namespace passbridge {
 
 namespace {
 
-constexpr Method Channel(const char* name, std::uint8_t number) {
-  return {name, Module::Channel, number};
-}
-
 constexpr const char* kNoPins = "Error getting J1962 Pins value to use.";
 
 /// The two clearing I/O controls of a link.
@@ -76,7 +72,7 @@ constexpr std::array<IoctlRow, 20> kIoctls{{
 }};
 
 Status NotSupported(const char* name, std::uint8_t number) {
-  return Traced(Channel(name, number), [](Exits& exit) -> Status {
+  return Traced(ChannelMethod(name, number), [](Exits& exit) -> Status {
     return exit.PassOn(0, ERR_NOT_SUPPORTED, "Not Supported.");
   });
 }
@@ -85,7 +81,8 @@ Status NotSupported(const char* name, std::uint8_t number) {
 
 Status CJ2534Channel::PassThruIoctl(std::uint32_t ioctlId, const AppPointer& input,
                                     const AppPointer& output) {
-  return Traced(Channel("CJ2534Channel::PassThruIoctl()", 0x27), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl()", 0x27);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     const auto* const row =
         std::find_if(kIoctls.begin(), kIoctls.end(),
                      [ioctlId](const IoctlRow& candidate) { return candidate.ioctlId == ioctlId; });
@@ -100,7 +97,7 @@ Status CJ2534Channel::PassThruIoctl(std::uint32_t ioctlId, const AppPointer& inp
 }
 
 Status CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER() {
-  constexpr Method kMethod = Channel("CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER()", 0x11);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER()", 0x11);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
     CJ2534EventProcessor* const processor = Processor();
@@ -116,7 +113,7 @@ Status CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER() {
 }
 
 Status CJ2534Channel::PassThruIoctl_CLEAR_RX_BUFFER() {
-  constexpr Method kMethod = Channel("CJ2534Channel::PassThruIoctl_CLEAR_RX_BUFFER()", 0x12);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl_CLEAR_RX_BUFFER()", 0x12);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
     const T_PDU_ERROR result =
@@ -134,7 +131,8 @@ Status CJ2534Channel::PassThruIoctl_CLEAR_RX_BUFFER() {
 }
 
 Status CJ2534Channel::PassThruIoctl_CLEAR_PERIODIC_MSGS() {
-  constexpr Method kMethod = Channel("CJ2534Channel::PassThruIoctl_CLEAR_PERIODIC_MSGS()", 0x13);
+  constexpr Method kMethod =
+      ChannelMethod("CJ2534Channel::PassThruIoctl_CLEAR_PERIODIC_MSGS()", 0x13);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
     while (!periodicMessages_.empty()) {
@@ -149,7 +147,8 @@ Status CJ2534Channel::PassThruIoctl_CLEAR_PERIODIC_MSGS() {
 }
 
 Status CJ2534Channel::PassThruIoctl_CLEAR_MSG_FILTERS() {
-  constexpr Method kMethod = Channel("CJ2534Channel::PassThruIoctl_CLEAR_MSG_FILTERS()", 0x14);
+  constexpr Method kMethod =
+      ChannelMethod("CJ2534Channel::PassThruIoctl_CLEAR_MSG_FILTERS()", 0x14);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
     if (filterList_ != nullptr) {

@@ -14,10 +14,6 @@ namespace passbridge {
 
 namespace {
 
-constexpr Method Channel(const char* name, std::uint8_t number) {
-  return {name, Module::Channel, number};
-}
-
 constexpr std::size_t kMaxPeriodicMessages = 20;
 constexpr std::uint32_t kMaxPeriodicData = 12;
 constexpr std::uint32_t kMinInterval = 5;  // ms
@@ -56,28 +52,31 @@ Status CJ2534Channel::CheckPeriodic(const Exits& exit, const AppMessage& msg, co
 
 Status CJ2534Channel::StartPeriodicMsgEx(const AppMessage& msg, const AppValue& msgId,
                                          std::uint32_t interval) {
-  return Traced(Channel("CJ2534Channel::StartPeriodicMsgEx()", 0x28), [&](Exits& exit) -> Status {
-    if (const Status status = CheckPeriodic(exit, msg, msgId, interval)) return status;
-    if (const Status status = ValidateMessageWrite(msg.DataSize(), msg.Data(), msg.RxStatus())) {
-      return exit.PassOn(7, status, "Invalid Message.");
-    }
-    bool raw = false;
-    if (const Status status = ValidateMessageProtocolID(msg.ProtocolId(), raw)) {
-      return exit.PassOn(8, status, "Msg ProtocolID doesn't match the ProtocolID of ChannelID.");
-    }
-    UNUM32 hCop = PDU_HANDLE_UNDEF;
-    if (const Status status = SendSendOnlyComPrimitive(msg, &hCop, interval, nullptr, raw, 1)) {
-      const Status reported = status == ERR_BUFFER_FULL ? Status{ERR_EXCEEDED_LIMIT} : status;
-      return exit.PassOn(9, reported, "Error starting Periodic Message.");
-    }
-    periodicMessages_.push_back(hCop);
-    msgId.Store(hCop);
-    return exit.Normal();
-  });
+  return Traced(
+      ChannelMethod("CJ2534Channel::StartPeriodicMsgEx()", 0x28), [&](Exits& exit) -> Status {
+        if (const Status status = CheckPeriodic(exit, msg, msgId, interval)) return status;
+        if (const Status status =
+                ValidateMessageWrite(msg.DataSize(), msg.Data(), msg.RxStatus())) {
+          return exit.PassOn(7, status, "Invalid Message.");
+        }
+        bool raw = false;
+        if (const Status status = ValidateMessageProtocolID(msg.ProtocolId(), raw)) {
+          return exit.PassOn(8, status,
+                             "Msg ProtocolID doesn't match the ProtocolID of ChannelID.");
+        }
+        UNUM32 hCop = PDU_HANDLE_UNDEF;
+        if (const Status status = SendSendOnlyComPrimitive(msg, &hCop, interval, nullptr, raw, 1)) {
+          const Status reported = status == ERR_BUFFER_FULL ? Status{ERR_EXCEEDED_LIMIT} : status;
+          return exit.PassOn(9, reported, "Error starting Periodic Message.");
+        }
+        periodicMessages_.push_back(hCop);
+        msgId.Store(hCop);
+        return exit.Normal();
+      });
 }
 
 Status CJ2534Channel::PassThruStopPeriodicMsg(std::uint32_t msgId) {
-  constexpr Method kMethod = Channel("CJ2534Channel::PassThruStopPeriodicMsg()", 0x29);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruStopPeriodicMsg()", 0x29);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (periodicChannel_ == nullptr) {
       return exit.Fail(1, ERR_INVALID_MSG_ID, "StartPeriodic was not called.");
@@ -87,7 +86,7 @@ Status CJ2534Channel::PassThruStopPeriodicMsg(std::uint32_t msgId) {
 }
 
 Status CJ2534Channel::StopPeriodicMsgEx(std::uint32_t msgId) {
-  constexpr Method kMethod = Channel("CJ2534Channel::PassThruStopPeriodicMsg()", 0x29);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruStopPeriodicMsg()", 0x29);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (j1962Pins_ == 0) {
       return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins value has not been set.");

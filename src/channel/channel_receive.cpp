@@ -13,10 +13,6 @@ namespace passbridge {
 
 namespace {
 
-constexpr Method Channel(const char* name, std::uint8_t number) {
-  return {name, Module::Channel, number};
-}
-
 constexpr UNUM8 kPacked = 0x20;  // of receive flag byte 3
 
 /// A packed result: the number of records, then records of a time stamp, a length and data, each
@@ -67,47 +63,48 @@ class MessageSpace {
 
 Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& numMsgs,
                                        std::uint32_t timeout) {
-  return Traced(Channel("CJ2534Channel::PassThruReadMsgs()", 0x25), [&](Exits& exit) -> Status {
-    if (!platform::IsWritable(numMsgs.Address(), numMsgs.Size())) {
-      return exit.Fail(3, ERR_NULL_PARAMETER, "NULL Number of Messages pointer.");
-    }
-    const std::uint32_t requested = numMsgs.Load();
-    numMsgs.Store(0);
-    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
-    MessageSpace space(msgs, requested);
-    if (!msgs || (requested != 0 && !space.IsWritable(0))) {
-      return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
-    }
-
-    const std::uint64_t start = platform::MonotonicMicroseconds();
-    bool sawEmptyBuffer = false;
-    for (std::uint32_t count = 0; count < requested;) {
-      const std::uint64_t elapsed = (platform::MonotonicMicroseconds() - start) / 1000;
-      if (timeout != 0 && elapsed > timeout) {
-        return ReportReadTimeout(exit, count, sawEmptyBuffer);
-      }
-      if (!space.IsWritable(count)) {
-        return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
-      }
-      const Status status = receiveBuffer_->ReadPassThruMsg(msgs[count]);
-      if (status == STATUS_NOERROR) {
-        numMsgs.Store(++count);
-        continue;
-      }
-      if (!vehicleConnected_) return DeviceNotConnected(exit, 8);
-      if (status != ERR_BUFFER_EMPTY || timeout == 0) {
-        if (count == 0) {
-          return exit.PassOn(9, status, "Error reading message from Receive Buffer.");
+  return Traced(
+      ChannelMethod("CJ2534Channel::PassThruReadMsgs()", 0x25), [&](Exits& exit) -> Status {
+        if (!platform::IsWritable(numMsgs.Address(), numMsgs.Size())) {
+          return exit.Fail(3, ERR_NULL_PARAMETER, "NULL Number of Messages pointer.");
         }
-        return Exits::NormalAs(
-            "CJ2534Channel::PassThruReadMsgs() - Request number of messages were not returned "
-            "with Timeout=0.");
-      }
-      sawEmptyBuffer = true;
-      if (elapsed < timeout) rxEvent_->TimedWait(timeout - static_cast<std::uint32_t>(elapsed));
-    }
-    return exit.Normal();
-  });
+        const std::uint32_t requested = numMsgs.Load();
+        numMsgs.Store(0);
+        if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
+        MessageSpace space(msgs, requested);
+        if (!msgs || (requested != 0 && !space.IsWritable(0))) {
+          return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
+        }
+
+        const std::uint64_t start = platform::MonotonicMicroseconds();
+        bool sawEmptyBuffer = false;
+        for (std::uint32_t count = 0; count < requested;) {
+          const std::uint64_t elapsed = (platform::MonotonicMicroseconds() - start) / 1000;
+          if (timeout != 0 && elapsed > timeout) {
+            return ReportReadTimeout(exit, count, sawEmptyBuffer);
+          }
+          if (!space.IsWritable(count)) {
+            return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
+          }
+          const Status status = receiveBuffer_->ReadPassThruMsg(msgs[count]);
+          if (status == STATUS_NOERROR) {
+            numMsgs.Store(++count);
+            continue;
+          }
+          if (!vehicleConnected_) return DeviceNotConnected(exit, 8);
+          if (status != ERR_BUFFER_EMPTY || timeout == 0) {
+            if (count == 0) {
+              return exit.PassOn(9, status, "Error reading message from Receive Buffer.");
+            }
+            return Exits::NormalAs(
+                "CJ2534Channel::PassThruReadMsgs() - Request number of messages were not returned "
+                "with Timeout=0.");
+          }
+          sawEmptyBuffer = true;
+          if (elapsed < timeout) rxEvent_->TimedWait(timeout - static_cast<std::uint32_t>(elapsed));
+        }
+        return exit.Normal();
+      });
 }
 
 Status CJ2534Channel::ReportReadTimeout(const Exits& exit, std::uint32_t count,
@@ -118,7 +115,8 @@ Status CJ2534Channel::ReportReadTimeout(const Exits& exit, std::uint32_t count,
 }
 
 Status CJ2534Channel::AddResultData(const pdu::SharedEventItem& item) {
-  return Traced(Channel("CJ2534Channel::AddResultData()", 0x03), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::AddResultData()", 0x03);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     if (!item) return exit.Fail(1, ERR_NULL_PARAMETER, "NULL Event Item pointer.");
     const auto* const result = static_cast<const PDU_RESULT_DATA*>(item->pData);
     if (result == nullptr) return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Result Data pointer.");
@@ -162,7 +160,8 @@ Status CJ2534Channel::AddPackedRecords(const pdu::SharedEventItem& item,
 
 Status CJ2534Channel::AddMessage(const pdu::SharedEventItem& item,
                                  std::span<const std::uint8_t> payload, std::uint32_t timestamp) {
-  return Traced(Channel("CJ2534Channel::AddResultData()", 0x03), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::AddResultData()", 0x03);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     CJ2534PassThruMsg msg;
     if (const Status status = msg.Initialize(protocolId_, item, payload, timestamp)) {
       return exit.PassOn(5, status, "Error initializing J2534 PassThruMsg object.");
@@ -194,7 +193,7 @@ Status CJ2534Channel::PerformProtocolAdjustments(CJ2534PassThruMsg* /*msg*/) {
 }
 
 Status CJ2534Channel::PerformPostProcessing(CJ2534PassThruMsg* msg) {
-  constexpr Method kMethod = Channel("CJ2534Channel::PerformPostProcessing()", 0x35);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PerformPostProcessing()", 0x35);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (msg == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL CJ2534PassThruMsg pointer.");

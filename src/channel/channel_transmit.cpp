@@ -10,10 +10,6 @@ namespace passbridge {
 
 namespace {
 
-constexpr Method Channel(const char* name, std::uint8_t number) {
-  return {name, Module::Channel, number};
-}
-
 /// ISO 15765 messages of at most this many bytes are single frames, which are sent in batches.
 constexpr std::uint32_t kMaxSingleFrame = 12;
 
@@ -124,7 +120,7 @@ Status CJ2534Channel::SendAndWait(const Exits& exit, const AppMessage& msgs, std
 
 Status CJ2534Channel::PassThruWriteMsgsMultiple(const AppMessage& msgs, const AppValue& numMsgs,
                                                 std::uint32_t timeout) {
-  constexpr Method kMethod = Channel("CJ2534Channel::PassThruWriteMsgsMultiple()", 0x26);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruWriteMsgsMultiple()", 0x26);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     const WriteClock clock(timeout);
     if (const Status status = CheckWrite(exit, msgs, numMsgs)) return status;
@@ -154,28 +150,29 @@ Status CJ2534Channel::SendBatch(const Exits& exit, const AppMessage& first, std:
 Status CJ2534Channel::PassThruWriteMsgs(const AppMessage& msgs, const AppValue& numMsgs,
                                         std::uint32_t timeout) {
   if (SendsPacked(protocolId_)) return PassThruWriteMsgsMultiple(msgs, numMsgs, timeout);
-  return Traced(Channel("CJ2534Channel::PassThruWriteMsgs()", 0x26), [&](Exits& exit) -> Status {
-    const WriteClock clock(timeout);
-    if (const Status status = CheckWrite(exit, msgs, numMsgs)) return status;
-    const std::uint32_t count = numMsgs.Load();
-    numMsgs.Store(0);
-    std::uint32_t batch = 0;  // single frames before message i that wait to be sent
-    for (std::uint32_t i = 0; i < count; ++i) {
-      bool raw = false;
-      if (const Status status = CheckMessageToSend(exit, msgs[i], raw)) return status;
-      if (!BatchesSingleFrames(protocolId_) || msgs[i].DataSize() > kMaxSingleFrame) {
-        const Status status = SendAndWait(exit, msgs[i], 1, raw, clock, numMsgs);
-        if (status != STATUS_NOERROR) return status;
-        continue;
-      }
-      ++batch;
-      if (i + 1 < count && IsSingleFrame(msgs[i + 1])) continue;
-      const Status status = SendBatch(exit, msgs[i + 1 - batch], batch, clock, numMsgs);
-      if (status != STATUS_NOERROR) return status;
-      batch = 0;
-    }
-    return exit.Normal();
-  });
+  return Traced(
+      ChannelMethod("CJ2534Channel::PassThruWriteMsgs()", 0x26), [&](Exits& exit) -> Status {
+        const WriteClock clock(timeout);
+        if (const Status status = CheckWrite(exit, msgs, numMsgs)) return status;
+        const std::uint32_t count = numMsgs.Load();
+        numMsgs.Store(0);
+        std::uint32_t batch = 0;  // single frames before message i that wait to be sent
+        for (std::uint32_t i = 0; i < count; ++i) {
+          bool raw = false;
+          if (const Status status = CheckMessageToSend(exit, msgs[i], raw)) return status;
+          if (!BatchesSingleFrames(protocolId_) || msgs[i].DataSize() > kMaxSingleFrame) {
+            const Status status = SendAndWait(exit, msgs[i], 1, raw, clock, numMsgs);
+            if (status != STATUS_NOERROR) return status;
+            continue;
+          }
+          ++batch;
+          if (i + 1 < count && IsSingleFrame(msgs[i + 1])) continue;
+          const Status status = SendBatch(exit, msgs[i + 1 - batch], batch, clock, numMsgs);
+          if (status != STATUS_NOERROR) return status;
+          batch = 0;
+        }
+        return exit.Normal();
+      });
 }
 
 bool CJ2534Channel::IsSingleFrame(const AppMessage& msg) {
@@ -184,7 +181,8 @@ bool CJ2534Channel::IsSingleFrame(const AppMessage& msg) {
 
 Status CJ2534Channel::ValidateDataSize(std::uint32_t size, std::uint32_t minimum,
                                        std::uint32_t maximum) {
-  return Traced(Channel("CJ2534Channel::ValidateDataSize()", 0x06), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::ValidateDataSize()", 0x06);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     if (size < minimum) {
       return exit.Fail(1, ERR_INVALID_MSG,
                        Formatted("%s (%u < %u)", "Too little data.", size, minimum));
@@ -199,7 +197,8 @@ Status CJ2534Channel::ValidateDataSize(std::uint32_t size, std::uint32_t minimum
 
 Status CJ2534Channel::ValidateMessage(std::uint32_t /*dataSize*/, const std::uint8_t* /*data*/,
                                       std::uint32_t /*rxStatus*/) {
-  return Traced(Channel("CJ2534Channel::ValidateMessage()", 0x32), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::ValidateMessage()", 0x32);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     return exit.Fail(0, ERR_FAILED, "This function must be overloaded!");
   });
 }
@@ -217,7 +216,7 @@ bool CJ2534Channel::IsMixedFormat() {
 }
 
 Status CJ2534Channel::ValidateMessageProtocolID(std::uint32_t protocolId, bool& raw) {
-  constexpr Method kMethod = Channel("CJ2534Channel::ValidateMessageProtocolID()", 0x34);
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::ValidateMessageProtocolID()", 0x34);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     raw = false;
     if (protocolId == protocolId_) return exit.Normal();

@@ -17,10 +17,6 @@ constexpr std::size_t kMaxFlowControlFilters = 64;
 
 constexpr const char* kDownloadFailed = "Could not download filters into PDU API.";
 
-constexpr Method List(const char* name, std::uint8_t number) {
-  return {name, Module::FilterList, number};
-}
-
 }  // namespace
 
 CJ2534FilterList::CJ2534FilterList() { TracePassage("CJ2534FilterList::CJ2534FilterList()"); }
@@ -32,7 +28,8 @@ CJ2534FilterList::CJ2534FilterList(ChannelLink* channel) : channel_(channel) {
 CJ2534FilterList::~CJ2534FilterList() { TracePassage("CJ2534FilterList::~CJ2534FilterList()"); }
 
 Status CJ2534FilterList::Initialize(ChannelLink* channel) {
-  return Traced(List("CJ2534FilterList::Initialize()", 0x04), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::Initialize()", 0x04);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     if (channel == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid J2534 Channel pointer.");
     }
@@ -66,7 +63,8 @@ std::uint32_t CJ2534FilterList::FreeFilterId() const {
 }
 
 Status CJ2534FilterList::StartJ2534Filter(std::unique_ptr<CJ2534Filter>&& filter) {
-  return Traced(List("CJ2534FilterList::StartJ2534Filter()", 0x05), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::StartJ2534Filter()", 0x05);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     if (filter == nullptr) return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid filter pointer.");
     if (filter->IsPassOrBlock()) {
       if (filters_.size() > kMaxPassBlockFilters) {
@@ -91,23 +89,25 @@ Status CJ2534FilterList::StartJ2534Filter(std::unique_ptr<CJ2534Filter>&& filter
 }
 
 Status CJ2534FilterList::StopJ2534Filter(std::uint32_t filterId) {
-  return Traced(List("CJ2534FilterList::StopJ2534Filter()", 0x06), [&](Exits& exit) -> Status {
-    const auto found = filters_.find(filterId);
-    if (found == filters_.end()) {
-      return exit.PassOn(1, ERR_INVALID_FILTER_ID, "Invalid FilterID.");
-    }
-    const bool wasFlowControl = found->second->IsFlowControl();
-    filters_.erase(found);
-    if (const Status status = DownloadJ2534Filters(!wasFlowControl, wasFlowControl, true)) {
-      return exit.PassOn(3, status, kDownloadFailed);
-    }
-    return exit.Normal();
-  });
+  return Traced(
+      FilterListMethod("CJ2534FilterList::StopJ2534Filter()", 0x06), [&](Exits& exit) -> Status {
+        const auto found = filters_.find(filterId);
+        if (found == filters_.end()) {
+          return exit.PassOn(1, ERR_INVALID_FILTER_ID, "Invalid FilterID.");
+        }
+        const bool wasFlowControl = found->second->IsFlowControl();
+        filters_.erase(found);
+        if (const Status status = DownloadJ2534Filters(!wasFlowControl, wasFlowControl, true)) {
+          return exit.PassOn(3, status, kDownloadFailed);
+        }
+        return exit.Normal();
+      });
 }
 
 Status CJ2534FilterList::ClearJ2534PassBlockFilters() {
   // Shares the number of StopJ2534Filter; its exits follow.
-  constexpr Method kMethod = List("CJ2534FilterList::ClearJ2534PassBlockFilters()", 0x06);
+  constexpr Method kMethod =
+      FilterListMethod("CJ2534FilterList::ClearJ2534PassBlockFilters()", 0x06);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     const std::size_t removed =
         std::erase_if(filters_, [](const auto& entry) { return entry.second->IsPassOrBlock(); });
@@ -120,7 +120,8 @@ Status CJ2534FilterList::ClearJ2534PassBlockFilters() {
 }
 
 Status CJ2534FilterList::ClearJ2534Filters() {
-  return Traced(List("CJ2534FilterList::ClearJ2534Filters()", 0x07), [&](Exits& exit) -> Status {
+  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::ClearJ2534Filters()", 0x07);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
     filters_.clear();
     if (const Status status = DownloadJ2534Filters(true, true, true)) {
       return exit.PassOn(1, status, kDownloadFailed);

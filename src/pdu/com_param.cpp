@@ -11,17 +11,17 @@ namespace passbridge::pdu {
 
 namespace {
 
-constexpr std::array<const char*, kComParamCount> kNames{
+constexpr std::array<const char*, kComParamCount> kComParamNames{
 #define PASSBRIDGE_COM_PARAM_NAME(name) #name,
     PASSBRIDGE_COM_PARAMS(PASSBRIDGE_COM_PARAM_NAME)
 #undef PASSBRIDGE_COM_PARAM_NAME
 };
 
-using Identifiers = std::array<UNUM32, kComParamCount>;
+using ComParamIds = std::array<UNUM32, kComParamCount>;
 
-Identifiers& ComParamTable() {
-  static Identifiers identifiers = [] {
-    Identifiers undefined{};
+ComParamIds& ComParamTable() {
+  static ComParamIds identifiers = [] {
+    ComParamIds undefined{};
     undefined.fill(PDU_ID_UNDEF);
     return undefined;
   }();
@@ -33,18 +33,18 @@ using NameBuffer = std::array<char, 128>;
 
 }  // namespace
 
-const char* ComParamName(ComParam param) { return kNames[static_cast<std::size_t>(param)]; }
+const char* ComParamName(ComParam param) { return kComParamNames[static_cast<std::size_t>(param)]; }
 
 UNUM32 ComParamId(ComParam param) { return ComParamTable()[static_cast<std::size_t>(param)]; }
 
 void ResolveComParams() {
-  Identifiers& identifiers = ComParamTable();
+  ComParamIds& identifiers = ComParamTable();
   identifiers.fill(PDU_ID_UNDEF);
   std::array<NameBuffer, kComParamCount> buffers{};
   std::array<CHAR8*, kComParamCount> names{};
   std::array<UNUM32*, kComParamCount> cells{};
   for (std::size_t i = 0; i < kComParamCount; ++i) {
-    std::copy_n(kNames[i], std::strlen(kNames[i]), buffers[i].begin());
+    std::copy_n(kComParamNames[i], std::strlen(kComParamNames[i]), buffers[i].begin());
     names[i] = buffers[i].data();
     cells[i] = &identifiers[i];
   }

@@ -6,7 +6,7 @@ namespace passbridge::pdu {
 
 namespace {
 
-constexpr std::array<const char*, kIoControlCount> kNames{
+constexpr std::array<const char*, kIoControlCount> kIoControlNames{
     "PDU_IOCTL_RESET",
     "PDU_IOCTL_CLEAR_TX_QUEUE",
     "PDU_IOCTL_CLEAR_TX_PENDING",
@@ -26,7 +26,7 @@ constexpr std::array<const char*, kIoControlCount> kNames{
     "PDU_IOCTL_SEND_BREAK",
 };
 
-std::array<UNUM32, kIoControlCount>& Identifiers() {
+std::array<UNUM32, kIoControlCount>& IoControlIds() {
   static std::array<UNUM32, kIoControlCount> identifiers = [] {
     std::array<UNUM32, kIoControlCount> undefined{};
     undefined.fill(PDU_ID_UNDEF);
@@ -37,15 +37,18 @@ std::array<UNUM32, kIoControlCount>& Identifiers() {
 
 }  // namespace
 
-const char* IoControlName(IoControl control) { return kNames[static_cast<std::size_t>(control)]; }
+const char* IoControlName(IoControl control) {
+  return kIoControlNames[static_cast<std::size_t>(control)];
+}
 
-UNUM32 IoControlId(IoControl control) { return Identifiers()[static_cast<std::size_t>(control)]; }
+UNUM32 IoControlId(IoControl control) { return IoControlIds()[static_cast<std::size_t>(control)]; }
 
 void ResolveIoControls() {
   for (std::size_t i = 0; i < kIoControlCount; ++i) {
-    Identifiers()[i] = PDU_ID_UNDEF;
+    IoControlIds()[i] = PDU_ID_UNDEF;
     // The API's names are not const; it does not write to them.
-    Api().PDUGetObjectId(PDU_OBJT_IO_CTRL, const_cast<char*>(kNames[i]), &Identifiers()[i]);
+    Api().PDUGetObjectId(PDU_OBJT_IO_CTRL, const_cast<char*>(kIoControlNames[i]),
+                         &IoControlIds()[i]);
   }
 }
 

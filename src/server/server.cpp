@@ -33,11 +33,6 @@ DevicePtr CreateDevice() noexcept {
   }
 }
 
-Status Record(Status status) {
-  LastErrorRecord::Instance().SetLastStatus(status);
-  return status;
-}
-
 }  // namespace
 
 CJ2534Server& CJ2534Server::Instance() {
@@ -48,7 +43,7 @@ CJ2534Server& CJ2534Server::Instance() {
 bool CJ2534Server::Initialize(bool traceOn, const char* vciName) {
   constexpr const char* kName = "CJ2534Server::Initialize()";
   TraceEnter(kName);
-  Record(STATUS_NOERROR);
+  RecordStatus(STATUS_NOERROR);
   SetTraceEnabled(traceOn ? 1 : 0);
   OptionText options{};
   if (!MakeOptionText(vciName, options)) return false;
@@ -71,7 +66,7 @@ bool CJ2534Server::Uninitialize() {
 
 Status CJ2534Server::PassThruOpen(const UNUM32* moduleHandle, const std::uint32_t* serialNumber,
                                   const AppValue& deviceId) {
-  return Record(OpenDevice(moduleHandle, serialNumber, deviceId));
+  return RecordStatus(OpenDevice(moduleHandle, serialNumber, deviceId));
 }
 
 Status CJ2534Server::OpenDevice(const UNUM32* moduleHandle, const std::uint32_t* serialNumber,
@@ -96,7 +91,9 @@ Status CJ2534Server::OpenDevice(const UNUM32* moduleHandle, const std::uint32_t*
   });
 }
 
-Status CJ2534Server::PassThruClose(std::uint32_t deviceId) { return Record(CloseDevice(deviceId)); }
+Status CJ2534Server::PassThruClose(std::uint32_t deviceId) {
+  return RecordStatus(CloseDevice(deviceId));
+}
 
 Status CJ2534Server::CloseDevice(std::uint32_t deviceId) {
   constexpr Method kMethod{"CJ2534Server::PassThruClose()", Module::Server, 0x07};

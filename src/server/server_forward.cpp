@@ -43,8 +43,6 @@ bool ConcernsDevice(std::uint32_t ioctlId) {
          ioctlId == GET_VCI_SERIAL_NUMBER || ioctlId == READ_CABLE_ID;
 }
 
-void Record(Status status) { LastErrorRecord::Instance().SetLastStatus(status); }
-
 }  // namespace
 
 Status CJ2534Server::FindUsable(const Exits& exit, const Forwarding& operation, std::uint32_t id,
@@ -80,8 +78,7 @@ Status CJ2534Server::Forward(const Forwarding& operation, std::uint32_t id,
     }
     return exit.Normal();
   });
-  Record(result);
-  return result;
+  return RecordStatus(result);
 }
 
 Status CJ2534Server::PassThruConnect(std::uint32_t deviceId, std::uint32_t protocolId,
@@ -112,8 +109,7 @@ Status CJ2534Server::PassThruDisconnect(std::uint32_t channelId) {
     }
     return exit.Normal();
   });
-  Record(result);
-  return result;
+  return RecordStatus(result);
 }
 
 Status CJ2534Server::PassThruReadMsgs(std::uint32_t channelId, const AppMessage& msgs,
@@ -143,7 +139,7 @@ Status CJ2534Server::PassThruReadMsgs(std::uint32_t channelId, const AppMessage&
     }
     return exit.Normal();
   });
-  if (pointersAreGood) Record(result);
+  if (pointersAreGood) RecordStatus(result);
   return result;
 }
 

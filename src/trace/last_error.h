@@ -42,6 +42,12 @@ class LastErrorRecord {
   std::size_t textSize_ GUARDED_BY(textLock_) = 0;
 };
 
+/// Stores what a public operation is about to return, and gives it back.
+inline Status RecordStatus(Status status) {
+  LastErrorRecord::Instance().SetLastStatus(status);
+  return status;
+}
+
 }  // namespace passbridge
 
 #endif  // PASSBRIDGE_TRACE_LAST_ERROR_H_

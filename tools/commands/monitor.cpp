@@ -9,7 +9,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* kFooter =
+constexpr const char* kMonitorFooter =
     "Prints (time) channel identifier#data, as CAN tools on Linux do; the time is the VCI's, in\n"
     "seconds. Ends with --count, --seconds or Ctrl-C; then a summary goes to standard error.\n"
     "Examples:\n"
@@ -60,7 +60,7 @@ CLI::App* AddMonitorCommand(CLI::App& root, MonitorOptions& options) {
   command->add_option("-t,--seconds", options.seconds, "end after so many seconds")
       ->check(Between(0.001, 1e9))
       ->type_name("SECONDS");
-  command->footer(kFooter);
+  command->footer(kMonitorFooter);
   return command;
 }
 

@@ -12,7 +12,7 @@ using std::chrono::milliseconds;
 constexpr std::uint32_t kAnswerWait = 1000;
 constexpr std::uint32_t kMaxTime = 3600000;
 
-constexpr const char* kFooter =
+constexpr const char* kSendFooter =
     "A frame is identifier#data in hexadecimal; 3 digits make an 11-bit identifier, 8 digits a\n"
     "29-bit one.\n"
     "Examples:\n"
@@ -78,7 +78,7 @@ CLI::App* AddSendCommand(CLI::App& root, SendOptions& options) {
                    "without --wait)")
       ->check(CanIdText())
       ->type_name("ID");
-  command->footer(kFooter);
+  command->footer(kSendFooter);
   return command;
 }
 

@@ -16,7 +16,7 @@
 namespace passbridge::tool {
 namespace {
 
-constexpr const char* kFooter =
+constexpr const char* kToolFooter =
     "Examples:\n"
     "  passbridge info --serial 4711 --interface usb\n"
     "  passbridge monitor --seconds 10\n"
@@ -35,7 +35,7 @@ class Tool {
  public:
   Tool() {
     app_.name("passbridge");
-    app_.footer(kFooter);
+    app_.footer(kToolFooter);
     app_.set_version_flag("--version", std::string("passbridge ") + kProductVersion);
     app_.require_subcommand(1);
     app_.fallthrough();

@@ -12,7 +12,7 @@ namespace {
 using test::ResultSpec;
 using test::ScriptedPdu;
 
-const std::vector<UNUM8> kFrame{0, 0, 7, 0xE8, 0x10, 1, 2, 3};
+const std::vector<UNUM8> kBytes{0, 0, 7, 0xE8, 0x10, 1, 2, 3};
 
 struct ReceiveBufferTest : testing::Test {
   Status Add(const ResultSpec& given, std::uint32_t protocolId = ISO15765) {
@@ -47,12 +47,12 @@ TEST_F(ReceiveBufferTest, SplitsEachIndicationOff) {
     Expected messages;
   };
   for (const Case& c : std::vector<Case>{
-           {"data", {.data = kFrame}, {{0, 8}}},
+           {"data", {.data = kBytes}, {{0, 8}}},
            {"loopback with TX_DONE: the indication first",
-            {.data = kFrame, .rxFlags = {0, 0, 1, 9}},
+            {.data = kBytes, .rxFlags = {0, 0, 1, 9}},
             {{TX_MSG_TYPE | TX_DONE | CAN_29BIT_ID, 4}, {TX_MSG_TYPE | CAN_29BIT_ID, 8}}},
            {"TX_DONE of a message that is no loopback: only the indication",
-            {.data = kFrame, .rxFlags = {0, 0, 0, 8}},
+            {.data = kBytes, .rxFlags = {0, 0, 0, 8}},
             {{TX_MSG_TYPE | TX_DONE, 4}}},
            {"first frame",
             {.rxFlags = {0, 0, 1, 0x82}, .header = {0, 0, 7, 0xE8, 0x10}},
@@ -61,7 +61,7 @@ TEST_F(ReceiveBufferTest, SplitsEachIndicationOff) {
             {.rxFlags = {0, 0, 0, 6}, .header = {0, 0, 7, 0xE8}},
             {{RX_BREAK, 0}, {START_OF_MESSAGE, 4}}},
            {"data before its indications",
-            {.data = kFrame, .rxFlags = {1, 5, 0, 0}},
+            {.data = kBytes, .rxFlags = {1, 5, 0, 0}},
             {{0, 8}, {RX_SPD_CHG_EVENT, 0}, {SW_CAN_HV_RX, 0}, {FT_ERROR, 0}}},
        }) {
     ASSERT_EQ(Add(c.given), STATUS_NOERROR);
@@ -72,7 +72,7 @@ TEST_F(ReceiveBufferTest, SplitsEachIndicationOff) {
 }
 
 TEST_F(ReceiveBufferTest, MessagesBeyondTheCapacityAreDeliveredAsOverflow) {
-  for (std::uint32_t i = 0; i < CJ2534ReceiveBuffer::kCapacity; ++i) Add({.data = kFrame});
+  for (std::uint32_t i = 0; i < CJ2534ReceiveBuffer::kCapacity; ++i) Add({.data = kBytes});
   Add({.data = {0, 0, 1, 2, 0x55}});
   for (std::uint32_t i = 0; i < CJ2534ReceiveBuffer::kCapacity; ++i) {
     ASSERT_EQ(Read(), STATUS_NOERROR);
@@ -93,7 +93,7 @@ TEST_F(ReceiveBufferTest, DeliversTheMessageWhoseItemCannotBeDestroyed) {
        {Case{PDU_ERR_PDUAPI_NOT_CONSTRUCTED, ERR_DEVICE_NOT_CONNECTED},
         Case{PDU_ERR_INVALID_HANDLE, ERR_INVALID_CHANNEL_ID},
         Case{PDU_ERR_ID_NOT_SUPPORTED, ERR_NOT_SUPPORTED}, Case{PDU_ERR_FCT_FAILED, ERR_FAILED}}) {
-    Add({.data = kFrame});
+    Add({.data = kBytes});
     pdu.PDUDestroyItem.Next({c.result});
     out = {};
     EXPECT_EQ(Read(), c.status);
@@ -103,18 +103,18 @@ TEST_F(ReceiveBufferTest, DeliversTheMessageWhoseItemCannotBeDestroyed) {
 }
 
 TEST_F(ReceiveBufferTest, ClearAndSuspensionGiveTheItemsBack) {
-  Add({.data = kFrame});
+  Add({.data = kBytes});
   Add({.rxFlags = {0, 0, 0, 2}, .header = {0, 0, 7, 0xE8}});
   EXPECT_EQ(pdu.Items().Alive(), 2U);
   buffer.Clear();
   EXPECT_EQ(pdu.Items().Alive(), 0U);
 
   buffer.Suspend();
-  EXPECT_EQ(Add({.data = kFrame}), STATUS_NOERROR);
+  EXPECT_EQ(Add({.data = kBytes}), STATUS_NOERROR);
   EXPECT_EQ(pdu.Items().Alive(), 0U);
   EXPECT_EQ(Read(), ERR_BUFFER_EMPTY);
   buffer.Resume();
-  Add({.data = kFrame});
+  Add({.data = kBytes});
   EXPECT_EQ(Read(), STATUS_NOERROR);
 }
 

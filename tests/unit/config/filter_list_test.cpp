@@ -14,7 +14,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const Data kMask{0xFF, 0xFF, 0xFF, 0xFF};
+const Data kWholeId{0xFF, 0xFF, 0xFF, 0xFF};
 
 /// A response identifier 0x700 + n.
 Data CanId(std::uint8_t n) { return {0x00, 0x00, 0x07, n}; }
@@ -61,10 +61,10 @@ std::uint32_t StartFilter(CJ2534FilterList& list, const FilterRequest& request) 
   return list.StartJ2534Filter(std::move(filter)) == STATUS_NOERROR ? started->FilterId() : 0;
 }
 
-FilterRequest CanPass(std::uint8_t n) { return PassOrBlock(CAN, PASS_FILTER, kMask, CanId(n)); }
+FilterRequest CanPass(std::uint8_t n) { return PassOrBlock(CAN, PASS_FILTER, kWholeId, CanId(n)); }
 
 FilterRequest RawPass(std::uint8_t n) {
-  FilterRequest request = PassOrBlock(ISO15765, PASS_FILTER, kMask, CanId(n));
+  FilterRequest request = PassOrBlock(ISO15765, PASS_FILTER, kWholeId, CanId(n));
   request.noMixedFormat = false;
   return request;
 }
@@ -129,7 +129,7 @@ TEST_F(FilterListTest, MarksAPassOrBlockFilterThatItHasAlready) {
   } rows[] = {
       {CanPass(1), true},
       {CanPass(2), false},
-      {PassOrBlock(CAN, BLOCK_FILTER, kMask, CanId(1)), false},
+      {PassOrBlock(CAN, BLOCK_FILTER, kWholeId, CanId(1)), false},
       {PassOrBlock(CAN, PASS_FILTER, {0xFF, 0xFF, 0xFF, 0xFE}, CanId(1)), false},
       {PassOrBlock(CAN, PASS_FILTER, {0xFF, 0xFF}, {0x00, 0x00}), false},
   };

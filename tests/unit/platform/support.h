@@ -62,7 +62,7 @@ class ChildProcess {
   void End();
 
   ProcessId id_ = 0;
-  void* handle_ = nullptr;
+  [[maybe_unused]] void* handle_ = nullptr;  // Windows'
 };
 
 }  // namespace passbridge::platform::testing
