@@ -103,22 +103,22 @@ constexpr std::array<IdRange, 15> kChannelProtocols{{
 
 Status CJ2534Channel::PassThruConnect(std::uint32_t protocolId, std::uint32_t flags,
                                       std::uint32_t baudRate) {
-  return Traced(
-      ChannelMethod("CJ2534Channel::PassThruConnect()", 0x23), [&](Exits& exit) -> Status {
-        if (const Status status = ValidateChannelProtocolID(protocolId)) {
-          return exit.Fail(1, status, "Protocol ID not supported.");
-        }
-        if (CJ2534Parameter::ValidateValue(protocolId, DATA_RATE, baudRate) != STATUS_NOERROR) {
-          return exit.Fail(2, ERR_INVALID_BAUDRATE, "Invalid Baud Rate value.");
-        }
-        if (const Status status = CheckConnectFlags(exit, flags)) return status;
-        connectFlags_ = flags;
-        if (const Status status = MakeLists(exit)) return status;
-        if (IsPinSwitched(protocolId)) {
-          return Exits::NormalAs("CJ2534Channel::PassThruConnect() without connecting.");
-        }
-        return ConnectAndDownload(exit);
-      });
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruConnect()", 0x23);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (const Status status = ValidateChannelProtocolID(protocolId)) {
+      return exit.Fail(1, status, "Protocol ID not supported.");
+    }
+    if (CJ2534Parameter::ValidateValue(protocolId, DATA_RATE, baudRate) != STATUS_NOERROR) {
+      return exit.Fail(2, ERR_INVALID_BAUDRATE, "Invalid Baud Rate value.");
+    }
+    if (const Status status = CheckConnectFlags(exit, flags)) return status;
+    connectFlags_ = flags;
+    if (const Status status = MakeLists(exit)) return status;
+    if (IsPinSwitched(protocolId)) {
+      return Exits::NormalAs("CJ2534Channel::PassThruConnect() without connecting.");
+    }
+    return ConnectAndDownload(exit);
+  });
 }
 
 Status CJ2534Channel::CheckConnectFlags(const Exits& exit, std::uint32_t flags) {
@@ -335,21 +335,21 @@ Status CJ2534Channel::DisconnectFromVehicle() {
 }
 
 Status CJ2534Channel::PassThruDisconnect() {
-  return Traced(
-      ChannelMethod("CJ2534Channel::PassThruDisconnect()", 0x24), [&](Exits& exit) -> Status {
-        if (!hasLink_) return exit.Normal();
-        EndPeriodicMessages();
-        ReleaseLinkItems();
-        if (!vehicleConnected_) {
-          StopEventProcessors();  // nothing more can come, and the channel may be destroyed next
-          return Exits::NormalAs("CJ2534Channel::PassThruDisconnect() return without destroying");
-        }
-        if (const Status status = DisconnectFromVehicle()) {
-          return exit.PassOn(4, status, "Error destroying ComLogicalLink.");
-        }
-        vehicleConnected_ = false;
-        return exit.Normal();
-      });
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruDisconnect()", 0x24);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (!hasLink_) return exit.Normal();
+    EndPeriodicMessages();
+    ReleaseLinkItems();
+    if (!vehicleConnected_) {
+      StopEventProcessors();  // nothing more can come, and the channel may be destroyed next
+      return Exits::NormalAs("CJ2534Channel::PassThruDisconnect() return without destroying");
+    }
+    if (const Status status = DisconnectFromVehicle()) {
+      return exit.PassOn(4, status, "Error destroying ComLogicalLink.");
+    }
+    vehicleConnected_ = false;
+    return exit.Normal();
+  });
 }
 
 Status CJ2534Channel::ValidateChannelProtocolID(std::uint32_t protocolId) {

@@ -52,27 +52,25 @@ Status CJ2534Channel::CheckPeriodic(const Exits& exit, const AppMessage& msg, co
 
 Status CJ2534Channel::StartPeriodicMsgEx(const AppMessage& msg, const AppValue& msgId,
                                          std::uint32_t interval) {
-  return Traced(
-      ChannelMethod("CJ2534Channel::StartPeriodicMsgEx()", 0x28), [&](Exits& exit) -> Status {
-        if (const Status status = CheckPeriodic(exit, msg, msgId, interval)) return status;
-        if (const Status status =
-                ValidateMessageWrite(msg.DataSize(), msg.Data(), msg.RxStatus())) {
-          return exit.PassOn(7, status, "Invalid Message.");
-        }
-        bool raw = false;
-        if (const Status status = ValidateMessageProtocolID(msg.ProtocolId(), raw)) {
-          return exit.PassOn(8, status,
-                             "Msg ProtocolID doesn't match the ProtocolID of ChannelID.");
-        }
-        UNUM32 hCop = PDU_HANDLE_UNDEF;
-        if (const Status status = SendSendOnlyComPrimitive(msg, &hCop, interval, nullptr, raw, 1)) {
-          const Status reported = status == ERR_BUFFER_FULL ? Status{ERR_EXCEEDED_LIMIT} : status;
-          return exit.PassOn(9, reported, "Error starting Periodic Message.");
-        }
-        periodicMessages_.push_back(hCop);
-        msgId.Store(hCop);
-        return exit.Normal();
-      });
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::StartPeriodicMsgEx()", 0x28);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (const Status status = CheckPeriodic(exit, msg, msgId, interval)) return status;
+    if (const Status status = ValidateMessageWrite(msg.DataSize(), msg.Data(), msg.RxStatus())) {
+      return exit.PassOn(7, status, "Invalid Message.");
+    }
+    bool raw = false;
+    if (const Status status = ValidateMessageProtocolID(msg.ProtocolId(), raw)) {
+      return exit.PassOn(8, status, "Msg ProtocolID doesn't match the ProtocolID of ChannelID.");
+    }
+    UNUM32 hCop = PDU_HANDLE_UNDEF;
+    if (const Status status = SendSendOnlyComPrimitive(msg, &hCop, interval, nullptr, raw, 1)) {
+      const Status reported = status == ERR_BUFFER_FULL ? Status{ERR_EXCEEDED_LIMIT} : status;
+      return exit.PassOn(9, reported, "Error starting Periodic Message.");
+    }
+    periodicMessages_.push_back(hCop);
+    msgId.Store(hCop);
+    return exit.Normal();
+  });
 }
 
 Status CJ2534Channel::PassThruStopPeriodicMsg(std::uint32_t msgId) {

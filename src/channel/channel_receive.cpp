@@ -63,48 +63,48 @@ class MessageSpace {
 
 Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& numMsgs,
                                        std::uint32_t timeout) {
-  return Traced(
-      ChannelMethod("CJ2534Channel::PassThruReadMsgs()", 0x25), [&](Exits& exit) -> Status {
-        if (!platform::IsWritable(numMsgs.Address(), numMsgs.Size())) {
-          return exit.Fail(3, ERR_NULL_PARAMETER, "NULL Number of Messages pointer.");
-        }
-        const std::uint32_t requested = numMsgs.Load();
-        numMsgs.Store(0);
-        if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
-        MessageSpace space(msgs, requested);
-        if (!msgs || (requested != 0 && !space.IsWritable(0))) {
-          return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
-        }
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruReadMsgs()", 0x25);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (!platform::IsWritable(numMsgs.Address(), numMsgs.Size())) {
+      return exit.Fail(3, ERR_NULL_PARAMETER, "NULL Number of Messages pointer.");
+    }
+    const std::uint32_t requested = numMsgs.Load();
+    numMsgs.Store(0);
+    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
+    MessageSpace space(msgs, requested);
+    if (!msgs || (requested != 0 && !space.IsWritable(0))) {
+      return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
+    }
 
-        const std::uint64_t start = platform::MonotonicMicroseconds();
-        bool sawEmptyBuffer = false;
-        for (std::uint32_t count = 0; count < requested;) {
-          const std::uint64_t elapsed = (platform::MonotonicMicroseconds() - start) / 1000;
-          if (timeout != 0 && elapsed > timeout) {
-            return ReportReadTimeout(exit, count, sawEmptyBuffer);
-          }
-          if (!space.IsWritable(count)) {
-            return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
-          }
-          const Status status = receiveBuffer_->ReadPassThruMsg(msgs[count]);
-          if (status == STATUS_NOERROR) {
-            numMsgs.Store(++count);
-            continue;
-          }
-          if (!vehicleConnected_) return DeviceNotConnected(exit, 8);
-          if (status != ERR_BUFFER_EMPTY || timeout == 0) {
-            if (count == 0) {
-              return exit.PassOn(9, status, "Error reading message from Receive Buffer.");
-            }
-            return Exits::NormalAs(
-                "CJ2534Channel::PassThruReadMsgs() - Request number of messages were not returned "
-                "with Timeout=0.");
-          }
-          sawEmptyBuffer = true;
-          if (elapsed < timeout) rxEvent_->TimedWait(timeout - static_cast<std::uint32_t>(elapsed));
+    const std::uint64_t start = platform::MonotonicMicroseconds();
+    bool sawEmptyBuffer = false;
+    for (std::uint32_t count = 0; count < requested;) {
+      const std::uint64_t elapsed = (platform::MonotonicMicroseconds() - start) / 1000;
+      if (timeout != 0 && elapsed > timeout) {
+        return ReportReadTimeout(exit, count, sawEmptyBuffer);
+      }
+      if (!space.IsWritable(count)) {
+        return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
+      }
+      const Status status = receiveBuffer_->ReadPassThruMsg(msgs[count]);
+      if (status == STATUS_NOERROR) {
+        numMsgs.Store(++count);
+        continue;
+      }
+      if (!vehicleConnected_) return DeviceNotConnected(exit, 8);
+      if (status != ERR_BUFFER_EMPTY || timeout == 0) {
+        if (count == 0) {
+          return exit.PassOn(9, status, "Error reading message from Receive Buffer.");
         }
-        return exit.Normal();
-      });
+        return Exits::NormalAs(
+            "CJ2534Channel::PassThruReadMsgs() - Request number of messages were not returned "
+            "with Timeout=0.");
+      }
+      sawEmptyBuffer = true;
+      if (elapsed < timeout) rxEvent_->TimedWait(timeout - static_cast<std::uint32_t>(elapsed));
+    }
+    return exit.Normal();
+  });
 }
 
 Status CJ2534Channel::ReportReadTimeout(const Exits& exit, std::uint32_t count,

@@ -150,29 +150,29 @@ Status CJ2534Channel::SendBatch(const Exits& exit, const AppMessage& first, std:
 Status CJ2534Channel::PassThruWriteMsgs(const AppMessage& msgs, const AppValue& numMsgs,
                                         std::uint32_t timeout) {
   if (SendsPacked(protocolId_)) return PassThruWriteMsgsMultiple(msgs, numMsgs, timeout);
-  return Traced(
-      ChannelMethod("CJ2534Channel::PassThruWriteMsgs()", 0x26), [&](Exits& exit) -> Status {
-        const WriteClock clock(timeout);
-        if (const Status status = CheckWrite(exit, msgs, numMsgs)) return status;
-        const std::uint32_t count = numMsgs.Load();
-        numMsgs.Store(0);
-        std::uint32_t batch = 0;  // single frames before message i that wait to be sent
-        for (std::uint32_t i = 0; i < count; ++i) {
-          bool raw = false;
-          if (const Status status = CheckMessageToSend(exit, msgs[i], raw)) return status;
-          if (!BatchesSingleFrames(protocolId_) || msgs[i].DataSize() > kMaxSingleFrame) {
-            const Status status = SendAndWait(exit, msgs[i], 1, raw, clock, numMsgs);
-            if (status != STATUS_NOERROR) return status;
-            continue;
-          }
-          ++batch;
-          if (i + 1 < count && IsSingleFrame(msgs[i + 1])) continue;
-          const Status status = SendBatch(exit, msgs[i + 1 - batch], batch, clock, numMsgs);
-          if (status != STATUS_NOERROR) return status;
-          batch = 0;
-        }
-        return exit.Normal();
-      });
+  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruWriteMsgs()", 0x26);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    const WriteClock clock(timeout);
+    if (const Status status = CheckWrite(exit, msgs, numMsgs)) return status;
+    const std::uint32_t count = numMsgs.Load();
+    numMsgs.Store(0);
+    std::uint32_t batch = 0;  // single frames before message i that wait to be sent
+    for (std::uint32_t i = 0; i < count; ++i) {
+      bool raw = false;
+      if (const Status status = CheckMessageToSend(exit, msgs[i], raw)) return status;
+      if (!BatchesSingleFrames(protocolId_) || msgs[i].DataSize() > kMaxSingleFrame) {
+        const Status status = SendAndWait(exit, msgs[i], 1, raw, clock, numMsgs);
+        if (status != STATUS_NOERROR) return status;
+        continue;
+      }
+      ++batch;
+      if (i + 1 < count && IsSingleFrame(msgs[i + 1])) continue;
+      const Status status = SendBatch(exit, msgs[i + 1 - batch], batch, clock, numMsgs);
+      if (status != STATUS_NOERROR) return status;
+      batch = 0;
+    }
+    return exit.Normal();
+  });
 }
 
 bool CJ2534Channel::IsSingleFrame(const AppMessage& msg) {

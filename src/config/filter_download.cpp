@@ -142,53 +142,53 @@ T_PDU_ERROR CJ2534FilterList::SendPduUridTable() const {
 }
 
 Status CJ2534FilterList::SetPduUridTable(bool startPassBlock, bool buildTable) {
-  return Traced(
-      FilterListMethod("CJ2534FilterList::SetPduUridTable()", 0x08), [&](Exits& exit) -> Status {
-        if (channel_ == nullptr) {
-          return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid J2534 Channel pointer.");
-        }
-        if (buildTable) {
-          if (HasRefusedFilters()) {
-            return exit.Fail(5, ERR_INVALID_FILTER_ID, "Invalid FilterID.");
-          }
-          const T_PDU_ERROR result = SendPduUridTable();
-          if (const Status status = kSetTableResults(result)) {
-            return exit.Fail(6, status, "Error updating URID Table in the PDU API.", result);
-          }
-          channel_->CommitComParams();
-        }
-        const bool hasOthers = buildTable ? HasPassBlockFilters() : !filters_.empty();
-        if (!hasOthers) return exit.Normal();
-        if (const Status status = StartPduFilters(startPassBlock)) {
-          return exit.PassOn(7, status, "Error starting PDU Filters.");
-        }
-        return exit.Normal();
-      });
+  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::SetPduUridTable()", 0x08);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (channel_ == nullptr) {
+      return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid J2534 Channel pointer.");
+    }
+    if (buildTable) {
+      if (HasRefusedFilters()) {
+        return exit.Fail(5, ERR_INVALID_FILTER_ID, "Invalid FilterID.");
+      }
+      const T_PDU_ERROR result = SendPduUridTable();
+      if (const Status status = kSetTableResults(result)) {
+        return exit.Fail(6, status, "Error updating URID Table in the PDU API.", result);
+      }
+      channel_->CommitComParams();
+    }
+    const bool hasOthers = buildTable ? HasPassBlockFilters() : !filters_.empty();
+    if (!hasOthers) return exit.Normal();
+    if (const Status status = StartPduFilters(startPassBlock)) {
+      return exit.PassOn(7, status, "Error starting PDU Filters.");
+    }
+    return exit.Normal();
+  });
 }
 
 Status CJ2534FilterList::StartPduFilters(bool startPassBlock) {
-  return Traced(
-      FilterListMethod("CJ2534FilterList::StartPduFilters()", 0x09), [&](Exits& exit) -> Status {
-        if (channel_ == nullptr) {
-          return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid J2534 Channel pointer.");
-        }
-        if (!startPassBlock) return exit.Normal();
-        FilterEntries entries;
-        if (const Status status = AddFilters(filters_, entries)) {
-          return exit.PassOn(6, status, "Invalid Filter.");
-        }
-        AddFunctionalAddresses(channel_->FunctionalAddresses(), entries);
-        T_PDU_ERROR result = FilterIoCtl(*channel_, pdu::IoControl::ClearMsgFilter, nullptr);
-        if (const Status status = kIoCtlResults(result)) {
-          return exit.Fail(3, status, "Error clearing filters in PDU API.", result);
-        }
-        if (entries.empty()) return exit.Normal();
-        result = StartFilters(*channel_, entries);
-        if (const Status status = kIoCtlResults(result)) {
-          return exit.Fail(4, status, "Error starting filters in PDU API.", result);
-        }
-        return exit.Normal();
-      });
+  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::StartPduFilters()", 0x09);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    if (channel_ == nullptr) {
+      return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid J2534 Channel pointer.");
+    }
+    if (!startPassBlock) return exit.Normal();
+    FilterEntries entries;
+    if (const Status status = AddFilters(filters_, entries)) {
+      return exit.PassOn(6, status, "Invalid Filter.");
+    }
+    AddFunctionalAddresses(channel_->FunctionalAddresses(), entries);
+    T_PDU_ERROR result = FilterIoCtl(*channel_, pdu::IoControl::ClearMsgFilter, nullptr);
+    if (const Status status = kIoCtlResults(result)) {
+      return exit.Fail(3, status, "Error clearing filters in PDU API.", result);
+    }
+    if (entries.empty()) return exit.Normal();
+    result = StartFilters(*channel_, entries);
+    if (const Status status = kIoCtlResults(result)) {
+      return exit.Fail(4, status, "Error starting filters in PDU API.", result);
+    }
+    return exit.Normal();
+  });
 }
 
 Status CJ2534FilterList::DownloadJ2534Filters(bool passBlock, bool flowControl,

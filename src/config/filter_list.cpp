@@ -89,19 +89,19 @@ Status CJ2534FilterList::StartJ2534Filter(std::unique_ptr<CJ2534Filter>&& filter
 }
 
 Status CJ2534FilterList::StopJ2534Filter(std::uint32_t filterId) {
-  return Traced(
-      FilterListMethod("CJ2534FilterList::StopJ2534Filter()", 0x06), [&](Exits& exit) -> Status {
-        const auto found = filters_.find(filterId);
-        if (found == filters_.end()) {
-          return exit.PassOn(1, ERR_INVALID_FILTER_ID, "Invalid FilterID.");
-        }
-        const bool wasFlowControl = found->second->IsFlowControl();
-        filters_.erase(found);
-        if (const Status status = DownloadJ2534Filters(!wasFlowControl, wasFlowControl, true)) {
-          return exit.PassOn(3, status, kDownloadFailed);
-        }
-        return exit.Normal();
-      });
+  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::StopJ2534Filter()", 0x06);
+  return Traced(kMethod, [&](Exits& exit) -> Status {
+    const auto found = filters_.find(filterId);
+    if (found == filters_.end()) {
+      return exit.PassOn(1, ERR_INVALID_FILTER_ID, "Invalid FilterID.");
+    }
+    const bool wasFlowControl = found->second->IsFlowControl();
+    filters_.erase(found);
+    if (const Status status = DownloadJ2534Filters(!wasFlowControl, wasFlowControl, true)) {
+      return exit.PassOn(3, status, kDownloadFailed);
+    }
+    return exit.Normal();
+  });
 }
 
 Status CJ2534FilterList::ClearJ2534PassBlockFilters() {
