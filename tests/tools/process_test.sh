@@ -65,9 +65,9 @@ expect 0 info
 tool=$original
 
 # monitor_in GROUP: the process of that group that monitors. It is the newest that says so: 64-bit Wine starts a 32-bit
-# program through another one with the same arguments.
+# program through another one with the same arguments. Without any it is the first of the group.
 monitor_in() {
-  local stat line fields found=0 pid
+  local stat line fields found=$1 pid
   for stat in /proc/[0-9]*/stat; do
     { read -r line <"$stat"; } 2>/dev/null || continue
     read -ra fields <<<"${line##*) }"
