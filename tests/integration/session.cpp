@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 
 #include "platform/registry.h"
 
@@ -12,52 +11,7 @@ namespace {
 
 constexpr const char* kSupportKey = "SOFTWARE\\QUARN\\QUARN_VCI\\PDU API Support";
 
-std::string FromEnvironment(const char* name) {
-  const char* const value = std::getenv(name);
-  EXPECT_NE(value, nullptr) << name << " names the file under test";
-  return value != nullptr ? value : "";
-}
-
 }  // namespace
-
-#define PASSBRIDGE_FIND(name) name(file.Function<PFN_##name>(#name))
-
-Library::Library(const std::string& path)
-    : file(platform::DynamicLibrary::Open(path)),
-      PASSBRIDGE_FIND(PassThruOpen),
-      PASSBRIDGE_FIND(PassThruClose),
-      PASSBRIDGE_FIND(PassThruConnect),
-      PASSBRIDGE_FIND(PassThruDisconnect),
-      PASSBRIDGE_FIND(PassThruReadMsgs),
-      PASSBRIDGE_FIND(PassThruWriteMsgs),
-      PASSBRIDGE_FIND(PassThruStartPeriodicMsg),
-      PASSBRIDGE_FIND(PassThruStopPeriodicMsg),
-      PASSBRIDGE_FIND(PassThruStartMsgFilter),
-      PASSBRIDGE_FIND(PassThruStopMsgFilter),
-      PASSBRIDGE_FIND(PassThruSetProgrammingVoltage),
-      PASSBRIDGE_FIND(PassThruReadVersion),
-      PASSBRIDGE_FIND(PassThruGetLastError),
-      PASSBRIDGE_FIND(PassThruIoctl) {
-  if (!file) throw std::runtime_error("cannot load " + path);
-}
-
-#undef PASSBRIDGE_FIND
-#define PASSBRIDGE_FIND(name) name(file.Function<PFN_VirtualVci##name>("VirtualVci" #name))
-
-VirtualVci::VirtualVci(const std::string& path)
-    : file(platform::DynamicLibrary::Open(path)),
-      PASSBRIDGE_FIND(GetLedger),
-      PASSBRIDGE_FIND(InjectResult),
-      PASSBRIDGE_FIND(Unplug),
-      PASSBRIDGE_FIND(Plug),
-      PASSBRIDGE_FIND(Reset) {
-  if (!file) throw std::runtime_error("cannot load " + path);
-}
-
-#undef PASSBRIDGE_FIND
-
-std::string LibraryPath() { return FromEnvironment("PASSBRIDGE_TEST_LIBRARY"); }
-std::string VirtualVciPath() { return FromEnvironment("PASSBRIDGE_TEST_VCI"); }
 
 Session::Session() : library(LibraryPath()), vci(VirtualVciPath()) {
   auto key = platform::RegistryKey::Create(platform::RegistryRoot::Machine, kSupportKey);

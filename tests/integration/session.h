@@ -7,48 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "loaded_libraries.h"
 #include "passbridge/j2534.h"
-#include "platform/dynamic_library.h"
 #include "support.h"
-#include "virtual_vci/control.h"
 
 namespace passbridge::test {
-
-/// The fourteen functions of the library under test, found by name.
-struct Library {
-  explicit Library(const std::string& path);
-
-  platform::DynamicLibrary file;
-  PFN_PassThruOpen PassThruOpen;
-  PFN_PassThruClose PassThruClose;
-  PFN_PassThruConnect PassThruConnect;
-  PFN_PassThruDisconnect PassThruDisconnect;
-  PFN_PassThruReadMsgs PassThruReadMsgs;
-  PFN_PassThruWriteMsgs PassThruWriteMsgs;
-  PFN_PassThruStartPeriodicMsg PassThruStartPeriodicMsg;
-  PFN_PassThruStopPeriodicMsg PassThruStopPeriodicMsg;
-  PFN_PassThruStartMsgFilter PassThruStartMsgFilter;
-  PFN_PassThruStopMsgFilter PassThruStopMsgFilter;
-  PFN_PassThruSetProgrammingVoltage PassThruSetProgrammingVoltage;
-  PFN_PassThruReadVersion PassThruReadVersion;
-  PFN_PassThruGetLastError PassThruGetLastError;
-  PFN_PassThruIoctl PassThruIoctl;
-};
-
-/// The virtual VCI's control functions that the tests use.
-struct VirtualVci {
-  explicit VirtualVci(const std::string& path);
-
-  platform::DynamicLibrary file;
-  PFN_VirtualVciGetLedger GetLedger;
-  PFN_VirtualVciInjectResult InjectResult;
-  PFN_VirtualVciUnplug Unplug;
-  PFN_VirtualVciPlug Plug;
-  PFN_VirtualVciReset Reset;
-};
-
-std::string LibraryPath();
-std::string VirtualVciPath();
 
 /// Settings of the test's own, in which the virtual VCI is the D-PDU library. At the end every
 /// D-PDU item must have been destroyed exactly once.
