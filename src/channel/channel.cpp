@@ -1,52 +1,37 @@
 #include "channel/channel.h"
 
-#include <set>
-
 #include "channel/object_counter.h"
-#include "platform/never_destroyed.h"
+#include "trace/last_error.h"
 #include "trace/method.h"
 
 namespace passbridge {
 
-namespace {
-
-/// The channels that a link callback may speak of. Guarded by PduApiLock.
-std::set<const void*>& LiveChannels() {
-  static platform::NeverDestroyed<std::set<const void*>> channels;
-  return channels.Get();
+void ChannelDeleter::operator()(CJ2534Channel* channel) const {
+  if (channel != nullptr) channel->StopThreads();
+  delete channel;
 }
 
-}  // namespace
+CJ2534Channel::CJ2534Channel() : channelId_(NextObjectId()), link_(*this, this) {}
 
-void CopControl::ExpectEveryResponse(UNUM32 numMaskPatternBytes) {
-  constexpr UNUM32 kAcceptanceId = 0x2534;
-  response_.AcceptanceId = kAcceptanceId;
-  response_.NumMaskPatternBytes = numMaskPatternBytes;
-  response_.pMaskData = &mask_;
-  response_.pPatternData = &pattern_;
-  data.NumPossibleExpectedResponses = 1;
-  data.pExpectedResponseArray = &response_;
-}
+CJ2534Channel::~CJ2534Channel() { StopThreads(); }
 
-CJ2534Channel::CJ2534Channel() : channelId_(NextObjectId()) {
-  platform::RecursiveMutexLock lock(pdu::PduApiLock());
-  LiveChannels().insert(this);
-}
-
-CJ2534Channel::~CJ2534Channel() {
+void CJ2534Channel::StopThreads() {
+  OwnedChannel periodic;  // delivers into this channel, and so goes before its buffer
   {
-    platform::RecursiveMutexLock lock(pdu::PduApiLock());
-    LiveChannels().erase(this);
+    platform::MutexLock lock(operationLock_);
+    periodicChannel_ = nullptr;
+    periodic = std::move(ownPeriodicChannel_);
   }
-  StopEventProcessors();
+  periodic.reset();
+  link_.StopEvents();
+  EndReads();
 }
 
 Status CJ2534Channel::Initialize(UNUM32 moduleHandle, std::uint32_t protocolId, std::uint32_t flags,
                                  std::uint32_t baudRate) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::Initialize()", 0x02);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    vehicleConnected_ = false;
-    moduleHandle_ = moduleHandle;
+    link_.SetModule(moduleHandle);
     protocolId_ = protocolId;
     connectFlags_ = flags;
     baudRate_ = baudRate;
@@ -58,17 +43,47 @@ Status CJ2534Channel::Initialize(UNUM32 moduleHandle, std::uint32_t protocolId, 
 }
 
 void CJ2534Channel::SetVehicleConnected(bool connected) {
-  platform::MutexLock lock(channelLock_);
-  vehicleConnected_ = connected;
-  if (connected) return;
   // Not PassThruDisconnect: this may be the event thread, which must not wait for its own end.
-  ReleaseLinkItems();
-  rxEvent_->Set();
+  if (!connected && link_.Lose()) EndReads();
 }
 
-void CJ2534Channel::SignalEventProcessor() {
-  platform::RecursiveMutexLock lock(pdu::PduApiLock());
-  if (eventProcessor_ != nullptr) eventProcessor_->Signal();
+void CJ2534Channel::EndReads() {
+  if (rxEvent_ == &ownRxEvent_) {
+    rxEvent_->End();
+  } else {
+    rxEvent_->Set();
+  }
+}
+
+bool CJ2534Channel::HasPins() const {
+  const Link::State state = link_.GetState();
+  return j1962Pins_ != 0 && state != Link::State::None && state != Link::State::Connecting;
+}
+
+Status CJ2534Channel::ReportNotConnected(const Exits& exit, std::uint16_t point) const {
+  if (link_.GetState() == Link::State::Ending) {
+    return exit.PassOn(point, ERR_INVALID_CHANNEL_ID, "Invalid ChannelID.");
+  }
+  LastErrorRecord::Instance().SetLastStatus(ERR_DEVICE_NOT_CONNECTED);
+  return exit.Fail(point, ERR_DEVICE_NOT_CONNECTED, "The Device is not connected.");
+}
+
+std::shared_ptr<CJ2534FilterList> CJ2534Channel::Filters() const {
+  platform::MutexLock lock(listLock_);
+  return filterList_;
+}
+
+std::shared_ptr<CJ2534ParameterList> CJ2534Channel::Parameters() const {
+  platform::MutexLock lock(listLock_);
+  return parameterList_;
+}
+
+bool CJ2534Channel::IsMixedFormat() const {
+  std::uint32_t format = 0;
+  const auto parameters = Parameters();
+  return parameters != nullptr &&
+         parameters->GetJ2534ParameterValue(CAN_MIXED_FORMAT, &format) == STATUS_NOERROR &&
+         format != 0;
 }
 
 Status CJ2534Channel::SetJ2534ReceiveBuffer(CJ2534ReceiveBuffer* buffer) {
@@ -91,25 +106,6 @@ Status CJ2534Channel::CSingleThreadSync(CJ2534Event* event) {
     rxEvent_ = event;
     return exit.Normal();
   });
-}
-
-Status CJ2534Channel::GetPDUComParam(UNUM32 comParamId) {
-  return comParams_.Fetch({moduleHandle_, cllHandle_}, comParamId);
-}
-
-Status CJ2534Channel::SetPduComParam(UNUM32 comParamId, const void* value, std::uint32_t size) {
-  return comParams_.Set({moduleHandle_, cllHandle_}, comParamId, value, size);
-}
-
-Status CJ2534Channel::GetPDUValue(UNUM32 comParamId, UNUM32* value) {
-  return comParams_.Get({moduleHandle_, cllHandle_}, comParamId, value);
-}
-
-void PDUAPI PduEventCallback(T_PDU_EVT_DATA /*eventType*/, UNUM32 /*hMod*/, UNUM32 /*hCll*/,
-                             void* pCllTag, void* /*pApiTag*/) {
-  platform::RecursiveMutexLock lock(pdu::PduApiLock());
-  if (LiveChannels().count(pCllTag) == 0) return;
-  static_cast<CJ2534Channel*>(pCllTag)->SignalEventProcessor();
 }
 
 }  // namespace passbridge

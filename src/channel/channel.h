@@ -1,18 +1,18 @@
 #ifndef PASSBRIDGE_CHANNEL_CHANNEL_H_
 #define PASSBRIDGE_CHANNEL_CHANNEL_H_
 
-#include <array>
 #include <atomic>
 #include <cstdint>
-#include <list>
 #include <memory>
-#include <optional>
 #include <span>
 #include <vector>
 
-#include "channel/com_param_cache.h"
+#include "channel/cop.h"
 #include "channel/event.h"
-#include "channel/event_processor.h"
+#include "channel/event_sink.h"
+#include "channel/funct_msg_lookup_table.h"
+#include "channel/link.h"
+#include "channel/periodic_messages.h"
 #include "channel/receive_buffer.h"
 #include "config/channel_link.h"
 #include "config/filter_list.h"
@@ -21,49 +21,33 @@
 #include "j2534/cj2534.h"
 #include "passbridge/d_pdu_api.h"
 #include "pdu/com_param.h"
-#include "pdu/item.h"
-#include "pdu/pdu_api.h"
 #include "platform/mutex.h"
 #include "trace/method.h"
 
 namespace passbridge {
+
+class CJ2534Channel;
 
 /// How a method of the channel base class names itself.
 constexpr Method ChannelMethod(const char* name, std::uint8_t number) {
   return {name, Module::Channel, number};
 }
 
-/// How a link is to be created, most significant byte first.
-using CllCreateFlags = std::array<UNUM8, 4>;
-
-/// The control data of a ComPrimitive together with the TxFlag bytes that it points to.
-struct CopControl {
-  CopControl() {
-    data.TxFlag.NumFlagBytes = static_cast<UNUM32>(txFlags.size());
-    data.TxFlag.pFlagData = txFlags.data();
-  }
-  CopControl(const CopControl&) = delete;
-  CopControl& operator=(const CopControl&) = delete;
-
-  /// Has the ComPrimitive deliver every response.
-  void ExpectEveryResponse(UNUM32 numMaskPatternBytes);
-
-  std::array<UNUM8, 4> txFlags{};
-  PDU_COP_CTRL_DATA data{};
-
- private:
-  UNUM8 mask_ = 0;
-  UNUM8 pattern_ = 0;
-  PDU_EXP_RESP_DATA response_{};
+/// Ends the threads of a channel before anything of it goes, its subclass's members included.
+struct ChannelDeleter {
+  void operator()(CJ2534Channel* channel) const;
 };
+using OwnedChannel = std::unique_ptr<CJ2534Channel, ChannelDeleter>;
 
 /// Base of every J2534 channel: one ComLogicalLink (CLL) on a vehicle bus, its parameters, filters,
 /// receive buffer and event thread. A protocol's subclass names its resource, sets its own
 /// ComParams and refines validation and ComPrimitives (CoPs).
 ///
-/// Connect, disconnect and ioctls run on one application thread at a time; reads and writes on any.
-/// Statuses, texts and locations of failures are part of the contract with applications.
-class CJ2534Channel : public CJ2534, protected ChannelLink {
+/// An application connects and disconnects a channel beside no other call but reads and writes that
+/// wait: these end at once then, and when the VCI is lost. Everything else may come from any thread
+/// at any time. Statuses, texts and locations of failures are part of the contract with
+/// applications.
+class CJ2534Channel : public CJ2534, protected ChannelLink, protected EventSink {
  public:
   CJ2534Channel();
   CJ2534Channel(const CJ2534Channel&) = delete;
@@ -107,16 +91,16 @@ class CJ2534Channel : public CJ2534, protected ChannelLink {
                             std::uint32_t baudRate);
 
   /// Event thread: makes messages of a result item and stores them.
-  virtual Status AddResultData(const pdu::SharedEventItem& item);
+  Status AddResultData(const pdu::SharedEventItem& item) override;
 
   /// Puts the ComParams written since the last update in force; waits up to 2 s if asked to.
   virtual Status SendUpdateComPrimitive(bool wait);
   /// Starts the transmission of `count` messages that lie one after the other.
   /// @param interval  ms; 0 sends once, else the interface repeats until cancelled
-  /// @param waiter    null, or the event to set when the CoP ends
+  /// @param waiter    null, or whom to tell when the CoP ends
   /// @param raw       raw CAN frames on an ISO 15765 channel
   virtual Status SendSendOnlyComPrimitive(const AppMessage& msgs, UNUM32* hCop,
-                                          std::uint32_t interval, CJ2534Event* waiter, bool raw,
+                                          std::uint32_t interval, CopWaiter* waiter, bool raw,
                                           std::uint32_t count);
   /// Starts communication, with an optional message; waits up to 5 s, late or not is success.
   virtual Status SendStartComComPrimitive(const AppMessage& msg, bool expectResponse);
@@ -150,7 +134,7 @@ class CJ2534Channel : public CJ2534, protected ChannelLink {
   virtual Status DisconnectFromVehicle();
 
   /// Lets the protocol change a CoP before it is sent: data, size and control data.
-  virtual Status AdjustCop(const AppMessage& msg, UNUM32& size, UNUM8* data, CopControl& control);
+  virtual Status AdjustCop(const AppMessage& msg, CopData& data, CopControl& control);
   /// STATUS_NOERROR for a protocol that can be opened, ERR_NOT_SUPPORTED for one that is known,
   /// ERR_INVALID_PROTOCOL_ID for any other.
   virtual Status ValidateChannelProtocolID(std::uint32_t protocolId);
@@ -178,152 +162,172 @@ class CJ2534Channel : public CJ2534, protected ChannelLink {
 
   std::uint32_t ChannelId() const { return channelId_; }
   std::uint32_t ProtocolId() const { return protocolId_; }
-  UNUM32 ModuleHandle() const final { return moduleHandle_; }
-  UNUM32 CllHandle() const final { return cllHandle_; }
-  bool HasLink() const { return hasLink_; }
-  bool IsVehicleConnected() const final { return vehicleConnected_; }
+  UNUM32 ModuleHandle() const final { return link_.Module(); }
+  UNUM32 CllHandle() const final { return link_.Cll(); }
+  bool HasLink() const { return link_.HasLink(); }
+  bool IsVehicleConnected() const final { return link_.IsConnected(); }
 
-  /// Any thread, the event thread included. False ends all traffic for good and gives the link's
-  /// items back; what was received before stays readable.
+  /// Any thread, the event thread included; waits for nobody. False ends all traffic for good; what
+  /// was received before stays readable. True changes nothing: what was lost stays so.
   void SetVehicleConnected(bool connected);
-  /// Called under PduApiLock.
-  void SignalEventProcessor();
-  void SetLastPduErrorCode(UNUM32 code) { lastPduErrorCode_ = code; }
+  /// Ends the channel's threads, and every wait, for good. Not on its event thread.
+  void StopThreads();
 
-  /// Makes this channel deliver into another channel's buffer and signal its readers.
+  /// Makes this channel deliver into another channel's buffer and signal its readers; before it is
+  /// connected.
   Status SetJ2534ReceiveBuffer(CJ2534ReceiveBuffer* buffer);
   Status CSingleThreadSync(CJ2534Event* event);
   CJ2534ReceiveBuffer& GetJ2534ReceiveBuffer() { return *receiveBuffer_; }
   CJ2534Event& GetRxEvent() { return *rxEvent_; }
 
   // ComParams of the link; see ComParamCache.
-  Status GetPDUComParam(UNUM32 comParamId);
-  Status SetPduComParam(UNUM32 comParamId, const void* value, std::uint32_t size) final;
-  Status GetPDUValue(UNUM32 comParamId, UNUM32* value) final;
+  Status GetPDUComParam(UNUM32 comParamId) { return link_.FetchComParam(comParamId); }
+  Status SetPduComParam(UNUM32 comParamId, const void* value, std::uint32_t size) final {
+    return link_.SetComParam(comParamId, value, size);
+  }
+  Status GetPDUValue(UNUM32 comParamId, UNUM32* value) final {
+    return link_.GetComParam(comParamId, value);
+  }
 
  protected:
-  /// A ComParam that a protocol sets when it connects, and what is reported when that fails.
+  /// A ComParam that a protocol sets when it connects, and what is reported when that fails. The
+  /// value is a number or, for a byte field, bytes.
   struct ComParamSetting {
     pdu::ComParam param;
     UNUM32 value;
     const char* failure;
+    std::span<const UNUM8> bytes = {};  ///< in place of the number where `isBytes` says so
+    bool isBytes = false;
+  };
+  static constexpr ComParamSetting Bytes(pdu::ComParam param, std::span<const UNUM8> bytes,
+                                         const char* failure) {
+    return {param, 0, failure, bytes, true};
+  }
+
+  /// A parameter that the channel of the periodic messages takes over from this one. J1962_PINS is
+  /// taken over, and connects it, only where pins are switched.
+  struct TakenOver {
+    std::uint32_t parameter;
+    const char* failure;
+  };
+  /// How a protocol's second channel for periodic messages is made, and what it takes over from the
+  /// first one, in this order.
+  struct PeriodicChannelPlan {
+    OwnedChannel (*make)();
+    std::span<const TakenOver> takenOver;
   };
 
   /// Sets ComParams in order up to the first failure, which is reported with its message.
   Status SetComParams(const Exits& exit, std::span<const ComParamSetting> settings);
 
-  /// Gives the periodic messages to a channel of their own, which shares this one's buffer and
-  /// receive event, settings and pins. Once it is there it stays until PassThruDisconnect.
-  Status MakePeriodicChannel(const Exits& exit, std::unique_ptr<CJ2534Channel> channel);
-  CJ2534Channel* PeriodicChannel() { return periodicChannel_; }
+  /// Starts a periodic message on a channel of its own, which shares this one's buffer and receive
+  /// event and is made with the first one; it stays until PassThruDisconnect.
+  Status StartOnPeriodicChannel(const Exits& exit, const PeriodicChannelPlan& plan,
+                                const AppMessage& msg, const AppValue& msgId,
+                                std::uint32_t interval) EXCLUDES(operationLock_);
 
   std::uint32_t ConnectFlags() const { return connectFlags_; }
-  CJ2534FilterList* Filters() { return filterList_.get(); }
-  CJ2534ParameterList* Parameters() { return parameterList_.get(); }
+  /// First pin in bits 8 to 15, second in bits 0 to 7; 0 while they are not set.
+  std::uint32_t J1962Pins() const { return j1962Pins_; }
+  void SetJ1962Pins(std::uint32_t pins) { j1962Pins_ = pins; }
+  /// The channel's DATA_RATE, bit/s.
+  std::uint32_t BaudRate() const { return baudRate_; }
+  void SetBaudRate(std::uint32_t baudRate) { baudRate_ = baudRate; }
+  FunctMsgLookupTable& LookupTable() { return functMsgLookupTable_; }
+  Link& GetLink() { return link_; }
+
+  /// Null before PassThruConnect, and after the link was taken down.
+  std::shared_ptr<CJ2534FilterList> Filters() const EXCLUDES(listLock_);
+  std::shared_ptr<CJ2534ParameterList> Parameters() const EXCLUDES(listLock_);
 
   // ChannelLink, for the lists.
   std::uint32_t ChannelProtocolId() const override { return protocolId_; }
   ProtocolType ChannelProtocolType() const override { return Type(); }
   Status CommitComParams() override { return SendUpdateComPrimitive(false); }
-  std::span<const std::uint8_t> FunctionalAddresses() const override {
-    return functMsgLookupTable_;
+  std::vector<std::uint8_t> FunctionalAddresses() const override {
+    return functMsgLookupTable_.Get();
   }
 
+  // EventSink, on the event thread.
+  void NotePduError(UNUM32 code) override { lastPduErrorCode_ = code; }
+  void LoseVehicle() override { SetVehicleConnected(false); }
+
  private:
-  struct CopStart;
-  struct CopOutcome;
+  class WriteCall;
   class WriteClock;
 
-  Status MakeLists(const Exits& exit);
+  /// Whether the pins are set and were connected; until then most operations are refused.
+  bool HasPins() const;
+  /// Why a channel that is not connected refuses: it ends, or the VCI is lost.
+  Status ReportNotConnected(const Exits& exit, std::uint16_t point) const;
+
   Status CheckConnectFlags(const Exits& exit, std::uint32_t flags);
+  Status MakeLists(const Exits& exit) EXCLUDES(listLock_);
+  void DropLists() EXCLUDES(listLock_);
   Status ConnectAndDownload(const Exits& exit);
-  Status DescribeResource(const Exits& exit, PDU_RSC_DATA& resource,
-                          std::vector<PDU_PIN_DATA>& pins, CllCreateFlags& flags);
-  Status StartEventProcessor(const Exits& exit);
-  Status CreateLink(const Exits& exit, PDU_RSC_DATA& resource, CllCreateFlags& flags);
+  Status CreateLink(const Exits& exit);
   Status BringUpLink(const Exits& exit);
   Status SetConnectionComParameters();
-  /// Undoes what ConnectToVehicle did so far, and reports nothing.
-  void AbandonLink();
-  void StopEventProcessors();
-  void ReleaseLinkItems();
+  /// Ends every wait for messages; those of other channels that share the event only wake up.
+  void EndReads();
 
-  Status CheckWrite(const Exits& exit, const AppMessage& msgs, const AppValue& numMsgs);
-  Status CheckMessageToSend(const Exits& exit, const AppMessage& msg, bool& raw);
-  /// Sends messages in one CoP, adds them to `sent`, and waits for the CoP if there is a time-out.
-  Status SendAndWait(const Exits& exit, const AppMessage& msgs, std::uint32_t count, bool raw,
-                     const WriteClock& clock, const AppValue& sent);
-  Status SendBatch(const Exits& exit, const AppMessage& first, std::uint32_t count,
-                   const WriteClock& clock, const AppValue& sent);
-  Status FinishWrite(const Exits& exit, const WriteClock& clock, bool ended);
-  static bool IsSingleFrame(const AppMessage& msg);
-  static Status DeviceNotConnected(const Exits& exit, std::uint16_t point);
-  static Status ReportReadTimeout(const Exits& exit, std::uint32_t count, bool sawEmptyBuffer);
-
-  /// Starts a CoP and registers its end, both under PduApiLock.
-  CopOutcome StartCop(const CopStart& start, UNUM32* hCop);
-  static Status ReportCop(const Exits& exit, std::uint16_t point, const CopOutcome& outcome,
-                          Status mapped, const char* message, bool firstCause);
-  CJ2534EventProcessor* Processor();
+  /// The data and control data of a CoP that sends `msg`, as the protocol adjusts them.
+  Status DescribeSend(const AppMessage& msg, bool raw, CopData& data, CopControl& control);
+  /// How many of the messages, from the first on, one CoP can carry.
+  std::uint32_t CountForOneCop(const AppMessage& msgs, std::uint32_t count);
+  CopEnd WaitForCop(CopWait& wait, UNUM32 hCop, std::uint32_t milliseconds);
 
   Status AddMessage(const pdu::SharedEventItem& item, std::span<const std::uint8_t> payload,
-                    std::uint32_t timestamp);
+                    std::uint32_t timestamp, bool& stored);
   Status AddPackedRecords(const pdu::SharedEventItem& item, std::span<const std::uint8_t> packed,
-                          std::uint32_t& stored);
-  bool IsMixedFormat();
+                          bool& stored);
+  Status FollowLinkSpeed(const Exits& exit);
+  bool IsMixedFormat() const;
 
   Status CheckPeriodic(const Exits& exit, const AppMessage& msg, const AppValue& msgId,
                        std::uint32_t interval);
-  Status CancelPeriodic(const Exits& exit, UNUM32 hCop);
-  /// Makes a filter and puts it into the list; `added` then points to it.
-  Status AddFilter(const Exits& exit, std::unique_ptr<CJ2534Filter> filter, CJ2534Filter** added);
+  Status MakePeriodicChannel(const Exits& exit, const PeriodicChannelPlan& plan)
+      REQUIRES(operationLock_);
+  Status TakeOver(CJ2534Channel& periodic, const TakenOver& taken);
+  void EndPeriodicMessages() REQUIRES(operationLock_);
+
   Status SetParameters(const Exits& exit, const AppConfigList& list, bool& pinsSet,
                        bool& mixedFormatSet);
+  Status ApplyParameters(const Exits& exit, const AppConfigList& list);
+  Status DownloadAndCommit(const Exits& exit, std::uint16_t firstPoint);
   Status ClearForMixedFormat(const Exits& exit);
   /// SET_CONFIG of one parameter.
   Status SetOneParameter(std::uint32_t parameter, std::uint32_t value);
-  void EndPeriodicMessages();
 
-  // Constant after Initialize.
+  // Constant after the connection.
   const std::uint32_t channelId_;
   std::uint32_t protocolId_ = 0;
-  UNUM32 moduleHandle_ = 0;
-
-  // The application's thread only.
   std::uint32_t connectFlags_ = 0;
-  std::uint32_t baudRate_ = 0;
-  std::uint32_t j1962Pins_ = 0;
-  std::unique_ptr<CJ2534ParameterList> parameterList_;
-  std::unique_ptr<CJ2534FilterList> filterList_;
-  std::list<std::unique_ptr<CJ2534EventProcessor>> eventProcessors_;
-  UNUM32 recvOnlyCop_ = PDU_HANDLE_UNDEF;
-  std::list<UNUM32> periodicMessages_;        // their CoPs, in the order of their start
-  CJ2534Channel* periodicChannel_ = nullptr;  // runs the periodic messages: this, or:
-  std::unique_ptr<CJ2534Channel> ownPeriodicChannel_;
-  bool linkConnected_ = false;  // PDUConnect succeeded
-  std::vector<std::uint8_t> functMsgLookupTable_;
 
   // Synchronised by themselves.
+  std::atomic<std::uint32_t> baudRate_{0};
+  std::atomic<std::uint32_t> j1962Pins_{0};
+  std::atomic<UNUM32> lastPduErrorCode_{0};
   CJ2534ReceiveBuffer ownReceiveBuffer_;
   CJ2534Event ownRxEvent_;
   CJ2534ReceiveBuffer* receiveBuffer_ = &ownReceiveBuffer_;  // set before the connection
   CJ2534Event* rxEvent_ = &ownRxEvent_;
-  ComParamCache comParams_;
-  std::atomic<UNUM32> cllHandle_{0};
-  std::atomic<bool> hasLink_{false};
-  std::atomic<bool> vehicleConnected_{false};
-  std::atomic<UNUM32> lastPduErrorCode_{0};
+  FunctMsgLookupTable functMsgLookupTable_;
+  PeriodicMessages periodicMessages_;
 
-  platform::Mutex startCommLock_;
-  UNUM32 startCommCop_ GUARDED_BY(startCommLock_) = PDU_HANDLE_UNDEF;
-  platform::Mutex channelLock_;  // one loss of the connection at a time
-  CJ2534EventProcessor* eventProcessor_ GUARDED_BY(pdu::PduApiLock()) = nullptr;
+  mutable platform::Mutex listLock_;  // held for these members only
+  std::shared_ptr<CJ2534ParameterList> parameterList_ GUARDED_BY(listLock_);
+  std::shared_ptr<CJ2534FilterList> filterList_ GUARDED_BY(listLock_);
+
+  // One application thread at a time changes the settings, filters and periodic messages. Before
+  // every other lock of ours; the event thread and the D-PDU library's threads never take it, so
+  // it may be held while one waits for them.
+  platform::Mutex operationLock_;
+  CJ2534Channel* periodicChannel_ GUARDED_BY(operationLock_) = nullptr;  // this one, or:
+  OwnedChannel ownPeriodicChannel_ GUARDED_BY(operationLock_);
+
+  Link link_;  // last: its thread ends first
 };
-
-/// The D-PDU library's event callback of every channel's link. Links whose channel has gone are
-/// ignored.
-void PDUAPI PduEventCallback(T_PDU_EVT_DATA eventType, UNUM32 hMod, UNUM32 hCll, void* pCllTag,
-                             void* pApiTag);
 
 }  // namespace passbridge
 

@@ -21,7 +21,7 @@ std::size_t SizeOfEntries(const AppConfigList& list, const AppValue& entries) {
 Status CJ2534Channel::PassThruIoctl_GET_CONFIG(const AppPointer& input) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl_GET_CONFIG()", 0x18);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    if (j1962Pins_ == 0) {
+    if (!HasPins()) {
       return exit.Fail(1, ERR_PIN_INVALID, "Error getting J1962 Pins value to use.");
     }
     if (!IsReadableList(input)) return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Input pointer.");
@@ -31,12 +31,13 @@ Status CJ2534Channel::PassThruIoctl_GET_CONFIG(const AppPointer& input) {
         !platform::IsWritable(entries.Address(), SizeOfEntries(list, entries))) {
       return exit.Fail(3, ERR_NULL_PARAMETER, "NULL Input pointer.");
     }
+    const auto parameters = Parameters();
     for (std::size_t i = 0; i < list.Count(); ++i) {
       const std::uint32_t parameter = entries[2 * i].Load();
       std::uint32_t value = j1962Pins_;
       if (parameter != J1962_PINS) {
-        const Status status = parameterList_ != nullptr
-                                  ? parameterList_->GetJ2534ParameterValue(parameter, &value)
+        const Status status = parameters != nullptr
+                                  ? parameters->GetJ2534ParameterValue(parameter, &value)
                                   : Status{ERR_FAILED};
         if (status != STATUS_NOERROR) {
           return exit.PassOn(4, status, "Error reading parameter value.");
@@ -51,21 +52,22 @@ Status CJ2534Channel::PassThruIoctl_GET_CONFIG(const AppPointer& input) {
 Status CJ2534Channel::SetParameters(const Exits& exit, const AppConfigList& list, bool& pinsSet,
                                     bool& mixedFormatSet) {
   const AppValue entries = list.Entries();
+  const auto parameters = Parameters();
   for (std::size_t i = 0; i < list.Count(); ++i) {
     const std::uint32_t parameter = entries[2 * i].Load();
     const std::uint32_t value = entries[2 * i + 1].Load();
     if (parameter == J1962_PINS) {
       // The pins of a link that is up cannot change under it.
-      if (hasLink_ && value != j1962Pins_) {
+      if (HasLink() && value != j1962Pins_) {
         return exit.Fail(3, ERR_CHANNEL_IN_USE, "Error setting J2534 Parameter value.");
       }
-      pinsSet = pinsSet || !hasLink_;
+      pinsSet = pinsSet || !HasLink();
       j1962Pins_ = value;
       continue;
     }
     if (parameter == CAN_MIXED_FORMAT) mixedFormatSet = IsIso15765Type(Type());
-    const Status status = parameterList_ != nullptr
-                              ? parameterList_->SetJ2534ParameterValue(parameter, value)
+    const Status status = parameters != nullptr
+                              ? parameters->SetJ2534ParameterValue(parameter, value)
                               : Status{ERR_FAILED};
     if (status != STATUS_NOERROR) {
       return exit.PassOn(3, status, "Error setting J2534 Parameter value.");
@@ -84,30 +86,31 @@ Status CJ2534Channel::PassThruIoctl_SET_CONFIG(const AppPointer& input) {
     if (!platform::IsReadable(entries.Address(), SizeOfEntries(list, entries))) {
       return exit.Fail(2, ERR_NULL_PARAMETER, "NULL SCONFIG pointer.");
     }
-    bool pinsSet = false;
-    bool mixedFormatSet = false;
-    if (const Status status = SetParameters(exit, list, pinsSet, mixedFormatSet)) return status;
-    if (pinsSet) {
-      if (const Status status = ConnectToVehicle()) {
-        j1962Pins_ = 0;
-        return exit.PassOn(4, status, "Error connecting to vehicle.");
-      }
-    }
-    if (!vehicleConnected_) {
-      return Exits::NormalAs(
-          "CJ2534Channel::PassThruIoctl_SET_CONFIG() without update PDU ComParameters.");
-    }
-    if (const Status status = parameterList_->DownloadParameters()) {
-      return exit.PassOn(6, status, "Error downloanding Parameter Values.");
-    }
-    if (const Status status = SendUpdateComPrimitive(false)) {
-      return exit.PassOn(7, status, "Error committing Parameter Value.");
-    }
-    if (mixedFormatSet) {
-      if (const Status status = ClearForMixedFormat(exit)) return status;
-    }
-    return exit.Normal();
+    const Status status = ApplyParameters(exit, list);
+    // What was refused leaves no pins without a link.
+    if (status != STATUS_NOERROR && !HasLink()) j1962Pins_ = 0;
+    return status;
   });
+}
+
+Status CJ2534Channel::ApplyParameters(const Exits& exit, const AppConfigList& list) {
+  bool pinsSet = false;
+  bool mixedFormatSet = false;
+  if (const Status status = SetParameters(exit, list, pinsSet, mixedFormatSet)) return status;
+  if (pinsSet) {
+    if (const Status status = ConnectToVehicle()) {
+      return exit.PassOn(4, status, "Error connecting to vehicle.");
+    }
+  }
+  if (!IsVehicleConnected()) {
+    return Exits::NormalAs(
+        "CJ2534Channel::PassThruIoctl_SET_CONFIG() without update PDU ComParameters.");
+  }
+  if (const Status status = DownloadAndCommit(exit, 6)) return status;
+  if (mixedFormatSet) {
+    if (const Status status = ClearForMixedFormat(exit)) return status;
+  }
+  return exit.Normal();
 }
 
 Status CJ2534Channel::ClearForMixedFormat(const Exits& exit) {
@@ -115,8 +118,8 @@ Status CJ2534Channel::ClearForMixedFormat(const Exits& exit) {
     return ReportError(exit.Name(), message, status, MakeLocation(Module::Channel, 0x24, 2), 0,
                        false);
   };
-  if (filterList_ != nullptr) {
-    if (const Status status = filterList_->ClearJ2534PassBlockFilters()) {
+  if (const auto filters = Filters()) {
+    if (const Status status = filters->ClearJ2534PassBlockFilters()) {
       return report(status, "Error clearing Pass/Block Message Filters.");
     }
   }
@@ -136,7 +139,7 @@ Status CJ2534Channel::SetOneParameter(std::uint32_t parameter, std::uint32_t val
     void* entries = nullptr;
   } list;
   list.entries = entry.data();
-  return PassThruIoctl_SET_CONFIG({&list, FieldWidth::k32});
+  return PassThruIoctl(SET_CONFIG, {&list, FieldWidth::k32}, {});
 }
 
 }  // namespace passbridge

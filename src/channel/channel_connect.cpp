@@ -6,39 +6,11 @@
 #include "channel/channel.h"
 #include "config/parameter.h"
 #include "pdu/com_param.h"
-#include "pdu/pdu_api.h"
-#include "pdu/result_map.h"
 #include "trace/method.h"
 
 namespace passbridge {
 
 namespace {
-
-constexpr pdu::ResultMap kCreateLinkResults{
-    ERR_FAILED,
-    {{PDU_ERR_COMM_PC_TO_VCI_FAILED, ERR_DEVICE_NOT_CONNECTED},
-     {PDU_ERR_PDUAPI_NOT_CONSTRUCTED, ERR_INVALID_DEVICE_ID},
-     {PDU_ERR_RESOURCE_BUSY, ERR_CHANNEL_IN_USE},
-     {PDU_ERR_RESOURCE_ERROR, ERR_INVALID_PROTOCOL_ID},
-     {PDU_ERR_INVALID_PARAMETERS, ERR_PIN_INVALID}}};
-
-constexpr pdu::ResultMap kConnectResults{ERR_FAILED,
-                                         {{PDU_ERR_COMM_PC_TO_VCI_FAILED, ERR_DEVICE_NOT_CONNECTED},
-                                          {PDU_ERR_PDUAPI_NOT_CONSTRUCTED, ERR_INVALID_DEVICE_ID},
-                                          {PDU_ERR_INVALID_HANDLE, ERR_DEVICE_NOT_CONNECTED}}};
-
-constexpr pdu::ResultMap kDisconnectResults{
-    ERR_FAILED,
-    {{PDU_ERR_COMM_PC_TO_VCI_FAILED, ERR_DEVICE_NOT_CONNECTED},
-     {PDU_ERR_CLL_NOT_CONNECTED, ERR_DEVICE_NOT_CONNECTED},
-     {PDU_ERR_INVALID_HANDLE, ERR_DEVICE_NOT_CONNECTED},
-     {PDU_ERR_PDUAPI_NOT_CONSTRUCTED, ERR_INVALID_DEVICE_ID}}};
-
-constexpr pdu::ResultMap kDestroyLinkResults{
-    ERR_FAILED,
-    {{PDU_ERR_COMM_PC_TO_VCI_FAILED, ERR_DEVICE_NOT_CONNECTED},
-     {PDU_ERR_PDUAPI_NOT_CONSTRUCTED, ERR_INVALID_DEVICE_ID},
-     {PDU_ERR_INVALID_HANDLE, ERR_INVALID_DEVICE_ID}}};
 
 /// The connect flags that a protocol admits, and what is said about others.
 struct ConnectFlagsRow {
@@ -131,119 +103,134 @@ Status CJ2534Channel::CheckConnectFlags(const Exits& exit, std::uint32_t flags) 
 }
 
 Status CJ2534Channel::MakeLists(const Exits& exit) {
-  parameterList_ = std::make_unique<CJ2534ParameterList>();
-  if (const Status status = parameterList_->Initialize(this)) {
-    parameterList_.reset();
+  auto parameters = std::make_shared<CJ2534ParameterList>();
+  if (const Status status = parameters->Initialize(this)) {
     return exit.Fail(9, status, "Error initializing Parameter List.");
   }
-  filterList_ = std::make_unique<CJ2534FilterList>();
-  if (const Status status = filterList_->Initialize(this)) {
-    parameterList_.reset();
-    filterList_.reset();
+  auto filters = std::make_shared<CJ2534FilterList>();
+  if (const Status status = filters->Initialize(this)) {
     return exit.Fail(11, status, "Error initializing Filter List.");
   }
+  platform::MutexLock lock(listLock_);
+  parameterList_ = std::move(parameters);
+  filterList_ = std::move(filters);
   return STATUS_NOERROR;
 }
 
+void CJ2534Channel::DropLists() {
+  // Whoever uses one just now keeps it until then; they go after the lock.
+  std::shared_ptr<CJ2534ParameterList> parameters;
+  std::shared_ptr<CJ2534FilterList> filters;
+  platform::MutexLock lock(listLock_);
+  parameters.swap(parameterList_);
+  filters.swap(filterList_);
+}
+
 Status CJ2534Channel::ConnectAndDownload(const Exits& exit) {
-  Status status = CJ2534Parameter::GetDefaultValue(protocolId_, J1962_PINS, &j1962Pins_);
-  if (status == STATUS_NOERROR) status = ConnectToVehicle();
+  std::uint32_t pins = 0;
+  Status status = CJ2534Parameter::GetDefaultValue(protocolId_, J1962_PINS, &pins);
+  j1962Pins_ = pins;
   if (status != STATUS_NOERROR) {
-    parameterList_.reset();
-    filterList_.reset();
-    return exit.PassOn(13, status, "Error connecting to vehicle.");
+    DropLists();
+    return exit.PassOn(0x0D, status, "Error connecting to vehicle.");
   }
-  status = parameterList_->DownloadParameters();
+  status = ConnectToVehicle();
   if (status != STATUS_NOERROR) {
-    AbandonLink();
-    return exit.PassOn(14, status, "Error downloanding Parameter Values.");
+    DropLists();
+    return exit.PassOn(0x0E, status, "Error connecting to vehicle.");
   }
-  status = SendUpdateComPrimitive(false);
+  status = DownloadAndCommit(exit, 0x0F);
   if (status != STATUS_NOERROR) {
-    AbandonLink();
-    return exit.PassOn(15, status, "Error committing Parameter Value.");
+    link_.Abandon();
+    return status;
   }
   return exit.Normal();
 }
 
+Status CJ2534Channel::DownloadAndCommit(const Exits& exit, std::uint16_t firstPoint) {
+  const auto parameters = Parameters();
+  const platform::RecursiveMutexLock lock(link_.ComParamLock());
+  const Status downloaded =
+      parameters != nullptr ? parameters->DownloadParameters() : Status{ERR_FAILED};
+  if (downloaded != STATUS_NOERROR) {
+    return exit.PassOn(firstPoint, downloaded, "Error downloanding Parameter Values.");
+  }
+  if (const Status status = SendUpdateComPrimitive(false)) {
+    const auto next = static_cast<std::uint16_t>(firstPoint + 1);
+    return exit.PassOn(next, status, "Error committing Parameter Value.");
+  }
+  return STATUS_NOERROR;
+}
+
+namespace {
+
+/// Undoes what was done of a link unless it is told that all went well.
+class LinkUndo {
+ public:
+  explicit LinkUndo(Link& link) : link_(&link) {}
+  LinkUndo(const LinkUndo&) = delete;
+  LinkUndo& operator=(const LinkUndo&) = delete;
+  ~LinkUndo() {
+    if (link_ != nullptr) link_->Abandon();
+  }
+  void Keep() { link_ = nullptr; }
+
+ private:
+  Link* link_;
+};
+
+}  // namespace
+
 Status CJ2534Channel::ConnectToVehicle() {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::ConnectToVehicle()", 0x0D);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    PDU_RSC_DATA resource{};
-    std::vector<PDU_PIN_DATA> pins;
-    CllCreateFlags flags{};
-    if (hasLink_) AbandonLink();
-    if (const Status status = DescribeResource(exit, resource, pins, flags)) return status;
-    if (const Status status = StartEventProcessor(exit)) return status;
-    Status status = CreateLink(exit, resource, flags);
-    if (status == STATUS_NOERROR) status = BringUpLink(exit);
-    if (status != STATUS_NOERROR) {
-      AbandonLink();
-      return status;
+    if (link_.HasLink()) link_.Abandon();
+    ownRxEvent_.Reopen();
+    LinkUndo undo(link_);
+    if (const Status status = CreateLink(exit)) return status;
+    if (const Status status = BringUpLink(exit)) return status;
+    if (!link_.SetConnected()) {
+      return exit.Fail(0x0E, ERR_DEVICE_NOT_CONNECTED, "The Device is not connected.");
     }
-    vehicleConnected_ = true;
+    undo.Keep();
     return exit.Normal();
   });
 }
 
-Status CJ2534Channel::DescribeResource(const Exits& exit, PDU_RSC_DATA& resource,
-                                       std::vector<PDU_PIN_DATA>& pins, CllCreateFlags& flags) {
+Status CJ2534Channel::CreateLink(const Exits& exit) {
+  PDU_RSC_DATA resource{};
   if (const Status status = GetPduResourceProtocolId(&resource)) {
     return exit.PassOn(1, status, "Error getting PDU ProtocolID.");
   }
   if (const Status status = GetPduResourceBusTypeId(&resource)) {
     return exit.PassOn(2, status, "Error getting PDU ProtocolID.");
   }
+  std::vector<PDU_PIN_DATA> pins;
   if (const Status status = GetPduPinData(pins)) {
     return exit.PassOn(3, status, "Error getting PDU Pin Data.");
   }
   resource.NumPinData = static_cast<UNUM32>(pins.size());
   resource.pDLCPinData = pins.data();
+  CllCreateFlags flags{};
   if (const Status status = GetPduCllCreateFlags(flags)) {
     return exit.PassOn(4, status, "Error getting PDU CLL Create Flags.");
   }
-  return STATUS_NOERROR;
-}
-
-Status CJ2534Channel::StartEventProcessor(const Exits& exit) {
-  auto processor = std::make_unique<CJ2534EventProcessor>();
-  if (const Status status = processor->Initialize(this)) {
-    return exit.PassOn(9, status, "Error initializing Event Processor.");
-  }
-  eventProcessors_.push_back(std::move(processor));
-  platform::RecursiveMutexLock lock(pdu::PduApiLock());
-  eventProcessor_ = eventProcessors_.back().get();
-  return STATUS_NOERROR;
-}
-
-Status CJ2534Channel::CreateLink(const Exits& exit, PDU_RSC_DATA& resource, CllCreateFlags& flags) {
-  PDU_FLAG_DATA createFlags{static_cast<UNUM32>(flags.size()), flags.data()};
-  UNUM32 cll = 0;
-  const T_PDU_ERROR result = pdu::Api().PDUCreateComLogicalLink(
-      moduleHandle_, &resource, PDU_ID_UNDEF, this, &cll, &createFlags);
-  if (const Status status = kCreateLinkResults(result)) {
-    return exit.Fail(5, status, "Error creating ComLogicalLink.", result);
-  }
-  cllHandle_ = cll;
-  hasLink_ = true;
-  pdu::Api().PDURegisterEventCallback(moduleHandle_, cll, PduEventCallback);
-  SignalEventProcessor();  // for what was queued before the callback was there
-  return STATUS_NOERROR;
+  if (const Status status = link_.StartEventProcessor(exit)) return status;
+  return link_.Create(exit, resource, flags);
 }
 
 Status CJ2534Channel::BringUpLink(const Exits& exit) {
   if (const Status status = SetConnectionComParameters()) {
     return exit.PassOn(6, status, "Error setting connection ComParameters.");
   }
-  const T_PDU_ERROR result = pdu::Api().PDUConnect(moduleHandle_, cllHandle_);
-  if (const Status status = kConnectResults(result)) {
-    return exit.Fail(7, status, "Error connecting to the vehicle.", result);
+  if (const Status status = link_.Connect(exit)) return status;
+  const auto filters = Filters();
+  const Status downloaded =
+      filters != nullptr ? filters->DownloadJ2534Filters(true, true, false) : Status{ERR_FAILED};
+  if (downloaded != STATUS_NOERROR) {
+    return exit.PassOn(13, downloaded, "Could not download filters into PDU API.");
   }
-  linkConnected_ = true;
-  periodicMessages_.clear();
-  if (const Status status = filterList_->DownloadJ2534Filters(true, true, false)) {
-    return exit.PassOn(13, status, "Could not download filters into PDU API.");
-  }
+  periodicMessages_.Clear();
   if (const Status status = SendRecvOnlyPrimitive()) {
     return exit.PassOn(10, status, "Creating RecvOnly CoP.");
   }
@@ -258,12 +245,15 @@ Status CJ2534Channel::BringUpLink(const Exits& exit) {
 Status CJ2534Channel::SetConnectionComParameters() {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::SetConnectionComParameters()", 0x0C);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    if (const Status status = parameterList_->SetJ2534ParameterValue(DATA_RATE, baudRate_)) {
-      return exit.PassOn(1, status, "Failed setting parameter value.");
-    }
+    const std::uint32_t baudRate = baudRate_;
+    const auto parameters = Parameters();
+    const Status set = parameters != nullptr
+                           ? parameters->SetJ2534ParameterValue(DATA_RATE, baudRate)
+                           : Status{ERR_FAILED};
+    if (set != STATUS_NOERROR) return exit.PassOn(1, set, "Failed setting parameter value.");
     constexpr UNUM32 kNoRepetition = 0;
-    if (const Status status = SetPduComParam(pdu::ComParamId(pdu::ComParam::CP_Baudrate),
-                                             &baudRate_, sizeof baudRate_)) {
+    if (const Status status = SetPduComParam(pdu::ComParamId(pdu::ComParam::CP_Baudrate), &baudRate,
+                                             sizeof baudRate)) {
       return exit.PassOn(2, status, "Error setting CP_BAUD_RATE.");
     }
     if (const Status status = SetPduComParam(pdu::ComParamId(pdu::ComParam::CP_RepeatReqCountApp),
@@ -280,8 +270,11 @@ Status CJ2534Channel::SetConnectionComParameters() {
 Status CJ2534Channel::SetComParams(const Exits& exit, std::span<const ComParamSetting> settings) {
   std::uint16_t point = 1;
   for (const ComParamSetting& setting : settings) {
-    if (const Status status =
-            SetPduComParam(pdu::ComParamId(setting.param), &setting.value, sizeof setting.value)) {
+    const void* const value = setting.isBytes ? static_cast<const void*>(setting.bytes.data())
+                                              : static_cast<const void*>(&setting.value);
+    const std::size_t size = setting.isBytes ? setting.bytes.size() : sizeof setting.value;
+    if (const Status status = SetPduComParam(pdu::ComParamId(setting.param), value,
+                                             static_cast<std::uint32_t>(size))) {
       return exit.PassOn(point, status, setting.failure);
     }
     ++point;
@@ -289,47 +282,12 @@ Status CJ2534Channel::SetComParams(const Exits& exit, std::span<const ComParamSe
   return exit.Normal();
 }
 
-void CJ2534Channel::StopEventProcessors() {
-  {
-    // The callback must not reach a processor that goes; its thread needs the lock to end.
-    platform::RecursiveMutexLock lock(pdu::PduApiLock());
-    eventProcessor_ = nullptr;
-  }
-  eventProcessors_.clear();
-}
-
-void CJ2534Channel::ReleaseLinkItems() { comParams_.Clear(); }
-
-void CJ2534Channel::AbandonLink() {
-  vehicleConnected_ = false;
-  StopEventProcessors();
-  ReleaseLinkItems();
-  if (!hasLink_) return;
-  if (linkConnected_) pdu::Api().PDUDisconnect(moduleHandle_, cllHandle_);
-  pdu::Api().PDUDestroyComLogicalLink(moduleHandle_, cllHandle_);
-  linkConnected_ = false;
-  hasLink_ = false;
-  cllHandle_ = 0;
-}
-
 Status CJ2534Channel::DisconnectFromVehicle() {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::DisconnectFromVehicle()", 0x24);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    filterList_.reset();
-    parameterList_.reset();
-    StopEventProcessors();
-    T_PDU_ERROR result = pdu::Api().PDUDisconnect(moduleHandle_, cllHandle_);
-    if (const Status status = kDisconnectResults(result)) {
-      return exit.Fail(3, status, "Error disconnecting from vehicle.", result);
-    }
-    linkConnected_ = false;
-    result = pdu::Api().PDUDestroyComLogicalLink(moduleHandle_, cllHandle_);
-    if (const Status status = kDestroyLinkResults(result)) {
-      return ReportError(exit.Name(), "Error destroying CLL.", status,
-                         MakeLocation(Module::Channel, 0x22, 1), result, true);
-    }
-    hasLink_ = false;
-    cllHandle_ = 0;
+    link_.StopEvents();  // before the lists, which its thread uses
+    DropLists();
+    if (const Status status = link_.Destroy(exit)) return status;
     return exit.Normal();
   });
 }
@@ -337,17 +295,22 @@ Status CJ2534Channel::DisconnectFromVehicle() {
 Status CJ2534Channel::PassThruDisconnect() {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruDisconnect()", 0x24);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    if (!hasLink_) return exit.Normal();
+    if (!link_.HasLink()) return exit.Normal();
+    const bool wasConnected = link_.BeginEnd();
+    EndReads();
+    platform::MutexLock lock(operationLock_);
     EndPeriodicMessages();
-    ReleaseLinkItems();
-    if (!vehicleConnected_) {
-      StopEventProcessors();  // nothing more can come, and the channel may be destroyed next
+    link_.StopEvents();
+    if (!wasConnected) {
+      ownReceiveBuffer_.Clear();
       return Exits::NormalAs("CJ2534Channel::PassThruDisconnect() return without destroying");
     }
     if (const Status status = DisconnectFromVehicle()) {
+      link_.ReviveAfterFailedEnd();
+      ownRxEvent_.Reopen();
       return exit.PassOn(4, status, "Error destroying ComLogicalLink.");
     }
-    vehicleConnected_ = false;
+    ownReceiveBuffer_.Clear();  // its items are the D-PDU library's, which may go next
     return exit.Normal();
   });
 }
@@ -364,8 +327,9 @@ Status CJ2534Channel::ValidateChannelProtocolID(std::uint32_t protocolId) {
 Status CJ2534Channel::GetPduPinData(std::vector<PDU_PIN_DATA>& pins) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::GetPduPinData()", 0x36);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    const std::uint32_t first = (j1962Pins_ >> 8U) & 0xFFU;
-    const std::uint32_t second = j1962Pins_ & 0xFFU;
+    const std::uint32_t both = J1962Pins();
+    const std::uint32_t first = (both >> 8U) & 0xFFU;
+    const std::uint32_t second = both & 0xFFU;
     pins.assign(1, {first, 0});
     if (second != 0) pins.push_back({second, 0});
     return exit.Normal();

@@ -1,10 +1,8 @@
 // The ComPrimitives (CoPs) that a channel starts.
 
-#include <algorithm>
-#include <cstring>
+#include <span>
 
 #include "channel/channel.h"
-#include "pdu/pdu_api.h"
 #include "pdu/result_map.h"
 #include "trace/method.h"
 
@@ -41,7 +39,7 @@ constexpr UNUM8 kPacked = 0x20;    // byte 3
 /// Identifier under which D-PDU libraries have the ComParam that pads frames; fixed, not looked up.
 constexpr UNUM32 kPaddingComParam = 0x37;
 
-void AppendBytes(std::vector<UNUM8>& packed, const AppMessage& message) {
+void AppendBytes(CopData& packed, const AppMessage& message) {
   const std::span<const std::uint8_t> bytes = message.Bytes();
   packed.push_back(static_cast<UNUM8>(bytes.size()));
   packed.insert(packed.end(), bytes.begin(), bytes.end());
@@ -49,8 +47,8 @@ void AppendBytes(std::vector<UNUM8>& packed, const AppMessage& message) {
 
 /// The data of a CoP for several messages: their number, little endian, then a length byte and the
 /// bytes of each.
-std::vector<UNUM8> PackMessages(const AppMessage& msgs, std::uint32_t count) {
-  std::vector<UNUM8> packed;
+CopData PackMessages(const AppMessage& msgs, std::uint32_t count) {
+  CopData packed;
   for (unsigned shift = 0; shift < 32; shift += 8) {
     packed.push_back(static_cast<UNUM8>(count >> shift));
   }
@@ -65,33 +63,9 @@ void SetStartFlags(CopControl& control, std::uint32_t txFlags) {
   if ((txFlags & ISO15765_FRAME_PAD) != 0) control.txFlags[3] |= 0x40;
 }
 
-}  // namespace
-
-struct CJ2534Channel::CopStart {
-  T_PDU_COPT type;
-  std::span<UNUM8> data;
-  CopControl& control;
-  CJ2534Event* waiter = nullptr;
-  bool isTransmit = false;
-};
-
-struct CJ2534Channel::CopOutcome {
-  T_PDU_ERROR started;
-  Status registered;
-};
-
-CJ2534Channel::CopOutcome CJ2534Channel::StartCop(const CopStart& start, UNUM32* hCop) {
-  platform::RecursiveMutexLock lock(pdu::PduApiLock());
-  *hCop = PDU_HANDLE_UNDEF;
-  const T_PDU_ERROR result = pdu::Api().PDUStartComPrimitive(
-      moduleHandle_, cllHandle_, start.type, static_cast<UNUM32>(start.data.size()),
-      start.data.empty() ? nullptr : start.data.data(), &start.control.data, nullptr, hCop);
-  if (result != PDU_STATUS_NOERROR || eventProcessor_ == nullptr) return {result, STATUS_NOERROR};
-  return {result, eventProcessor_->AddCopCondition(*hCop, start.waiter, start.isTransmit)};
-}
-
-Status CJ2534Channel::ReportCop(const Exits& exit, std::uint16_t point, const CopOutcome& outcome,
-                                Status mapped, const char* message, bool firstCause) {
+/// Reports what went wrong with a CoP: its start, or its registration at the next exit.
+Status ReportCop(const Exits& exit, std::uint16_t point, const CopOutcome& outcome, Status mapped,
+                 const char* message, bool firstCause) {
   if (mapped != STATUS_NOERROR) {
     return firstCause ? exit.Fail(point, mapped, message, outcome.started)
                       : exit.PassOn(point, mapped, message, outcome.started);
@@ -103,38 +77,54 @@ Status CJ2534Channel::ReportCop(const Exits& exit, std::uint16_t point, const Co
   return STATUS_NOERROR;
 }
 
-CJ2534EventProcessor* CJ2534Channel::Processor() {
-  platform::RecursiveMutexLock lock(pdu::PduApiLock());
-  return eventProcessor_;
+}  // namespace
+
+Status CJ2534Channel::DescribeSend(const AppMessage& msg, bool raw, CopData& data,
+                                   CopControl& control) {
+  const std::span<const std::uint8_t> bytes = msg.Bytes();
+  data.assign(bytes.begin(), bytes.end());
+  if ((msg.TxFlags() & ISO15765_FRAME_PAD) != 0) control.SetTemporarily({kPaddingComParam, 1});
+  if (const Status status = AdjustCop(msg, data, control)) return status;
+  if (raw) control.txFlags[0] |= kRawFrame;
+  return STATUS_NOERROR;
+}
+
+std::uint32_t CJ2534Channel::CountForOneCop(const AppMessage& msgs, std::uint32_t count) {
+  if (count == 1) return 1;
+  CopData data;
+  CopControl first;
+  const auto describe = [&](const AppMessage& msg, CopControl& control) {
+    return DescribeSend(msg, msg.ProtocolId() != protocolId_, data, control) == STATUS_NOERROR;
+  };
+  if (!describe(msgs, first)) return 1;  // which fails when it is sent
+  std::uint32_t alike = 1;
+  for (; alike < count; ++alike) {
+    CopControl next;
+    if (!describe(msgs[alike], next) || !next.IsLike(first)) break;
+  }
+  return alike;
 }
 
 Status CJ2534Channel::SendSendOnlyComPrimitive(const AppMessage& msgs, UNUM32* hCop,
-                                               std::uint32_t interval, CJ2534Event* waiter,
-                                               bool raw, std::uint32_t count) {
+                                               std::uint32_t interval, CopWaiter* waiter, bool raw,
+                                               std::uint32_t count) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::SendSendOnlyComPrimitive()", 0x1E);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     CopControl control;
     control.data.Time = interval;
     control.data.NumSendCycles = interval == 0 ? 1 : PDU_CYCLES_INFINITE;
-    if ((msgs.TxFlags() & ISO15765_FRAME_PAD) != 0) {
-      constexpr UNUM32 kPad = 1;
-      control.data.TempParamUpdate = 1;
-      SetPduComParam(kPaddingComParam, &kPad, sizeof kPad);
-    }
-    std::span<std::uint8_t> data = msgs.Bytes();
-    auto size = static_cast<UNUM32>(data.size());
-    if (const Status status = AdjustCop(msgs, size, data.data(), control)) {
+    CopStart start{PDU_COPT_SENDRECV, {}, control, waiter, true};
+    if (const Status status = DescribeSend(msgs, raw, start.data, control)) {
       return exit.PassOn(1, status, "Adjusting CoP.");
     }
-    data = data.first(std::min<std::size_t>(size, data.size()));
-    if (raw) control.txFlags[0] |= kRawFrame;
-    std::vector<UNUM8> packed;
     if (count > 1) {
-      packed = PackMessages(msgs, count);
-      data = packed;
+      start.data = PackMessages(msgs, count);
       control.txFlags[3] |= kPacked;
     }
-    const CopOutcome outcome = StartCop({PDU_COPT_SENDRECV, data, control, waiter, true}, hCop);
+    const CopOutcome outcome = link_.StartCop(start, hCop);
+    if (outcome.prepared != STATUS_NOERROR) {
+      return exit.PassOn(1, outcome.prepared, outcome.preparation);
+    }
     if (const Status status = ReportCop(exit, 2, outcome, kSendResults(outcome.started),
                                         "Error starting Message.", true)) {
       return status;
@@ -146,40 +136,36 @@ Status CJ2534Channel::SendSendOnlyComPrimitive(const AppMessage& msgs, UNUM32* h
 Status CJ2534Channel::SendStartComComPrimitive(const AppMessage& msg, bool expectResponse) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::SendStartComComPrimitive()", 0x1F);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    std::array<UNUM8, kMaxMessageData> data{};
-    UNUM32 size = 0;
     CopControl control;
+    CopWait wait(link_.Processor());
+    CopStart start{PDU_COPT_STARTCOMM, {}, control, wait.Waiter()};
     if (expectResponse) {
       control.data.NumReceiveCycles = 1;
       control.ExpectEveryResponse(1);
     }
     if (msg) {
       const std::span<const std::uint8_t> bytes = msg.Bytes();
-      std::copy(bytes.begin(), bytes.end(), data.begin());
-      size = static_cast<UNUM32>(bytes.size());
+      start.data.assign(bytes.begin(), bytes.end());
       control.data.NumSendCycles = 1;
       SetStartFlags(control, msg.TxFlags());
-      if (const Status status = AdjustCop(msg, size, data.data(), control)) {
+      if (const Status status = AdjustCop(msg, start.data, control)) {
         return exit.PassOn(1, status, "Adjusting CoP.");
       }
     }
-    CopWait wait(Processor());
     UNUM32 hCop = PDU_HANDLE_UNDEF;
-    const CopOutcome outcome = StartCop(
-        {PDU_COPT_STARTCOMM, std::span(data).first(std::min<std::size_t>(size, data.size())),
-         control, wait.Waiter()},
-        &hCop);
-    {
-      platform::MutexLock lock(startCommLock_);
-      startCommCop_ = hCop;
-    }
+    const CopOutcome outcome = link_.StartCop(start, &hCop);
     if (const Status status = ReportCop(exit, 2, outcome, kLinkCopResults(outcome.started),
                                         "Error starting Message.", true)) {
       return status;
     }
-    wait.Wait(hCop, kStartCommTimeout);
+    WaitForCop(wait, hCop, kStartCommTimeout);
     return exit.Normal();
   });
+}
+
+CopEnd CJ2534Channel::WaitForCop(CopWait& wait, UNUM32 hCop, std::uint32_t milliseconds) {
+  // A loss, or an end, that came before the CoP was registered has woken nobody.
+  return link_.IsAlive() ? wait.Wait(hCop, milliseconds) : CopEnd::Abandoned;
 }
 
 Status CJ2534Channel::SendUpdateComPrimitive(bool wait) {
@@ -187,15 +173,15 @@ Status CJ2534Channel::SendUpdateComPrimitive(bool wait) {
   return Traced(kMethod, [&](Exits& exit) -> Status {
     CopControl control;
     control.data.TxFlag = {};
-    CopWait ended(Processor());
+    CopWait ended(wait ? link_.Processor() : nullptr);
+    CopStart start{PDU_COPT_UPDATEPARAM, {}, control, wait ? ended.Waiter() : nullptr};
     UNUM32 hCop = PDU_HANDLE_UNDEF;
-    const CopOutcome outcome =
-        StartCop({PDU_COPT_UPDATEPARAM, {}, control, wait ? ended.Waiter() : nullptr}, &hCop);
+    const CopOutcome outcome = link_.StartCop(start, &hCop);
     if (const Status status = ReportCop(exit, 1, outcome, kLinkCopResults(outcome.started),
                                         "Error starting Update ComParameter.", false)) {
       return status;
     }
-    if (wait) ended.Wait(hCop, kUpdateTimeout);
+    if (wait) WaitForCop(ended, hCop, kUpdateTimeout);
     return exit.Normal();
   });
 }
@@ -210,7 +196,9 @@ Status CJ2534Channel::SendRecvOnlyPrimitive() {
       return ReportError(exit.Name(), "Error getting PDU CLL Create Flags.", status,
                          MakeLocation(Module::Channel, 0x0D, 1), 0, false);
     }
-    const CopOutcome outcome = StartCop({PDU_COPT_SENDRECV, {}, control}, &recvOnlyCop_);
+    CopStart start{PDU_COPT_SENDRECV, {}, control};
+    UNUM32 hCop = PDU_HANDLE_UNDEF;
+    const CopOutcome outcome = link_.StartCop(start, &hCop);
     if (const Status status = ReportCop(exit, 2, outcome, kLinkCopResults(outcome.started),
                                         "Creating RecvOnly CoP.", false)) {
       return status;
@@ -219,7 +207,7 @@ Status CJ2534Channel::SendRecvOnlyPrimitive() {
   });
 }
 
-Status CJ2534Channel::AdjustCop(const AppMessage& /*msg*/, UNUM32& /*size*/, UNUM8* /*data*/,
+Status CJ2534Channel::AdjustCop(const AppMessage& /*msg*/, CopData& /*data*/,
                                 CopControl& /*control*/) {
   return STATUS_NOERROR;
 }

@@ -51,12 +51,14 @@ Status CJ2534Channel::PassThruStartMsgFilter(std::uint32_t filterType, const App
                                              const AppValue& filterId) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruStartMsgFilter()", 0x2A);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
+    platform::MutexLock lock(operationLock_);
+    if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
     const FilterRequest request(filterType);
     if (ValidatePointer(filterId, request.count) != STATUS_NOERROR) {
       return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Filter ID pointer.");
     }
-    if (filterList_ == nullptr) return exit.Fail(9, ERR_FAILED, "Error starting filter.");
+    const auto filters = Filters();
+    if (filters == nullptr) return exit.Fail(9, ERR_FAILED, "Error starting filter.");
     const bool noMixedFormat = !IsMixedFormat();
     CJ2534Filter* added = nullptr;
     for (std::uint32_t i = 0; i < request.count; ++i) {
@@ -65,12 +67,15 @@ Status CJ2534Channel::PassThruStartMsgFilter(std::uint32_t filterType, const App
                                                    flowControl, noMixedFormat)) {
         return ReportRefusal(exit, status);
       }
-      if (const Status status = AddFilter(exit, std::move(filter), &added)) return status;
+      added = filter.get();
+      if (const Status status = filters->StartJ2534Filter(std::move(filter))) {
+        return exit.PassOn(9, status, "Error starting filter.");
+      }
       filterId[i].Store(added->FilterId());
     }
     if (added != nullptr && (request.count > 1 || !added->IsDuplicate())) {
-      if (const Status status = filterList_->DownloadJ2534Filters(added->IsPassOrBlock(),
-                                                                  added->IsFlowControl(), true)) {
+      if (const Status status =
+              filters->DownloadJ2534Filters(added->IsPassOrBlock(), added->IsFlowControl(), true)) {
         return exit.PassOn(10, status, "Could not download filters into PDU API.");
       }
     }
@@ -78,23 +83,15 @@ Status CJ2534Channel::PassThruStartMsgFilter(std::uint32_t filterType, const App
   });
 }
 
-Status CJ2534Channel::AddFilter(const Exits& exit, std::unique_ptr<CJ2534Filter> filter,
-                                CJ2534Filter** added) {
-  *added = filter.get();
-  if (const Status status = filterList_->StartJ2534Filter(std::move(filter))) {
-    *added = nullptr;
-    return exit.PassOn(9, status, "Error starting filter.");
-  }
-  return STATUS_NOERROR;
-}
-
 Status CJ2534Channel::PassThruStopMsgFilter(std::uint32_t filterId) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruStopMsgFilter()", 0x2B);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
+    platform::MutexLock lock(operationLock_);
+    if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
     if (filterId == 0) return exit.Fail(2, ERR_INVALID_FILTER_ID, "Invalid Filter ID.");
-    if (filterList_ == nullptr) return exit.Fail(3, ERR_FAILED, "Filter ID Not Found.");
-    if (const Status status = filterList_->StopJ2534Filter(filterId)) {
+    const auto filters = Filters();
+    if (filters == nullptr) return exit.Fail(3, ERR_FAILED, "Filter ID Not Found.");
+    if (const Status status = filters->StopJ2534Filter(filterId)) {
       return exit.PassOn(3, status, "Filter ID Not Found.");
     }
     return exit.Normal();

@@ -5,7 +5,6 @@
 
 #include "channel/channel.h"
 #include "pdu/io_control.h"
-#include "pdu/pdu_api.h"
 #include "pdu/result_map.h"
 #include "platform/memory_probe.h"
 #include "trace/method.h"
@@ -83,6 +82,7 @@ Status CJ2534Channel::PassThruIoctl(std::uint32_t ioctlId, const AppPointer& inp
                                     const AppPointer& output) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl()", 0x27);
   return Traced(kMethod, [&](Exits& exit) -> Status {
+    platform::MutexLock lock(operationLock_);
     const auto* const row =
         std::find_if(kIoctls.begin(), kIoctls.end(),
                      [ioctlId](const IoctlRow& candidate) { return candidate.ioctlId == ioctlId; });
@@ -99,12 +99,9 @@ Status CJ2534Channel::PassThruIoctl(std::uint32_t ioctlId, const AppPointer& inp
 Status CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER() {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER()", 0x11);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
-    CJ2534EventProcessor* const processor = Processor();
-    if (processor == nullptr || processor->GetPendingTxCopCount() == 0) return exit.Normal();
-    const T_PDU_ERROR result =
-        pdu::Api().PDUIoCtl(moduleHandle_, cllHandle_,
-                            pdu::IoControlId(pdu::IoControl::ClearTxPending), nullptr, nullptr);
+    if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
+    if (link_.PendingTransmitCops() == 0) return exit.Normal();
+    const T_PDU_ERROR result = link_.IoCtl(pdu::IoControl::ClearTxPending);
     if (const Status status = kClearResults(result)) {
       return exit.Fail(2, status, "Error Clearing TX Buffer.", result);
     }
@@ -115,17 +112,16 @@ Status CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER() {
 Status CJ2534Channel::PassThruIoctl_CLEAR_RX_BUFFER() {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl_CLEAR_RX_BUFFER()", 0x12);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
+    if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
     const T_PDU_ERROR result =
-        pdu::Api().PDUIoCtl(moduleHandle_, cllHandle_,
-                            pdu::IoControlId(pdu::IoControl::ClearRxQueue), nullptr, nullptr);
+        HasLink() ? link_.IoCtl(pdu::IoControl::ClearRxQueue) : T_PDU_ERROR{PDU_STATUS_NOERROR};
     if (const Status status = kClearResults(result)) {
       return exit.Fail(2, status, "Error clearing PDU Receive Queue.", result);
     }
+    rxEvent_->Reset();  // first: what comes after the clearing is announced
     if (const Status status = receiveBuffer_->Clear()) {
       return exit.PassOn(3, status, "Error clearing J2534 Receive Buffer.");
     }
-    rxEvent_->Reset();
     return exit.Normal();
   });
 }
@@ -134,9 +130,9 @@ Status CJ2534Channel::PassThruIoctl_CLEAR_PERIODIC_MSGS() {
   constexpr Method kMethod =
       ChannelMethod("CJ2534Channel::PassThruIoctl_CLEAR_PERIODIC_MSGS()", 0x13);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
-    while (!periodicMessages_.empty()) {
-      const Status status = StopPeriodicMsgEx(periodicMessages_.front());
+    if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
+    while (const std::optional<UNUM32> first = periodicMessages_.First()) {
+      const Status status = StopPeriodicMsgEx(*first);
       if (status == ERR_INVALID_MSG_ID) return exit.PassOn(2, ERR_FAILED, "Invalid Message ID.");
       if (status != STATUS_NOERROR) {
         return exit.PassOn(3, status, "Error stopping Periodic Message.");
@@ -150,9 +146,9 @@ Status CJ2534Channel::PassThruIoctl_CLEAR_MSG_FILTERS() {
   constexpr Method kMethod =
       ChannelMethod("CJ2534Channel::PassThruIoctl_CLEAR_MSG_FILTERS()", 0x14);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
-    if (filterList_ != nullptr) {
-      if (const Status status = filterList_->ClearJ2534Filters()) {
+    if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
+    if (const auto filters = Filters()) {
+      if (const Status status = filters->ClearJ2534Filters()) {
         return exit.PassOn(2, status, "Error clearing J2534 filters.");
       }
     }

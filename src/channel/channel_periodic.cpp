@@ -1,11 +1,8 @@
 // Periodic messages: CoPs that the interface repeats by itself.
 
-#include <algorithm>
-#include <array>
 #include <utility>
 
 #include "channel/channel.h"
-#include "pdu/pdu_api.h"
 #include "pdu/result_map.h"
 #include "platform/memory_probe.h"
 #include "trace/method.h"
@@ -14,7 +11,6 @@ namespace passbridge {
 
 namespace {
 
-constexpr std::size_t kMaxPeriodicMessages = 20;
 constexpr std::uint32_t kMaxPeriodicData = 12;
 constexpr std::uint32_t kMinInterval = 5;  // ms
 constexpr std::uint32_t kMaxInterval = 65535;
@@ -27,13 +23,14 @@ constexpr pdu::ResultMap kCancelResults{ERR_FAILED,
 
 Status CJ2534Channel::PassThruStartPeriodicMsg(const AppMessage& msg, const AppValue& msgId,
                                                std::uint32_t interval) {
+  platform::MutexLock lock(operationLock_);
   if (periodicChannel_ == nullptr) periodicChannel_ = this;
   return periodicChannel_->StartPeriodicMsgEx(msg, msgId, interval);
 }
 
 Status CJ2534Channel::CheckPeriodic(const Exits& exit, const AppMessage& msg, const AppValue& msgId,
                                     std::uint32_t interval) {
-  if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
+  if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
   if (!platform::IsReadable(msg.Address(), msg.Size())) {
     return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
   }
@@ -44,7 +41,7 @@ Status CJ2534Channel::CheckPeriodic(const Exits& exit, const AppMessage& msg, co
     return exit.Fail(4, ERR_INVALID_TIME_INTERVAL, "Time Interval Invalid.");
   }
   if (msg.DataSize() > kMaxPeriodicData) return exit.Fail(4, ERR_INVALID_MSG, "Invalid Message.");
-  if (periodicMessages_.size() >= kMaxPeriodicMessages) {
+  if (periodicMessages_.IsFull()) {
     return exit.Fail(6, ERR_EXCEEDED_LIMIT, "Too Many Periodic Messages.");
   }
   return STATUS_NOERROR;
@@ -67,7 +64,7 @@ Status CJ2534Channel::StartPeriodicMsgEx(const AppMessage& msg, const AppValue& 
       const Status reported = status == ERR_BUFFER_FULL ? Status{ERR_EXCEEDED_LIMIT} : status;
       return exit.PassOn(9, reported, "Error starting Periodic Message.");
     }
-    periodicMessages_.push_back(hCop);
+    periodicMessages_.Add(hCop);
     msgId.Store(hCop);
     return exit.Normal();
   });
@@ -76,6 +73,7 @@ Status CJ2534Channel::StartPeriodicMsgEx(const AppMessage& msg, const AppValue& 
 Status CJ2534Channel::PassThruStopPeriodicMsg(std::uint32_t msgId) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruStopPeriodicMsg()", 0x29);
   return Traced(kMethod, [&](Exits& exit) -> Status {
+    platform::MutexLock lock(operationLock_);
     if (periodicChannel_ == nullptr) {
       return exit.Fail(1, ERR_INVALID_MSG_ID, "StartPeriodic was not called.");
     }
@@ -86,65 +84,70 @@ Status CJ2534Channel::PassThruStopPeriodicMsg(std::uint32_t msgId) {
 Status CJ2534Channel::StopPeriodicMsgEx(std::uint32_t msgId) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruStopPeriodicMsg()", 0x29);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    if (j1962Pins_ == 0) {
+    if (!HasPins()) {
       return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins value has not been set.");
     }
     if (msgId == 0) return exit.PassOn(2, ERR_INVALID_MSG_ID, "Invalid MsgID.");
-    const auto found = std::find(periodicMessages_.begin(), periodicMessages_.end(), msgId);
-    if (found == periodicMessages_.end()) {
+    if (!periodicMessages_.Remove(msgId)) {
       return exit.PassOn(5, ERR_INVALID_MSG_ID, "Message ID was not found.");
     }
-    periodicMessages_.erase(found);
-    return CancelPeriodic(exit, msgId);
+    const T_PDU_ERROR result = link_.CancelCop(msgId);
+    if (const Status status = kCancelResults(result)) {
+      return exit.Fail(3, status, "Error cancelling ComPrimitive.", result);
+    }
+    return exit.Normal();
   });
 }
 
-Status CJ2534Channel::CancelPeriodic(const Exits& exit, UNUM32 hCop) {
-  platform::RecursiveMutexLock lock(pdu::PduApiLock());
-  const T_PDU_ERROR result = pdu::Api().PDUCancelComPrimitive(moduleHandle_, cllHandle_, hCop);
-  if (const Status status = kCancelResults(result)) {
-    return exit.Fail(3, status, "Error cancelling ComPrimitive.", result);
+Status CJ2534Channel::StartOnPeriodicChannel(const Exits& exit, const PeriodicChannelPlan& plan,
+                                             const AppMessage& msg, const AppValue& msgId,
+                                             std::uint32_t interval) {
+  platform::MutexLock lock(operationLock_);
+  // Without pins there is nothing that the second link could be connected to.
+  if (!HasPins()) return StartPeriodicMsgEx(msg, msgId, interval);
+  if (periodicChannel_ == nullptr) {
+    if (const Status status = MakePeriodicChannel(exit, plan)) return status;
   }
-  // Under the lock: the coming cancelled status finds the condition, and removes it.
-  if (eventProcessor_ != nullptr) {
-    if (const Status status = eventProcessor_->AddCopCondition(hCop, nullptr, false)) {
-      return exit.PassOn(4, status, "Error adding CoP to Event Processor.");
-    }
-  }
-  return exit.Normal();
+  return periodicChannel_->StartPeriodicMsgEx(msg, msgId, interval);
 }
 
-Status CJ2534Channel::MakePeriodicChannel(const Exits& exit,
-                                          std::unique_ptr<CJ2534Channel> channel) {
-  // Without pins there is nothing that the second link could be connected to.
-  if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
+Status CJ2534Channel::MakePeriodicChannel(const Exits& exit, const PeriodicChannelPlan& plan) {
+  OwnedChannel channel = plan.make();
   channel->SetJ2534ReceiveBuffer(receiveBuffer_);
   channel->CSingleThreadSync(rxEvent_);
   if (const Status status =
-          channel->Initialize(moduleHandle_, protocolId_, connectFlags_, baudRate_)) {
+          channel->Initialize(ModuleHandle(), protocolId_, connectFlags_, baudRate_)) {
     return exit.PassOn(2, status, "Error initializing Channel.");
   }
-  Status status = channel->PassThruConnect(protocolId_, connectFlags_, baudRate_);
-  if (status != STATUS_NOERROR) return exit.PassOn(3, status, "Error connecting to Channel.");
-
-  std::uint32_t loopback = 0;
-  status = parameterList_ != nullptr ? parameterList_->GetJ2534ParameterValue(LOOPBACK, &loopback)
-                                     : Status{ERR_FAILED};
-  if (status == STATUS_NOERROR) status = channel->SetOneParameter(LOOPBACK, loopback);
-  if (status == STATUS_NOERROR && IsPinSwitched(protocolId_)) {
-    status = channel->SetOneParameter(J1962_PINS, j1962Pins_);
+  if (const Status status = channel->PassThruConnect(protocolId_, connectFlags_, baudRate_)) {
+    return exit.PassOn(3, status, "Error connecting to Channel.");
   }
-  if (status != STATUS_NOERROR) {
-    channel->PassThruDisconnect();
-    return exit.PassOn(4, status, "Error connecting to Channel.");
+  for (const TakenOver& taken : plan.takenOver) {
+    if (const Status status = TakeOver(*channel, taken)) {
+      channel->PassThruDisconnect();
+      return exit.PassOn(4, status, taken.failure);
+    }
   }
   ownPeriodicChannel_ = std::move(channel);
   periodicChannel_ = ownPeriodicChannel_.get();
   return STATUS_NOERROR;
 }
 
+Status CJ2534Channel::TakeOver(CJ2534Channel& periodic, const TakenOver& taken) {
+  if (taken.parameter == J1962_PINS) {
+    return IsPinSwitched(protocolId_) ? periodic.SetOneParameter(J1962_PINS, j1962Pins_)
+                                      : Status{STATUS_NOERROR};
+  }
+  std::uint32_t value = 0;
+  const auto parameters = Parameters();
+  const Status status = parameters != nullptr
+                            ? parameters->GetJ2534ParameterValue(taken.parameter, &value)
+                            : Status{ERR_FAILED};
+  return status != STATUS_NOERROR ? status : periodic.SetOneParameter(taken.parameter, value);
+}
+
 void CJ2534Channel::EndPeriodicMessages() {
-  periodicMessages_.clear();
+  periodicMessages_.Clear();
   periodicChannel_ = nullptr;
   if (ownPeriodicChannel_ == nullptr) return;
   ownPeriodicChannel_->PassThruDisconnect();

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
 #include "channel/channel.h"
 #include "platform/clock.h"
 #include "platform/memory_probe.h"
-#include "trace/last_error.h"
 #include "trace/method.h"
 
 namespace passbridge {
@@ -59,6 +59,27 @@ class MessageSpace {
   std::uint32_t checked_ = 0;
 };
 
+/// One message event releases one reader, which may leave messages for others that wait.
+class NextReader {
+ public:
+  NextReader(CJ2534ReceiveBuffer& buffer, CJ2534Event& event) : buffer_(buffer), event_(event) {}
+  NextReader(const NextReader&) = delete;
+  NextReader& operator=(const NextReader&) = delete;
+  ~NextReader() {
+    if (buffer_.HasMessages()) event_.Set();
+  }
+
+ private:
+  CJ2534ReceiveBuffer& buffer_;
+  CJ2534Event& event_;
+};
+
+Status ReportReadTimeout(const Exits& exit, std::uint32_t count, bool sawEmptyBuffer) {
+  if (count != 0) return exit.Fail(6, ERR_TIMEOUT, "Error Timeout.");
+  if (sawEmptyBuffer) return exit.Fail(7, ERR_BUFFER_EMPTY, "Error Empty Receive Buffer.");
+  return exit.Fail(8, ERR_TIMEOUT, "Error Timeout.");
+}
+
 }  // namespace
 
 Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& numMsgs,
@@ -70,7 +91,7 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
     }
     const std::uint32_t requested = numMsgs.Load();
     numMsgs.Store(0);
-    if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
+    if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
     MessageSpace space(msgs, requested);
     if (!msgs || (requested != 0 && !space.IsWritable(0))) {
       return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
@@ -78,6 +99,7 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
 
     const std::uint64_t start = platform::MonotonicMicroseconds();
     bool sawEmptyBuffer = false;
+    std::optional<NextReader> nextReader;
     for (std::uint32_t count = 0; count < requested;) {
       const std::uint64_t elapsed = (platform::MonotonicMicroseconds() - start) / 1000;
       if (timeout != 0 && elapsed > timeout) {
@@ -91,7 +113,7 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
         numMsgs.Store(++count);
         continue;
       }
-      if (!vehicleConnected_) return DeviceNotConnected(exit, 8);
+      if (!IsVehicleConnected()) return ReportNotConnected(exit, 8);
       if (status != ERR_BUFFER_EMPTY || timeout == 0) {
         if (count == 0) {
           return exit.PassOn(9, status, "Error reading message from Receive Buffer.");
@@ -101,17 +123,11 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
             "with Timeout=0.");
       }
       sawEmptyBuffer = true;
+      nextReader.emplace(*receiveBuffer_, *rxEvent_);
       if (elapsed < timeout) rxEvent_->TimedWait(timeout - static_cast<std::uint32_t>(elapsed));
     }
     return exit.Normal();
   });
-}
-
-Status CJ2534Channel::ReportReadTimeout(const Exits& exit, std::uint32_t count,
-                                        bool sawEmptyBuffer) {
-  if (count != 0) return exit.Fail(6, ERR_TIMEOUT, "Error Timeout.");
-  if (sawEmptyBuffer) return exit.Fail(7, ERR_BUFFER_EMPTY, "Error Empty Receive Buffer.");
-  return exit.Fail(8, ERR_TIMEOUT, "Error Timeout.");
 }
 
 Status CJ2534Channel::AddResultData(const pdu::SharedEventItem& item) {
@@ -123,23 +139,17 @@ Status CJ2534Channel::AddResultData(const pdu::SharedEventItem& item) {
     std::span<const std::uint8_t> data;
     if (result->pDataBytes != nullptr) data = {result->pDataBytes, result->NumDataBytes};
 
-    std::uint32_t stored = 0;
-    Status status = STATUS_NOERROR;
-    if (IsPacked(*result)) {
-      status = AddPackedRecords(item, data, stored);
-    } else {
-      status = AddMessage(item, data, item->Timestamp);
-      stored = status == STATUS_NOERROR ? 1 : 0;
-    }
-    if (stored == 0) return exit.Fail(3, status, "Could not process data.");
+    bool stored = false;
+    const Status status = IsPacked(*result) ? AddPackedRecords(item, data, stored)
+                                            : AddMessage(item, data, item->Timestamp, stored);
+    if (!stored) return exit.Fail(3, status, "Could not process data.");
     rxEvent_->Set();
     return exit.Normal();
   });
 }
 
 Status CJ2534Channel::AddPackedRecords(const pdu::SharedEventItem& item,
-                                       std::span<const std::uint8_t> packed,
-                                       std::uint32_t& stored) {
+                                       std::span<const std::uint8_t> packed, bool& stored) {
   // What runs past the item, or past its record, is refused; the records before it are good.
   if (packed.size() < kPackedHeaderSize) return ERR_INVALID_MSG;
   Status last = ERR_INVALID_MSG;
@@ -150,16 +160,16 @@ Status CJ2534Channel::AddPackedRecords(const pdu::SharedEventItem& item,
     const std::span<const std::uint8_t> record = packed.first(kRecordSize);
     packed = packed.subspan(kRecordSize);
     const std::size_t length = record[kRecordDataOffset - 1];
-    last = length <= kMaxRecordData
-               ? AddMessage(item, record.subspan(kRecordDataOffset, length), LoadNative(record))
-               : Status{ERR_INVALID_MSG};
-    if (last == STATUS_NOERROR) ++stored;
+    last = length <= kMaxRecordData ? AddMessage(item, record.subspan(kRecordDataOffset, length),
+                                                 LoadNative(record), stored)
+                                    : Status{ERR_INVALID_MSG};
   }
   return last;
 }
 
 Status CJ2534Channel::AddMessage(const pdu::SharedEventItem& item,
-                                 std::span<const std::uint8_t> payload, std::uint32_t timestamp) {
+                                 std::span<const std::uint8_t> payload, std::uint32_t timestamp,
+                                 bool& stored) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::AddResultData()", 0x03);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     CJ2534PassThruMsg msg;
@@ -176,6 +186,7 @@ Status CJ2534Channel::AddMessage(const pdu::SharedEventItem& item,
     if (const Status status = receiveBuffer_->AddPassThruMsg(msg)) {
       return exit.PassOn(8, status, "Error adding J2534 PassThruMsg object to Receive Buffer.");
     }
+    stored = true;  // whatever becomes of the rest
     if (const Status status = PerformPostProcessing(&msg)) {
       return exit.PassOn(9, status, "Error performing Protocol-specific adjustments.");
     }
@@ -198,8 +209,30 @@ Status CJ2534Channel::PerformPostProcessing(CJ2534PassThruMsg* msg) {
     if (msg == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL CJ2534PassThruMsg pointer.");
     }
-    return exit.Normal();
+    return msg->IsSpdChgEvent() ? FollowLinkSpeed(exit) : exit.Normal();
   });
+}
+
+Status CJ2534Channel::FollowLinkSpeed(const Exits& exit) {
+  const UNUM32 comParamId = pdu::ComParamId(pdu::ComParam::CP_Baudrate);
+  UNUM32 baudRate = 0;
+  Status status = GetPDUComParam(comParamId);
+  if (status == STATUS_NOERROR) status = GetPDUValue(comParamId, &baudRate);
+  if (status != STATUS_NOERROR) {
+    return exit.PassOn(2, status, "Error finding J2534 SW_CAN_HS_DATA_RATE parameter.");
+  }
+  SetBaudRate(baudRate);
+  CJ2534Parameter* dataRate = nullptr;
+  const auto parameters = Parameters();
+  if (parameters == nullptr) return exit.Fail(4, ERR_FAILED, "Null pointer to CJ2534Parameter.");
+  if (const Status missing = parameters->GetJ2534Parameter(DATA_RATE, &dataRate)) {
+    return exit.PassOn(3, missing, "Error getting pointer to CJ2534Parameter.");
+  }
+  if (const Status refused = dataRate->SetValue(protocolId_, baudRate)) {
+    return exit.PassOn(5, refused, "Error setting J2534 Parameter value.");
+  }
+  dataRate->ClearModified();  // the link has it already
+  return exit.Normal();
 }
 
 }  // namespace passbridge

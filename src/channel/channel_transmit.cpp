@@ -1,9 +1,10 @@
 // How a channel sends messages.
 
+#include <algorithm>
+
 #include "channel/channel.h"
 #include "platform/clock.h"
 #include "platform/memory_probe.h"
-#include "trace/last_error.h"
 #include "trace/method.h"
 
 namespace passbridge {
@@ -23,18 +24,10 @@ bool BatchesSingleFrames(std::uint32_t protocolId) {
   return protocolId == ISO15765 || protocolId == ISO15765_PS;
 }
 
-/// A raw CAN message, and the ISO 15765 channels that send it in mixed format.
-struct MixedFormatRow {
-  std::uint32_t message;
-  std::uint32_t channel;
-};
-
-constexpr std::array<MixedFormatRow, 6> kMixedFormat{{{CAN, ISO15765},
-                                                      {CAN_PS, ISO15765_PS},
-                                                      {CAN_PS, FGA7274},
-                                                      {SW_CAN_PS, SW_ISO15765_PS},
-                                                      {FT_CAN_PS, FT_ISO15765_PS},
-                                                      {FT_CAN_PS, FT_FGA7274}}};
+/// Whether a message is a single frame of ISO 15765; one that cannot be read is none.
+bool IsSingleFrame(const AppMessage& msg) {
+  return platform::IsReadable(msg.Address(), msg.Size()) && msg.DataSize() <= kMaxSingleFrame;
+}
 
 }  // namespace
 
@@ -59,92 +52,122 @@ class CJ2534Channel::WriteClock {
   std::uint64_t start_;
 };
 
-Status CJ2534Channel::CheckWrite(const Exits& exit, const AppMessage& msgs,
-                                 const AppValue& numMsgs) {
-  if (j1962Pins_ == 0) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
-  if (!msgs) return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message Pointer.");
-  if (!platform::IsWritable(numMsgs.Address(), numMsgs.Size())) {
-    return exit.Fail(3, ERR_NULL_PARAMETER, "NULL Number of Messages Pointer.");
+/// One write call on its way: what is checked of it, sent and waited for.
+class CJ2534Channel::WriteCall {
+ public:
+  WriteCall(CJ2534Channel& channel, const Exits& exit, const AppMessage& msgs,
+            const AppValue& numMsgs, std::uint32_t timeout)
+      : channel_(channel), exit_(exit), msgs_(msgs), sent_(numMsgs), clock_(timeout) {}
+
+  /// Checks what was passed, and starts to count what is sent; `count` is what was asked for.
+  Status Begin(std::uint32_t& count);
+  Status CheckMessage(const AppMessage& msg, bool& raw) const;
+  /// Sends messages in one CoP and waits for it if there is a time-out.
+  Status Send(const AppMessage& first, std::uint32_t count, bool raw);
+  /// Sends single frames, which are waited for, in as few CoPs as they need.
+  Status SendBatch(const AppMessage& first, std::uint32_t count);
+
+ private:
+  Status Finish(CopEnd end) const;
+
+  CJ2534Channel& channel_;
+  const Exits& exit_;
+  const AppMessage& msgs_;
+  const AppValue& sent_;
+  const WriteClock clock_;
+};
+
+Status CJ2534Channel::WriteCall::Begin(std::uint32_t& count) {
+  if (!channel_.HasPins()) {
+    return exit_.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
   }
+  if (!msgs_) return exit_.Fail(2, ERR_NULL_PARAMETER, "NULL Message Pointer.");
+  if (!platform::IsWritable(sent_.Address(), sent_.Size())) {
+    return exit_.Fail(3, ERR_NULL_PARAMETER, "NULL Number of Messages Pointer.");
+  }
+  count = sent_.Load();
+  sent_.Store(0);
   return STATUS_NOERROR;
 }
 
-Status CJ2534Channel::DeviceNotConnected(const Exits& exit, std::uint16_t point) {
-  LastErrorRecord::Instance().SetLastStatus(ERR_DEVICE_NOT_CONNECTED);
-  return exit.Fail(point, ERR_DEVICE_NOT_CONNECTED, "The Device is not connected.");
-}
-
-Status CJ2534Channel::CheckMessageToSend(const Exits& exit, const AppMessage& msg, bool& raw) {
-  if (!vehicleConnected_) return DeviceNotConnected(exit, 5);
+Status CJ2534Channel::WriteCall::CheckMessage(const AppMessage& msg, bool& raw) const {
+  if (!channel_.IsVehicleConnected()) return channel_.ReportNotConnected(exit_, 5);
   if (!platform::IsReadable(msg.Address(), msg.Size())) {
-    return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message Pointer.");
+    return exit_.Fail(2, ERR_NULL_PARAMETER, "NULL Message Pointer.");
   }
-  if (const Status status = ValidateMessageWrite(msg.DataSize(), msg.Data(), msg.RxStatus())) {
-    return exit.PassOn(7, status, "Invalid Message Received.");
+  if (const Status status =
+          channel_.ValidateMessageWrite(msg.DataSize(), msg.Data(), msg.RxStatus())) {
+    return exit_.PassOn(7, status, "Invalid Message Received.");
   }
-  if (const Status status = ValidateMessageProtocolID(msg.ProtocolId(), raw)) {
-    return exit.PassOn(8, status, "Msg ProtocolID doesn't match the ProtocolID of ChannelID.");
+  if (const Status status = channel_.ValidateMessageProtocolID(msg.ProtocolId(), raw)) {
+    return exit_.PassOn(8, status, "Msg ProtocolID doesn't match the ProtocolID of ChannelID.");
   }
-  if (const Status status = PerformProtocolAdjustments(msg)) {
-    return exit.PassOn(0x0C, status, "Error perform any Protocol-specific adjustments.");
+  if (const Status status = channel_.PerformProtocolAdjustments(msg)) {
+    return exit_.PassOn(0x0C, status, "Error perform any Protocol-specific adjustments.");
   }
   return STATUS_NOERROR;
 }
 
-Status CJ2534Channel::FinishWrite(const Exits& exit, const WriteClock& clock, bool ended) {
-  if (!clock.HasTimeout()) return STATUS_NOERROR;
+Status CJ2534Channel::WriteCall::Finish(CopEnd end) const {
+  if (!clock_.HasTimeout()) return STATUS_NOERROR;
   constexpr Location kCopLocation = MakeLocation(Module::Channel, 0x1E, 3);
-  if (!ended) return ReportError(exit.Name(), "Error Timeout.", ERR_TIMEOUT, kCopLocation, 0, true);
-  if (clock.IsOver()) {
-    return exit.Fail(0x0E, ERR_TIMEOUT, "Timeout PassThruWriteMsgs took too long.");
+  if (end == CopEnd::Abandoned) return channel_.ReportNotConnected(exit_, 5);
+  if (end == CopEnd::Pending) {
+    return ReportError(exit_.Name(), "Error Timeout.", ERR_TIMEOUT, kCopLocation, 0, true);
   }
-  if (const UNUM32 code = lastPduErrorCode_) {
-    return ReportError(exit.Name(), "CoP Error.", ERR_FAILED, kCopLocation, code, false);
+  if (clock_.IsOver()) {
+    return exit_.Fail(0x0E, ERR_TIMEOUT, "Timeout PassThruWriteMsgs took too long.");
+  }
+  if (const UNUM32 code = channel_.lastPduErrorCode_) {
+    return ReportError(exit_.Name(), "CoP Error.", ERR_FAILED, kCopLocation, code, false);
   }
   return STATUS_NOERROR;
 }
 
-Status CJ2534Channel::SendAndWait(const Exits& exit, const AppMessage& msgs, std::uint32_t count,
-                                  bool raw, const WriteClock& clock, const AppValue& sent) {
-  lastPduErrorCode_ = 0;
-  CopWait wait(clock.HasTimeout() ? Processor() : nullptr);
+Status CJ2534Channel::WriteCall::Send(const AppMessage& first, std::uint32_t count, bool raw) {
+  channel_.lastPduErrorCode_ = 0;
+  CopWait wait(clock_.HasTimeout() ? channel_.link_.Processor() : nullptr);
   UNUM32 hCop = PDU_HANDLE_UNDEF;
-  if (const Status status = SendSendOnlyComPrimitive(
-          msgs, &hCop, 0, clock.HasTimeout() ? wait.Waiter() : nullptr, raw, count)) {
-    return exit.PassOn(0x0D, status, "Error starting Message.");
+  if (const Status status = channel_.SendSendOnlyComPrimitive(
+          first, &hCop, 0, clock_.HasTimeout() ? wait.Waiter() : nullptr, raw, count)) {
+    return exit_.PassOn(0x0D, status, "Error starting Message.");
   }
-  sent.Store(sent.Load() + count);
-  const bool ended = !clock.HasTimeout() || wait.Wait(hCop, clock.Remaining());
-  return FinishWrite(exit, clock, ended);
+  sent_.Store(sent_.Load() + count);
+  return Finish(clock_.HasTimeout() ? channel_.WaitForCop(wait, hCop, clock_.Remaining())
+                                    : CopEnd::Completed);
+}
+
+Status CJ2534Channel::WriteCall::SendBatch(const AppMessage& first, std::uint32_t count) {
+  std::uint32_t batched = count;
+  // 0 would mean not to wait at all.
+  const std::uint32_t timeout = clock_.HasTimeout() ? std::max(clock_.Remaining(), 1U) : 0;
+  const Status status = channel_.PassThruWriteMsgsMultiple(first, AppValue(batched), timeout);
+  sent_.Store(sent_.Load() + batched);
+  if (status != STATUS_NOERROR) {
+    return exit_.PassOn(0x1D, status, "Error sending single frames Message.");
+  }
+  return Finish(CopEnd::Completed);
 }
 
 Status CJ2534Channel::PassThruWriteMsgsMultiple(const AppMessage& msgs, const AppValue& numMsgs,
                                                 std::uint32_t timeout) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruWriteMsgsMultiple()", 0x26);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    const WriteClock clock(timeout);
-    if (const Status status = CheckWrite(exit, msgs, numMsgs)) return status;
-    const std::uint32_t count = numMsgs.Load();
-    numMsgs.Store(0);
-    if (count == 0) return exit.Normal();
-    bool raw = false;
+    WriteCall call(*this, exit, msgs, numMsgs, timeout);
+    std::uint32_t count = 0;
+    if (const Status status = call.Begin(count)) return status;
     for (std::uint32_t i = 0; i < count; ++i) {
-      if (const Status status = CheckMessageToSend(exit, msgs[i], raw)) return status;
+      bool raw = false;
+      if (const Status status = call.CheckMessage(msgs[i], raw)) return status;
     }
-    if (const Status status = SendAndWait(exit, msgs, count, raw, clock, numMsgs)) return status;
+    for (std::uint32_t i = 0; i < count;) {
+      const std::uint32_t alike = CountForOneCop(msgs[i], count - i);
+      const bool raw = msgs[i].ProtocolId() != protocolId_;
+      if (const Status status = call.Send(msgs[i], alike, raw)) return status;
+      i += alike;
+    }
     return exit.Normal();
   });
-}
-
-Status CJ2534Channel::SendBatch(const Exits& exit, const AppMessage& first, std::uint32_t count,
-                                const WriteClock& clock, const AppValue& sent) {
-  std::uint32_t batched = count;
-  const Status status = PassThruWriteMsgsMultiple(first, AppValue(batched), clock.Remaining());
-  sent.Store(sent.Load() + batched);
-  if (status != STATUS_NOERROR) {
-    return exit.PassOn(0x1D, status, "Error sending single frames Message.");
-  }
-  return FinishWrite(exit, clock, true);
 }
 
 Status CJ2534Channel::PassThruWriteMsgs(const AppMessage& msgs, const AppValue& numMsgs,
@@ -152,31 +175,24 @@ Status CJ2534Channel::PassThruWriteMsgs(const AppMessage& msgs, const AppValue& 
   if (SendsPacked(protocolId_)) return PassThruWriteMsgsMultiple(msgs, numMsgs, timeout);
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruWriteMsgs()", 0x26);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    const WriteClock clock(timeout);
-    if (const Status status = CheckWrite(exit, msgs, numMsgs)) return status;
-    const std::uint32_t count = numMsgs.Load();
-    numMsgs.Store(0);
+    WriteCall call(*this, exit, msgs, numMsgs, timeout);
+    std::uint32_t count = 0;
+    if (const Status status = call.Begin(count)) return status;
     std::uint32_t batch = 0;  // single frames before message i that wait to be sent
     for (std::uint32_t i = 0; i < count; ++i) {
       bool raw = false;
-      if (const Status status = CheckMessageToSend(exit, msgs[i], raw)) return status;
+      if (const Status status = call.CheckMessage(msgs[i], raw)) return status;
       if (!BatchesSingleFrames(protocolId_) || msgs[i].DataSize() > kMaxSingleFrame) {
-        const Status status = SendAndWait(exit, msgs[i], 1, raw, clock, numMsgs);
-        if (status != STATUS_NOERROR) return status;
+        if (const Status status = call.Send(msgs[i], 1, raw)) return status;
         continue;
       }
       ++batch;
       if (i + 1 < count && IsSingleFrame(msgs[i + 1])) continue;
-      const Status status = SendBatch(exit, msgs[i + 1 - batch], batch, clock, numMsgs);
-      if (status != STATUS_NOERROR) return status;
+      if (const Status status = call.SendBatch(msgs[i + 1 - batch], batch)) return status;
       batch = 0;
     }
     return exit.Normal();
   });
-}
-
-bool CJ2534Channel::IsSingleFrame(const AppMessage& msg) {
-  return platform::IsReadable(msg.Address(), msg.Size()) && msg.DataSize() <= kMaxSingleFrame;
 }
 
 Status CJ2534Channel::ValidateDataSize(std::uint32_t size, std::uint32_t minimum,
@@ -208,20 +224,12 @@ Status CJ2534Channel::ValidateMessageWrite(std::uint32_t dataSize, const std::ui
   return ValidateMessage(dataSize, data, rxStatus);
 }
 
-bool CJ2534Channel::IsMixedFormat() {
-  std::uint32_t format = 0;
-  return parameterList_ != nullptr &&
-         parameterList_->GetJ2534ParameterValue(CAN_MIXED_FORMAT, &format) == STATUS_NOERROR &&
-         format != 0;
-}
-
 Status CJ2534Channel::ValidateMessageProtocolID(std::uint32_t protocolId, bool& raw) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::ValidateMessageProtocolID()", 0x34);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     raw = false;
     if (protocolId == protocolId_) return exit.Normal();
-    for (const MixedFormatRow& row : kMixedFormat) {
-      if (row.message != protocolId || row.channel != protocolId_ || !IsMixedFormat()) continue;
+    if (IsRawFrameOf(protocolId_, protocolId) && IsMixedFormat()) {
       raw = true;
       return exit.Normal();
     }

@@ -77,18 +77,18 @@ bool Store(const ValueBytes& target, std::span<const UNUM8> value) {
 
 }  // namespace
 
-ComParamCache::ParamItem ComParamCache::Take(Link link, UNUM32 id) {
+ComParamCache::ParamItem ComParamCache::Take(LinkHandles link, UNUM32 id) {
   if (id < kMaxIdentifier && !items_[id]) FetchLocked(link, id);
   // Out of the cache while it is used: a loss of the module in the meantime clears the cache.
   return id < kMaxIdentifier ? std::move(items_[id]) : ParamItem();
 }
 
-Status ComParamCache::Fetch(Link link, UNUM32 id) {
+Status ComParamCache::Fetch(LinkHandles link, UNUM32 id) {
   platform::RecursiveMutexLock lock(lock_);
   return FetchLocked(link, id);
 }
 
-Status ComParamCache::FetchLocked(Link link, UNUM32 id) {
+Status ComParamCache::FetchLocked(LinkHandles link, UNUM32 id) {
   constexpr Method kMethod{"CJ2534Channel::GetPDUComParam()", Module::Parameter, 0x06};
   ParamItem item;
   const Status status = Traced(kMethod, [&](Exits& exit) -> Status {
@@ -106,7 +106,7 @@ Status ComParamCache::FetchLocked(Link link, UNUM32 id) {
   return status;
 }
 
-Status ComParamCache::Set(Link link, UNUM32 id, const void* value, std::uint32_t size) {
+Status ComParamCache::Set(LinkHandles link, UNUM32 id, const void* value, std::uint32_t size) {
   return Traced(kSetPduComParam, [&](Exits& exit) -> Status {
     if (value == nullptr) {
       return exit.Fail(3, ERR_NULL_PARAMETER, "Invalid PDUValue pointer.");
@@ -138,7 +138,7 @@ Status ComParamCache::Set(Link link, UNUM32 id, const void* value, std::uint32_t
   });
 }
 
-Status ComParamCache::Get(Link link, UNUM32 id, UNUM32* value) {
+Status ComParamCache::Get(LinkHandles link, UNUM32 id, UNUM32* value) {
   constexpr Method kMethod{"CJ2534Channel::GetPDUValue()", Module::Parameter, 0x0F};
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (value == nullptr) {
@@ -157,9 +157,39 @@ Status ComParamCache::Get(Link link, UNUM32 id, UNUM32* value) {
   });
 }
 
+void ComParamCache::Forget(UNUM32 id) {
+  platform::RecursiveMutexLock lock(lock_);
+  if (id < kMaxIdentifier) items_[id].Destroy();
+}
+
 void ComParamCache::Clear() {
   platform::RecursiveMutexLock lock(lock_);
+  ClearLocked();
+}
+
+void ComParamCache::ClearUnlessInUse() {
+  if (!lock_.TryLock()) return;
+  ClearLocked();
+  lock_.Unlock();
+}
+
+void ComParamCache::ClearLocked() {
   for (ParamItem& item : items_) item.Destroy();
+}
+
+Status TemporaryComParams::Set(UNUM32 id, UNUM32 value) {
+  UNUM32 before = 0;
+  if (const Status status = cache_.Get(link_, id, &before)) return status;
+  if (const Status status = cache_.Set(link_, id, &value, sizeof value)) return status;
+  before_.push_back({id, before});
+  return STATUS_NOERROR;
+}
+
+TemporaryComParams::~TemporaryComParams() {
+  for (const Before& before : before_) {
+    if (!isSetBack_) cache_.Set(link_, before.id, &before.value, sizeof before.value);
+    cache_.Forget(before.id);
+  }
 }
 
 }  // namespace passbridge

@@ -3,7 +3,9 @@
 
 #include <array>
 #include <cstdint>
+#include <vector>
 
+#include "channel/link_handles.h"
 #include "passbridge/d_pdu_api.h"
 #include "pdu/item.h"
 #include "platform/mutex.h"
@@ -19,30 +21,58 @@ class ComParamCache {
   /// Identifiers from here on are not cached, and not used.
   static constexpr UNUM32 kMaxIdentifier = 200;
 
-  struct Link {
-    UNUM32 module;
-    UNUM32 cll;
-  };
-
   /// Fetches a ComParam anew; every failure is ERR_NOT_SUPPORTED.
-  Status Fetch(Link link, UNUM32 id) EXCLUDES(lock_);
+  Status Fetch(LinkHandles link, UNUM32 id) EXCLUDES(lock_);
   /// Writes the first `size` bytes of `value` (little endian), cut or extended to the ComParam's
   /// type, if that changes it. A refused value does not count as written.
-  Status Set(Link link, UNUM32 id, const void* value, std::uint32_t size) EXCLUDES(lock_);
+  Status Set(LinkHandles link, UNUM32 id, const void* value, std::uint32_t size) EXCLUDES(lock_);
   /// The first 32 bits of the value.
-  Status Get(Link link, UNUM32 id, UNUM32* value) EXCLUDES(lock_);
+  Status Get(LinkHandles link, UNUM32 id, UNUM32* value) EXCLUDES(lock_);
+  /// Gives the item back; the ComParam is fetched anew when it is used again.
+  void Forget(UNUM32 id) EXCLUDES(lock_);
   /// Gives all items back.
   void Clear() EXCLUDES(lock_);
+  /// The same, unless another thread uses the cache just now: waits for nobody.
+  void ClearUnlessInUse() EXCLUDES(lock_);
+
+  platform::RecursiveMutex& Lock() RETURN_CAPABILITY(lock_) { return lock_; }
 
  private:
   using ParamItem = pdu::Item<PDU_PARAM_ITEM>;
 
-  Status FetchLocked(Link link, UNUM32 id) REQUIRES(lock_);
+  Status FetchLocked(LinkHandles link, UNUM32 id) REQUIRES(lock_);
   /// Moves an item out of the cache, fetched first if need be; the caller puts it back.
-  ParamItem Take(Link link, UNUM32 id) REQUIRES(lock_);
+  ParamItem Take(LinkHandles link, UNUM32 id) REQUIRES(lock_);
+  void ClearLocked() REQUIRES(lock_);
 
   platform::RecursiveMutex lock_;
   std::array<ParamItem, kMaxIdentifier> items_ GUARDED_BY(lock_);
+};
+
+/// ComParams that are set for one ComPrimitive (CoP), which runs with them. Starting it sets the
+/// link back by itself; if it was not started, the values from before are written again. The cache
+/// forgets them in any case. The cache's lock is held for the whole life.
+class TemporaryComParams {
+ public:
+  TemporaryComParams(ComParamCache& cache, LinkHandles link) : cache_(cache), link_(link) {}
+  TemporaryComParams(const TemporaryComParams&) = delete;
+  TemporaryComParams& operator=(const TemporaryComParams&) = delete;
+  ~TemporaryComParams();
+
+  Status Set(UNUM32 id, UNUM32 value);
+  /// The CoP was started.
+  void SetBackByTheLink() { isSetBack_ = true; }
+
+ private:
+  struct Before {
+    UNUM32 id;
+    UNUM32 value;
+  };
+
+  ComParamCache& cache_;
+  LinkHandles link_;
+  std::vector<Before> before_;
+  bool isSetBack_ = false;
 };
 
 }  // namespace passbridge

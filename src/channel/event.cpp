@@ -16,9 +16,20 @@ void CJ2534Event::Reset() {
   signalled_ = false;
 }
 
+void CJ2534Event::End() {
+  platform::MutexLock lock(lock_);
+  ended_ = true;
+  changed_.NotifyAll();
+}
+
+void CJ2534Event::Reopen() {
+  platform::MutexLock lock(lock_);
+  ended_ = false;
+}
+
 void CJ2534Event::Wait() {
   platform::MutexLock lock(lock_);
-  while (!signalled_) changed_.Wait(lock_);
+  while (!signalled_ && !ended_) changed_.Wait(lock_);
   signalled_ = false;
 }
 
@@ -26,9 +37,9 @@ bool CJ2534Event::TimedWait(std::uint32_t milliseconds) {
   const platform::Deadline deadline =
       platform::SteadyClock::now() + boost::chrono::milliseconds(milliseconds);
   platform::MutexLock lock(lock_);
-  while (!signalled_ && changed_.WaitUntil(lock_, deadline)) {
+  while (!signalled_ && !ended_ && changed_.WaitUntil(lock_, deadline)) {
   }
-  return std::exchange(signalled_, false);
+  return std::exchange(signalled_, false) || ended_;
 }
 
 }  // namespace passbridge

@@ -1,9 +1,8 @@
 #include "channel/event_processor.h"
 
+#include <algorithm>
 #include <utility>
 
-#include "channel/channel.h"
-#include "pdu/pdu_api.h"
 #include "pdu/result_map.h"
 #include "trace/last_error.h"
 #include "trace/method.h"
@@ -14,6 +13,14 @@ namespace {
 
 constexpr Method Processor(const char* name, std::uint8_t number) {
   return {name, Module::EventProcessor, number, 0xFF, false};
+}
+
+void Tell(CopWaiter*& waiter, CopEnd end) {
+  if (waiter == nullptr) return;
+  waiter->end = end;
+  // Under the condition lock: a waiter that gives up is forgotten first, and only then goes.
+  waiter->event.Set();
+  waiter = nullptr;
 }
 
 }  // namespace
@@ -27,12 +34,12 @@ class CJ2534EventProcessor::CJ2534EventProcessorThread {
   CJ2534EventProcessor* processor_;
 };
 
-Status CJ2534EventProcessor::Initialize(CJ2534Channel* channel) {
+Status CJ2534EventProcessor::Initialize(EventSink* sink) {
   return Traced(Processor("CJ2534EventProcessor::Initialize()", 0x01), [&](Exits& exit) -> Status {
-    if (channel == nullptr) {
+    if (sink == nullptr) {
       return exit.PassOn(1, ERR_NULL_PARAMETER, "Invalid pointer to J2534 Channel.");
     }
-    channel_ = channel;
+    sink_ = sink;
     stopRequested_ = false;
     try {
       thread_ = std::make_unique<boost::thread>(CJ2534EventProcessorThread(this));
@@ -44,12 +51,21 @@ Status CJ2534EventProcessor::Initialize(CJ2534Channel* channel) {
   });
 }
 
-CJ2534EventProcessor::~CJ2534EventProcessor() {
-  if (thread_ == nullptr) return;
+void CJ2534EventProcessor::Serve(LinkHandles link) {
+  platform::RecursiveMutexLock lock(pdu::PduApiLock());
+  link_ = link;
+  Signal();  // for what was queued before the callback was there
+}
+
+void CJ2534EventProcessor::Stop() {
+  AbandonWaits();  // at once: the thread may be busy
   stopRequested_ = true;
   wakeEvent_.Set();
-  stoppedEvent_.Wait();
-  thread_->join();
+  if (thread_ != nullptr) thread_->join();
+  thread_.reset();
+  platform::MutexLock lock(conditionLock_);
+  AbandonWaitsLocked();
+  copConditions_.clear();
 }
 
 void CJ2534EventProcessor::Run() {
@@ -60,65 +76,74 @@ void CJ2534EventProcessor::Run() {
     ProcessEventItem(&fetched);
     if (!fetched && !stopRequested_) wakeEvent_.Wait();
   }
-  platform::MutexLock lock(conditionLock_);
-  copConditions_.clear();
-  txCops_.clear();
-  stoppedEvent_.Set();
 }
 
-Status CJ2534EventProcessor::AddCopCondition(UNUM32 hCop, CJ2534Event* waiter, bool isTransmit) {
+Status CJ2534EventProcessor::AddCopCondition(UNUM32 hCop, CopWaiter* waiter, bool isTransmit) {
   constexpr Method kMethod = Processor("CJ2534EventProcessor::AddCopCondition()", 0x02);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     platform::MutexLock lock(conditionLock_);
-    copConditions_[hCop] = waiter;
-    // Libraries use handles again: an earlier CoP of the same handle is no news of
-    // this one.
-    if (lastCompletedCop_ == hCop) lastCompletedCop_ = PDU_HANDLE_UNDEF;
-    if (isTransmit) txCops_.insert(hCop);
+    copConditions_.emplace(hCop, Condition{waiter, isTransmit});
     return exit.Normal();
   });
 }
 
-Status CJ2534EventProcessor::RemoveCopCondition(UNUM32 hCop) {
+CJ2534EventProcessor::Conditions::iterator CJ2534EventProcessor::Find(UNUM32 hCop,
+                                                                      const CopWaiter* waiter) {
+  const auto [first, last] = copConditions_.equal_range(hCop);
+  const auto found = std::find_if(
+      first, last, [waiter](const auto& entry) { return entry.second.waiter == waiter; });
+  return found != last ? found : copConditions_.end();
+}
+
+Status CJ2534EventProcessor::RemoveCopCondition(UNUM32 hCop, const CopWaiter* waiter) {
   constexpr Method kMethod = Processor("CJ2534EventProcessor::RemoveCopCondition()", 0x03);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     platform::MutexLock lock(conditionLock_);
-    txCops_.erase(hCop);
-    if (copConditions_.erase(hCop) == 0) return exit.PassOn(1, ERR_FAILED, "CoP was not Found");
+    const auto found = Find(hCop, waiter);
+    if (found == copConditions_.end()) return exit.PassOn(1, ERR_FAILED, "CoP was not Found");
+    copConditions_.erase(found);
     return exit.Normal();
   });
 }
 
-Status CJ2534EventProcessor::CheckCopCondition(UNUM32 hCop) {
+Status CJ2534EventProcessor::CheckCopCondition(UNUM32 hCop, const CopWaiter* waiter) {
   constexpr Method kMethod = Processor("CJ2534EventProcessor::CheckCopCondition()", 0x04);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     platform::MutexLock lock(conditionLock_);
+    if (Find(hCop, waiter) != copConditions_.end()) return exit.Normal();
     if (lastCompletedCop_ == hCop) return exit.PassOn(0, ERR_FAILED, "CoP completed", hCop);
-    if (copConditions_.count(hCop) == 0) {
-      return exit.PassOn(1, ERR_FAILED, "CoP was not Found", hCop);
-    }
-    return exit.Normal();
+    return exit.PassOn(1, ERR_FAILED, "CoP was not Found", hCop);
   });
 }
 
-void CJ2534EventProcessor::ForgetWaiter(UNUM32 hCop) {
+void CJ2534EventProcessor::ForgetWaiter(const CopWaiter* waiter) {
   platform::MutexLock lock(conditionLock_);
-  const auto found = copConditions_.find(hCop);
-  if (found != copConditions_.end()) found->second = nullptr;
+  for (auto& [hCop, condition] : copConditions_) {
+    if (condition.waiter == waiter) condition.waiter = nullptr;
+  }
+}
+
+void CJ2534EventProcessor::AbandonWaits() {
+  platform::MutexLock lock(conditionLock_);
+  AbandonWaitsLocked();
+}
+
+void CJ2534EventProcessor::AbandonWaitsLocked() {
+  for (auto& [hCop, condition] : copConditions_) Tell(condition.waiter, CopEnd::Abandoned);
 }
 
 std::size_t CJ2534EventProcessor::GetPendingTxCopCount() const {
   platform::MutexLock lock(conditionLock_);
-  return txCops_.size();
+  return static_cast<std::size_t>(
+      std::count_if(copConditions_.begin(), copConditions_.end(),
+                    [](const auto& entry) { return entry.second.isTransmit; }));
 }
 
 void CJ2534EventProcessor::EndCop(UNUM32 hCop) {
-  const auto found = copConditions_.find(hCop);
-  if (found == copConditions_.end()) return;
-  // Under the lock: a waiter that gives up removes its condition first, and only then goes.
-  if (found->second != nullptr) found->second->Set();
+  const auto found = copConditions_.lower_bound(hCop);
+  if (found == copConditions_.end() || found->first != hCop) return;
+  Tell(found->second.waiter, CopEnd::Completed);
   copConditions_.erase(found);
-  txCops_.erase(hCop);
 }
 
 Status CJ2534EventProcessor::ProcessEventItem(bool* fetched) {
@@ -128,10 +153,7 @@ Status CJ2534EventProcessor::ProcessEventItem(bool* fetched) {
     T_PDU_ERROR result = PDU_ERR_EVENT_QUEUE_EMPTY;
     {
       platform::RecursiveMutexLock lock(pdu::PduApiLock());
-      if (channel_->HasLink()) {
-        result =
-            pdu::Api().PDUGetEventItem(channel_->ModuleHandle(), channel_->CllHandle(), item.Out());
-      }
+      if (link_) result = pdu::Api().PDUGetEventItem(link_->module, link_->cll, item.Out());
       // Under the lock that the callback takes: a later wake-up is never lost.
       if (result == PDU_ERR_EVENT_QUEUE_EMPTY) wakeEvent_.Reset();
     }
@@ -154,7 +176,7 @@ Status CJ2534EventProcessor::ReportFetchFailure(Exits& exit, T_PDU_ERROR result)
       return exit.PassOn(1, ERR_BUFFER_EMPTY, "The Event Queue was empty.");
     case PDU_ERR_COMM_PC_TO_VCI_FAILED:
     case PDU_ERR_MODULE_NOT_CONNECTED:
-      channel_->SetVehicleConnected(false);
+      sink_->LoseVehicle();
       return exit.PassOn(5, ERR_DEVICE_NOT_CONNECTED, "Device is disconnecte.", result);
     case PDU_ERR_CLL_NOT_CONNECTED:
       return exit.PassOn(4, ERR_DEVICE_NOT_CONNECTED, "CLL was not connected.", result);
@@ -182,7 +204,7 @@ Status CJ2534EventProcessor::ProcessResultData(pdu::Item<PDU_EVENT_ITEM> item) {
   constexpr Method kMethod = Processor("CJ2534EventProcessor::ProcessResultData()", 0x05);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     const pdu::SharedEventItem shared(std::move(item));
-    if (const Status status = channel_->AddResultData(shared)) {
+    if (const Status status = sink_->AddResultData(shared)) {
       return exit.PassOn(1, status, "Error adding J2534 PassThruMsg to Receive Buffer.");
     }
     return exit.Normal();
@@ -224,6 +246,16 @@ Status CJ2534EventProcessor::ProcessStatusCode(pdu::Item<PDU_EVENT_ITEM> item) {
   });
 }
 
+void CJ2534EventProcessor::ReportPduError(const PDU_ERROR_DATA& error) {
+  ReportError(
+      "Error from PDU: ",
+      Formatted("Code (%08X), Extra Info (%08X).", error.ErrorCodeId, error.ExtraErrorInfoId)
+          .Text(),
+      ERR_FAILED, MakeLocation(Module::EventProcessor, 0x08, 5), error.ErrorCodeId, true);
+  LastErrorRecord::Instance().SetLastStatus(ERR_FAILED);
+  sink_->NotePduError(error.ErrorCodeId);
+}
+
 Status CJ2534EventProcessor::ProcessErrorData(pdu::Item<PDU_EVENT_ITEM> item) {
   constexpr Method kMethod = Processor("CJ2534EventProcessor::ProcessErrorData()", 0x08);
   return Traced(kMethod, [&](Exits& exit) -> Status {
@@ -233,13 +265,7 @@ Status CJ2534EventProcessor::ProcessErrorData(pdu::Item<PDU_EVENT_ITEM> item) {
     }
     const PDU_ERROR_DATA error = *static_cast<const PDU_ERROR_DATA*>(item->pData);
     const UNUM32 hCop = item->hCop;
-    ReportError(
-        "Error from PDU: ",
-        Formatted("Code (%08X), Extra Info (%08X).", error.ErrorCodeId, error.ExtraErrorInfoId)
-            .Text(),
-        ERR_FAILED, MakeLocation(Module::EventProcessor, 0x08, 5), error.ErrorCodeId, true);
-    LastErrorRecord::Instance().SetLastStatus(ERR_FAILED);
-    channel_->SetLastPduErrorCode(error.ErrorCodeId);
+    ReportPduError(error);
 
     const T_PDU_ERROR destroyed = item.Destroy();
     if (const Status status = pdu::kDestroyItemResults(destroyed)) {
@@ -261,13 +287,21 @@ Status CJ2534EventProcessor::ProcessUnknownItem(pdu::Item<PDU_EVENT_ITEM> item) 
   return ERR_FAILED;
 }
 
-bool CopWait::Wait(UNUM32 hCop, std::uint32_t milliseconds) {
-  if (processor_ == nullptr) return true;
-  hCop_ = hCop;
-  if (processor_->CheckCopCondition(hCop) != STATUS_NOERROR) return true;
-  if (ended_.TimedWait(milliseconds)) return true;
-  processor_->RemoveCopCondition(hCop);
-  return false;
+CopWait::~CopWait() {
+  if (processor_ != nullptr && !told_) processor_->ForgetWaiter(&waiter_);
+}
+
+CopEnd CopWait::Wait(UNUM32 hCop, std::uint32_t milliseconds) {
+  if (processor_ == nullptr) return CopEnd::Completed;
+  if (processor_->CheckCopCondition(hCop, &waiter_) == STATUS_NOERROR &&
+      !waiter_.event.TimedWait(milliseconds) &&
+      processor_->RemoveCopCondition(hCop, &waiter_) == STATUS_NOERROR) {
+    told_ = true;
+    return CopEnd::Pending;
+  }
+  // Also when the end came between the time-out and the removal.
+  told_ = true;
+  return waiter_.end != CopEnd::Pending ? waiter_.end : CopEnd::Completed;
 }
 
 }  // namespace passbridge

@@ -6,43 +6,68 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <set>
+#include <optional>
 
 #include "channel/event.h"
+#include "channel/event_sink.h"
+#include "channel/link_handles.h"
 #include "j2534/cj2534.h"
 #include "passbridge/d_pdu_api.h"
 #include "pdu/item.h"
+#include "pdu/pdu_api.h"
 #include "platform/mutex.h"
 
 namespace passbridge {
 
-class CJ2534Channel;
+class Exits;
 
-/// A connected channel's event thread and its table of pending ComPrimitives (CoPs). The thread
-/// drains the link's D-PDU event queue: results go into the channel's receive buffer, statuses and
-/// errors end the waits of those who started the CoPs. It sleeps until the D-PDU library calls
-/// back.
+/// How a wait for the end of a ComPrimitive (CoP) ended.
+enum class CopEnd : std::uint8_t {
+  Pending,    ///< not at all: the time was over
+  Completed,  ///< the CoP finished, was cancelled or failed
+  Abandoned,  ///< nobody will tell any more: the link ends, or the VCI is lost
+};
+
+/// Whom the end of a CoP wakes.
+struct CopWaiter {
+  CJ2534Event event;
+  CopEnd end = CopEnd::Pending;  ///< written before the event is set, read after the wait for it
+};
+
+/// A connected channel's event thread and its table of pending CoPs. The thread drains the link's
+/// D-PDU event queue: results go to the sink, statuses and errors end the waits of those who
+/// started the CoPs. It sleeps until the D-PDU library calls back.
+///
+/// Shared by the link and by the waits on it, so that a wait outlives the link that it was for.
 class CJ2534EventProcessor : public CJ2534 {
  public:
   CJ2534EventProcessor() = default;
   CJ2534EventProcessor(const CJ2534EventProcessor&) = delete;
   CJ2534EventProcessor& operator=(const CJ2534EventProcessor&) = delete;
-  /// Stops and joins the thread; never run on it, nor with PduApiLock held.
-  ~CJ2534EventProcessor();
+  ~CJ2534EventProcessor() { Stop(); }
 
-  /// Starts the thread for `channel`, which outlives this object.
-  Status Initialize(CJ2534Channel* channel);
+  /// Starts the thread. `sink` lives until Stop.
+  Status Initialize(EventSink* sink);
+  /// Names the link whose queue the thread drains from now on.
+  void Serve(LinkHandles link) EXCLUDES(pdu::PduApiLock());
+  /// Stops and joins the thread and abandons every wait; never run on it, nor with PduApiLock held.
+  /// Again and again is allowed.
+  void Stop() EXCLUDES(conditionLock_);
 
-  /// Registers a started CoP. `waiter`, which may be null, is set when the CoP ends; it must live
+  /// Registers a started CoP. `waiter`, which may be null, is told when the CoP ends; it must live
   /// until then or until RemoveCopCondition. Called under PduApiLock together with the start, so
-  /// that the end cannot be seen before.
-  Status AddCopCondition(UNUM32 hCop, CJ2534Event* waiter, bool isTransmit);
-  /// Forgets a CoP; its waiter is not set any more once this returns.
-  Status RemoveCopCondition(UNUM32 hCop);
-  /// STATUS_NOERROR while the CoP is pending; ERR_FAILED when there is nothing to wait for.
-  Status CheckCopCondition(UNUM32 hCop);
-  /// Makes sure that the CoP's waiter is neither set any more nor being set.
-  void ForgetWaiter(UNUM32 hCop) EXCLUDES(conditionLock_);
+  /// that the end cannot be seen before. D-PDU libraries use handles again, before the end of the
+  /// CoP that had it was seen, too: CoPs of one handle end in the order of their start.
+  Status AddCopCondition(UNUM32 hCop, CopWaiter* waiter, bool isTransmit);
+  /// Forgets the CoP that has this waiter; it is not told any more once this returns.
+  Status RemoveCopCondition(UNUM32 hCop, const CopWaiter* waiter);
+  /// STATUS_NOERROR while the CoP that has this waiter is pending; ERR_FAILED when there is nothing
+  /// to wait for.
+  Status CheckCopCondition(UNUM32 hCop, const CopWaiter* waiter);
+  /// Makes sure that the waiter is neither told any more nor being told, whatever CoP it was for.
+  void ForgetWaiter(const CopWaiter* waiter) EXCLUDES(conditionLock_);
+  /// Ends every wait at once. What is pending stays registered, without a waiter.
+  void AbandonWaits() EXCLUDES(conditionLock_);
   /// CoPs with transmitted messages that have not ended, periodic messages among them.
   std::size_t GetPendingTxCopCount() const EXCLUDES(conditionLock_);
 
@@ -62,52 +87,58 @@ class CJ2534EventProcessor : public CJ2534 {
   /// The thread's body.
   class CJ2534EventProcessorThread;
 
-  using Conditions = std::map<UNUM32, CJ2534Event*>;
+  struct Condition {
+    CopWaiter* waiter;
+    bool isTransmit;
+  };
+  using Conditions = std::multimap<UNUM32, Condition>;
 
   void Run();
   Status Dispatch(pdu::Item<PDU_EVENT_ITEM> item);
-  Status ReportFetchFailure(class Exits& exit, T_PDU_ERROR result);
-  /// Ends a CoP: sets its waiter, if it has one, and forgets it.
+  Status ReportFetchFailure(Exits& exit, T_PDU_ERROR result);
+  void ReportPduError(const PDU_ERROR_DATA& error);
+  Conditions::iterator Find(UNUM32 hCop, const CopWaiter* waiter) REQUIRES(conditionLock_);
+  /// Ends the CoP that had the handle first: tells its waiter, if it has one, and forgets it.
   void EndCop(UNUM32 hCop) REQUIRES(conditionLock_);
+  void AbandonWaitsLocked() REQUIRES(conditionLock_);
 
-  // Constant between Initialize and the destructor.
-  CJ2534Channel* channel_ = nullptr;
+  // Constant between Initialize and Stop.
+  EventSink* sink_ = nullptr;
   std::unique_ptr<boost::thread> thread_;
 
   // Synchronised by themselves.
   CJ2534Event wakeEvent_;
-  CJ2534Event stoppedEvent_;
   std::atomic<bool> stopRequested_{true};
+
+  std::optional<LinkHandles> link_ GUARDED_BY(pdu::PduApiLock());
 
   mutable platform::Mutex conditionLock_;  // after PduApiLock where both are held
   Conditions copConditions_ GUARDED_BY(conditionLock_);
-  std::set<UNUM32> txCops_ GUARDED_BY(conditionLock_);  // those of copConditions_ that transmit
   UNUM32 lastCompletedCop_ GUARDED_BY(conditionLock_) = PDU_HANDLE_UNDEF;
 };
 
-/// One application thread's wait for the end of one CoP. The event is its own, not shared with
+/// One application thread's wait for the end of one CoP. Its waiter is its own, not shared with
 /// other waits of the channel, so that no wait can consume the signal of another.
 class CopWait {
  public:
   /// `processor` may be null: nothing is waited for then.
-  explicit CopWait(CJ2534EventProcessor* processor) : processor_(processor) {}
+  explicit CopWait(std::shared_ptr<CJ2534EventProcessor> processor)
+      : processor_(std::move(processor)) {}
   CopWait(const CopWait&) = delete;
   CopWait& operator=(const CopWait&) = delete;
-  ~CopWait() {
-    if (processor_ != nullptr) processor_->ForgetWaiter(hCop_);
-  }
+  ~CopWait();
 
   /// The waiter to register the CoP with.
-  CJ2534Event* Waiter() { return &ended_; }
+  CopWaiter* Waiter() { return &waiter_; }
 
-  /// Waits for the CoP that was started with this waiter; false, with the CoP forgotten, when it
-  /// has not ended after so many milliseconds.
-  bool Wait(UNUM32 hCop, std::uint32_t milliseconds);
+  /// Waits for the CoP that was started with this waiter; it is forgotten when it has not ended
+  /// after so many milliseconds.
+  CopEnd Wait(UNUM32 hCop, std::uint32_t milliseconds);
 
  private:
-  CJ2534EventProcessor* processor_;
-  CJ2534Event ended_;
-  UNUM32 hCop_ = PDU_HANDLE_UNDEF;
+  const std::shared_ptr<CJ2534EventProcessor> processor_;
+  CopWaiter waiter_;
+  bool told_ = false;  // the waiter is registered with no CoP any more
 };
 
 }  // namespace passbridge

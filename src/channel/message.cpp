@@ -9,33 +9,6 @@ namespace passbridge {
 
 namespace {
 
-/// ProtocolID of a raw CAN frame, by the ProtocolIDs of the ISO 15765 channel it arrived on.
-struct RawFrameRow {
-  std::uint32_t first;
-  std::uint32_t last;
-  std::uint32_t raw;  // of `first`; a range keeps its order
-};
-
-constexpr std::array<RawFrameRow, 8> kRawFrames{{
-    {FGA7274, FGA7274, CAN_PS},
-    {FT_FGA7274, FT_FGA7274, FT_CAN_PS},
-    {FT_ISO15765_PS, FT_ISO15765_PS, FT_CAN_PS},
-    {ISO15765, ISO15765, CAN},
-    {ISO15765_PS, ISO15765_PS, CAN_PS},
-    {SW_ISO15765_PS, SW_ISO15765_PS, SW_CAN_PS},
-    {ISO15765_CH1, ISO15765_CH128, CAN_CH1},
-    {SW_CAN_ISO15765_CH1, SW_CAN_ISO15765_CH128, SW_CAN_CAN_CH1},
-}};
-
-std::uint32_t RawFrameProtocol(std::uint32_t protocolId) {
-  for (const RawFrameRow& row : kRawFrames) {
-    if (row.first <= protocolId && protocolId <= row.last) {
-      return row.raw + (protocolId - row.first);
-    }
-  }
-  return protocolId;
-}
-
 /// A receive flag: which bit of which flag byte it is, and the RxStatus bit it stands for.
 struct FlagRow {
   std::uint8_t byte;

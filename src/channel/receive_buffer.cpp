@@ -89,6 +89,11 @@ Status CJ2534ReceiveBuffer::ReadPassThruMsg(const AppMessage& out) {
   });
 }
 
+bool CJ2534ReceiveBuffer::HasMessages() {
+  platform::MutexLock lock(lock_);
+  return !messages_.empty();
+}
+
 Status CJ2534ReceiveBuffer::Clear() {
   constexpr Method kMethod{"CJ2534ReceiveBuffer::Clear()", Module::ReceiveBuffer, 0x05};
   return Traced(kMethod, [&](Exits& exit) -> Status {

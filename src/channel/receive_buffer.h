@@ -25,6 +25,8 @@ class CJ2534ReceiveBuffer : public CJ2534 {
   /// nothing written, when there is none.
   Status ReadPassThruMsg(const AppMessage& out) EXCLUDES(lock_);
 
+  bool HasMessages() EXCLUDES(lock_);
+
   /// Discards every stored message.
   Status Clear() EXCLUDES(lock_);
 

@@ -2,7 +2,7 @@
 #define PASSBRIDGE_CONFIG_CHANNEL_LINK_H_
 
 #include <cstdint>
-#include <span>
+#include <vector>
 
 #include "j2534/protocol.h"
 #include "passbridge/d_pdu_api.h"
@@ -29,7 +29,7 @@ class ChannelLink {
   virtual Status CommitComParams() = 0;
 
   /// Target addresses of functional messages that the channel accepts (J1850 PWM; else none).
-  virtual std::span<const std::uint8_t> FunctionalAddresses() const = 0;
+  virtual std::vector<std::uint8_t> FunctionalAddresses() const = 0;
 
  protected:
   ~ChannelLink() = default;

@@ -45,32 +45,11 @@ struct Request {
   std::optional<FilterMessage> flowControl;
 };
 
-/// Raw CAN frames on channels of mixed format: which ISO 15765 channels take messages of which
-/// ProtocolID.
-struct MixedFormat {
-  std::uint32_t messageProtocolId;
-  std::uint32_t channelProtocolId;
-};
-
-constexpr std::array<MixedFormat, 6> kMixedFormats{{
-    {CAN, ISO15765},
-    {CAN_PS, ISO15765_PS},
-    {CAN_PS, FGA7274},
-    {SW_CAN_PS, SW_ISO15765_PS},
-    {FT_CAN_PS, FT_ISO15765_PS},
-    {FT_CAN_PS, FT_FGA7274},
-}};
-
 bool IsAdmitted(const FilterMessage& message, const Request& request) {
   if (message.protocolId == request.protocolId) return true;
   if (request.noMixedFormat) return false;
-  bool isRawCan = false;
-  for (const MixedFormat& row : kMixedFormats) {
-    if (row.messageProtocolId != message.protocolId) continue;
-    if (row.channelProtocolId == request.protocolId) return true;
-    isRawCan = true;
-  }
-  return !isRawCan;
+  return IsRawFrameOf(request.protocolId, message.protocolId) ||
+         !IsRawFrameProtocol(message.protocolId);
 }
 
 /// One reason to refuse a filter. Checks run in order: each may rely on those before it.

@@ -130,15 +130,19 @@ T_PDU_ERROR StartFilters(const ChannelLink& channel, FilterEntries& entries) {
 }  // namespace
 
 bool CJ2534FilterList::HasRefusedFilters() const {
+  const platform::MutexLock lock(lock_);
   return std::any_of(filters_.begin(), filters_.end(), [](const auto& entry) {
     return entry.second->IsPassOrBlock() && entry.second->NoMixedFormat();
   });
 }
 
 T_PDU_ERROR CJ2534FilterList::SendPduUridTable() const {
-  ResponseTable table(filters_);
+  const std::unique_ptr<ResponseTable> table = [this] {
+    const platform::MutexLock lock(lock_);
+    return std::make_unique<ResponseTable>(filters_);
+  }();
   return pdu::Api().PDUSetUniqueRespIdTable(channel_->ModuleHandle(), channel_->CllHandle(),
-                                            table.Item());
+                                            table->Item());
 }
 
 Status CJ2534FilterList::SetPduUridTable(bool startPassBlock, bool buildTable) {
@@ -157,13 +161,18 @@ Status CJ2534FilterList::SetPduUridTable(bool startPassBlock, bool buildTable) {
       }
       channel_->CommitComParams();
     }
-    const bool hasOthers = buildTable ? HasPassBlockFilters() : !filters_.empty();
+    const bool hasOthers = buildTable ? HasPassBlockFilters() : !IsEmpty();
     if (!hasOthers) return exit.Normal();
     if (const Status status = StartPduFilters(startPassBlock)) {
       return exit.PassOn(7, status, "Error starting PDU Filters.");
     }
     return exit.Normal();
   });
+}
+
+Status CJ2534FilterList::CollectEntries(std::vector<PDU_IO_FILTER_DATA>& entries) const {
+  const platform::MutexLock lock(lock_);
+  return AddFilters(filters_, entries);
 }
 
 Status CJ2534FilterList::StartPduFilters(bool startPassBlock) {
@@ -174,7 +183,7 @@ Status CJ2534FilterList::StartPduFilters(bool startPassBlock) {
     }
     if (!startPassBlock) return exit.Normal();
     FilterEntries entries;
-    if (const Status status = AddFilters(filters_, entries)) {
+    if (const Status status = CollectEntries(entries)) {
       return exit.PassOn(6, status, "Invalid Filter.");
     }
     AddFunctionalAddresses(channel_->FunctionalAddresses(), entries);

@@ -66,37 +66,43 @@ Status CJ2534FilterList::StartJ2534Filter(std::unique_ptr<CJ2534Filter>&& filter
   constexpr Method kMethod = FilterListMethod("CJ2534FilterList::StartJ2534Filter()", 0x05);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (filter == nullptr) return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid filter pointer.");
-    if (filter->IsPassOrBlock()) {
-      if (filters_.size() > kMaxPassBlockFilters) {
-        return exit.Fail(2, ERR_EXCEEDED_LIMIT, "Too many non-ISO15765 Filters.");
-      }
-      if (HasEqual(*filter)) filter->SetDuplicate();
-    } else if (filter->IsFlowControl()) {
-      if (filters_.size() > kMaxFlowControlFilters) {
-        return exit.Fail(3, ERR_EXCEEDED_LIMIT, "Too many ISO15765 Filters.");
-      }
-      if (const Status status = CheckUnique(*filter)) {
-        return exit.PassOn(4, status, "Filter is not unique.");
-      }
-    } else {
-      return exit.Fail(5, ERR_FAILED, "Invalid Filter Type");
-    }
-    const std::uint32_t filterId = FreeFilterId();
-    filter->SetFilterId(filterId);
-    filters_.emplace(filterId, std::move(filter));
-    return exit.Normal();
+    const platform::MutexLock lock(lock_);
+    return Keep(exit, std::move(filter));
   });
+}
+
+Status CJ2534FilterList::Keep(const Exits& exit, std::unique_ptr<CJ2534Filter>&& filter) {
+  if (filter->IsPassOrBlock()) {
+    if (filters_.size() > kMaxPassBlockFilters) {
+      return exit.Fail(2, ERR_EXCEEDED_LIMIT, "Too many non-ISO15765 Filters.");
+    }
+    if (HasEqual(*filter)) filter->SetDuplicate();
+  } else if (filter->IsFlowControl()) {
+    if (filters_.size() > kMaxFlowControlFilters) {
+      return exit.Fail(3, ERR_EXCEEDED_LIMIT, "Too many ISO15765 Filters.");
+    }
+    if (const Status status = CheckUnique(*filter)) {
+      return exit.PassOn(4, status, "Filter is not unique.");
+    }
+  } else {
+    return exit.Fail(5, ERR_FAILED, "Invalid Filter Type");
+  }
+  const std::uint32_t filterId = FreeFilterId();
+  filter->SetFilterId(filterId);
+  filters_.emplace(filterId, std::move(filter));
+  return exit.Normal();
 }
 
 Status CJ2534FilterList::StopJ2534Filter(std::uint32_t filterId) {
   constexpr Method kMethod = FilterListMethod("CJ2534FilterList::StopJ2534Filter()", 0x06);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    const auto found = filters_.find(filterId);
-    if (found == filters_.end()) {
-      return exit.PassOn(1, ERR_INVALID_FILTER_ID, "Invalid FilterID.");
+    FilterMap::node_type removed;
+    {
+      const platform::MutexLock lock(lock_);
+      removed = filters_.extract(filterId);
     }
-    const bool wasFlowControl = found->second->IsFlowControl();
-    filters_.erase(found);
+    if (removed.empty()) return exit.PassOn(1, ERR_INVALID_FILTER_ID, "Invalid FilterID.");
+    const bool wasFlowControl = removed.mapped()->IsFlowControl();
     if (const Status status = DownloadJ2534Filters(!wasFlowControl, wasFlowControl, true)) {
       return exit.PassOn(3, status, kDownloadFailed);
     }
@@ -109,8 +115,12 @@ Status CJ2534FilterList::ClearJ2534PassBlockFilters() {
   constexpr Method kMethod =
       FilterListMethod("CJ2534FilterList::ClearJ2534PassBlockFilters()", 0x06);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    const std::size_t removed =
-        std::erase_if(filters_, [](const auto& entry) { return entry.second->IsPassOrBlock(); });
+    std::size_t removed = 0;
+    {
+      const platform::MutexLock lock(lock_);
+      removed =
+          std::erase_if(filters_, [](const auto& entry) { return entry.second->IsPassOrBlock(); });
+    }
     if (removed == 0) return exit.Normal();
     if (const Status status = DownloadJ2534Filters(true, false, true)) {
       return exit.PassOn(6, status, kDownloadFailed);
@@ -122,7 +132,10 @@ Status CJ2534FilterList::ClearJ2534PassBlockFilters() {
 Status CJ2534FilterList::ClearJ2534Filters() {
   constexpr Method kMethod = FilterListMethod("CJ2534FilterList::ClearJ2534Filters()", 0x07);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    filters_.clear();
+    {
+      const platform::MutexLock lock(lock_);
+      filters_.clear();
+    }
     if (const Status status = DownloadJ2534Filters(true, true, true)) {
       return exit.PassOn(1, status, kDownloadFailed);
     }
@@ -130,12 +143,19 @@ Status CJ2534FilterList::ClearJ2534Filters() {
   });
 }
 
+bool CJ2534FilterList::IsEmpty() const {
+  const platform::MutexLock lock(lock_);
+  return filters_.empty();
+}
+
 bool CJ2534FilterList::HasPassBlockFilters() const {
+  const platform::MutexLock lock(lock_);
   return std::any_of(filters_.begin(), filters_.end(),
                      [](const auto& entry) { return entry.second->IsPassOrBlock(); });
 }
 
 bool CJ2534FilterList::HasFlowControlFor(std::span<const std::uint8_t> data) const {
+  const platform::MutexLock lock(lock_);
   return std::any_of(filters_.begin(), filters_.end(), [data](const auto& entry) {
     const CJ2534Filter& filter = *entry.second;
     const std::span<const std::uint8_t> start = filter.FlowControl();

@@ -5,10 +5,12 @@
 #include <map>
 #include <memory>
 #include <span>
+#include <vector>
 
 #include "config/channel_link.h"
 #include "config/filter.h"
 #include "j2534/cj2534.h"
+#include "platform/mutex.h"
 #include "trace/method.h"
 
 namespace passbridge {
@@ -23,8 +25,8 @@ using FilterMap = std::map<std::uint32_t, std::unique_ptr<CJ2534Filter>>;
 
 /// The message filters of one channel. The D-PDU side is rebuilt whole with each download: pass and
 /// block filters as the link's message filters, flow-control filters of ISO 15765 channels as its
-/// table of unique response identifiers. Used by the thread that runs the channel's J2534
-/// operations; no locks.
+/// table of unique response identifiers. One thread at a time changes the list and downloads it;
+/// any thread may ask it meanwhile.
 class CJ2534FilterList : public CJ2534 {
  public:
   CJ2534FilterList();
@@ -60,18 +62,25 @@ class CJ2534FilterList : public CJ2534 {
 
   /// Whether the flow-control message of some filter starts like `data`: then the message can be
   /// sent in segments.
-  bool HasFlowControlFor(std::span<const std::uint8_t> data) const;
+  bool HasFlowControlFor(std::span<const std::uint8_t> data) const EXCLUDES(lock_);
 
  private:
-  bool HasPassBlockFilters() const;
-  bool HasRefusedFilters() const;
-  T_PDU_ERROR SendPduUridTable() const;
-  bool HasEqual(const CJ2534Filter& filter) const;
-  Status CheckUnique(const CJ2534Filter& filter) const;
-  std::uint32_t FreeFilterId() const;
+  bool IsEmpty() const EXCLUDES(lock_);
+  bool HasPassBlockFilters() const EXCLUDES(lock_);
+  bool HasRefusedFilters() const EXCLUDES(lock_);
+  T_PDU_ERROR SendPduUridTable() const EXCLUDES(lock_);
+  /// One entry a pass or block filter.
+  Status CollectEntries(std::vector<PDU_IO_FILTER_DATA>& entries) const EXCLUDES(lock_);
+  /// Puts an acceptable filter into the list.
+  Status Keep(const Exits& exit, std::unique_ptr<CJ2534Filter>&& filter) REQUIRES(lock_);
+  bool HasEqual(const CJ2534Filter& filter) const REQUIRES(lock_);
+  Status CheckUnique(const CJ2534Filter& filter) const REQUIRES(lock_);
+  std::uint32_t FreeFilterId() const REQUIRES(lock_);
 
   ChannelLink* channel_ = nullptr;
-  FilterMap filters_;
+
+  mutable platform::Mutex lock_;  // not held while the D-PDU library is called
+  FilterMap filters_ GUARDED_BY(lock_);
 };
 
 }  // namespace passbridge

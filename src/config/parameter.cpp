@@ -71,9 +71,11 @@ Status CJ2534Parameter::Initialize(std::uint32_t protocolId) {
     if (const Status status = GetPduComParamId(parameterId_, &pduComParamId_)) {
       return exit.PassOn(2, status, "Error getting PDU ParamId.");
     }
-    if (const Status status = GetDefaultValue(protocolId, parameterId_, &value_)) {
+    std::uint32_t value = 0;
+    if (const Status status = GetDefaultValue(protocolId, parameterId_, &value)) {
       return exit.PassOn(4, status, "Error getting default value.");
     }
+    value_ = value;
     modified_ = true;
     return exit.Normal();
   });
@@ -118,8 +120,7 @@ Status CJ2534Parameter::SetValue(std::uint32_t protocolId, std::uint32_t value) 
     if (const Status status = ValidateValue(protocolId, parameterId_, value)) {
       return exit.PassOn(1, status, "Error setting PDU ComParam value.");
     }
-    modified_ = modified_ || value != value_;
-    value_ = value;
+    if (value_.exchange(value) != value) modified_ = true;
     return exit.Normal();
   });
 }

@@ -1,6 +1,7 @@
 #ifndef PASSBRIDGE_CONFIG_PARAMETER_H_
 #define PASSBRIDGE_CONFIG_PARAMETER_H_
 
+#include <atomic>
 #include <cstdint>
 
 #include "j2534/cj2534.h"
@@ -52,9 +53,9 @@ class CJ2534Parameter : public CJ2534 {
 
  private:
   std::uint32_t parameterId_ = 0;
-  std::uint32_t value_ = 0;
   UNUM32 pduComParamId_ = 0;
-  bool modified_ = false;
+  std::atomic<std::uint32_t> value_{0};
+  std::atomic<bool> modified_{false};
 };
 
 }  // namespace passbridge

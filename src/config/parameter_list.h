@@ -13,7 +13,7 @@
 namespace passbridge {
 
 /// The J2534 configuration parameters of one channel. J1962_PINS is not among them: the channel
-/// keeps it. Used by the thread that runs the channel's J2534 operations; no locks.
+/// keeps it. The list is filled once; after that any thread may use it.
 class CJ2534ParameterList : public CJ2534 {
  public:
   CJ2534ParameterList();

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <span>
 
+#include "passbridge/j2534.h"
+
 /// Views of what an application passes by pointer. The standard's fields are `unsigned long`:
 /// 32 bits on Windows and for clients of the 32-bit build, 64 bits on Linux otherwise. These
 /// views know the width, so that everything behind the exports is written, and built, once.
@@ -45,6 +47,10 @@ class AppValue {
   void* address_ = nullptr;
   FieldWidth width_ = FieldWidth::k32;
 };
+
+/// A text buffer of the application, as the cells that it lies in and their number.
+inline AppValue TextCell(char* text) { return {text, FieldWidth::k32}; }
+inline constexpr std::size_t kTextWords = J2534_TEXT_SIZE / sizeof(std::uint32_t);
 
 /// What an ioctl gets: a pointer to something that depends on the ioctl, and the width of the
 /// `unsigned long` fields in it.

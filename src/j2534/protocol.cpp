@@ -50,6 +50,28 @@ constexpr std::array kProtocols{
     Single(UBP_PS, UBP_PS),
 };
 
+/// The raw CAN frames on the ISO 15765 channels `first` to `last`.
+struct RawFrames {
+  std::uint32_t first;
+  std::uint32_t last;
+  std::uint32_t raw;  // of `first`; a range keeps its order
+
+  constexpr bool Concern(std::uint32_t protocolId) const {
+    return first <= protocolId && protocolId <= last;
+  }
+};
+
+constexpr std::array<RawFrames, 8> kRawFrames{{
+    {ISO15765, ISO15765, CAN},
+    {ISO15765_PS, ISO15765_PS, CAN_PS},
+    {SW_ISO15765_PS, SW_ISO15765_PS, SW_CAN_PS},
+    {FT_ISO15765_PS, FT_ISO15765_PS, FT_CAN_PS},
+    {FGA7274, FGA7274, CAN_PS},
+    {FT_FGA7274, FT_FGA7274, FT_CAN_PS},
+    {ISO15765_CH1, ISO15765_CH128, CAN_CH1},
+    {SW_CAN_ISO15765_CH1, SW_CAN_ISO15765_CH128, SW_CAN_CAN_CH1},
+}};
+
 struct TypeName {
   ProtocolType type;
   const char* name;
@@ -89,6 +111,24 @@ const char* ProtocolTypeName(ProtocolType type) {
 
 bool IsIso15765Type(ProtocolType type) {
   return type == ISO15765 || type == SW_ISO15765_PS || type == FGA7274;
+}
+
+std::uint32_t RawFrameProtocol(std::uint32_t channelProtocolId) {
+  const auto* const row = std::find_if(
+      kRawFrames.begin(), kRawFrames.end(),
+      [channelProtocolId](const RawFrames& r) { return r.Concern(channelProtocolId); });
+  return row != kRawFrames.end() ? row->raw + (channelProtocolId - row->first) : channelProtocolId;
+}
+
+bool IsRawFrameOf(std::uint32_t channelProtocolId, std::uint32_t messageProtocolId) {
+  return messageProtocolId != channelProtocolId &&
+         messageProtocolId == RawFrameProtocol(channelProtocolId);
+}
+
+bool IsRawFrameProtocol(std::uint32_t protocolId) {
+  return std::any_of(kRawFrames.begin(), kRawFrames.end(), [protocolId](const RawFrames& row) {
+    return row.first == row.last && row.raw == protocolId;
+  });
 }
 
 bool IsPinSwitched(std::uint32_t protocolId) {

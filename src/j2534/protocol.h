@@ -25,6 +25,15 @@ const char* ProtocolTypeName(ProtocolType type);
 /// Whether messages of the type are carried by ISO 15765-2, with flow-control filters.
 bool IsIso15765Type(ProtocolType type);
 
+/// ProtocolID of the raw CAN frames on an ISO 15765 channel; its own for any other channel.
+std::uint32_t RawFrameProtocol(std::uint32_t channelProtocolId);
+
+/// Whether a message of the ProtocolID is a raw CAN frame on that ISO 15765 channel.
+bool IsRawFrameOf(std::uint32_t channelProtocolId, std::uint32_t messageProtocolId);
+
+/// Whether raw CAN frames on some ISO 15765 channel have the ProtocolID.
+bool IsRawFrameProtocol(std::uint32_t protocolId);
+
 /// Whether a channel of the ProtocolID waits for J1962_PINS before it connects.
 bool IsPinSwitched(std::uint32_t protocolId);
 

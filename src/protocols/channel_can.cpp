@@ -51,8 +51,7 @@ Status CJ2534Channel_CAN::SetProtocolConnectionComParameters() {
   });
 }
 
-Status CJ2534Channel_CAN::AdjustCop(const AppMessage& msg, UNUM32& /*size*/, UNUM8* /*data*/,
-                                    CopControl& control) {
+Status CJ2534Channel_CAN::AdjustCop(const AppMessage& msg, CopData& /*data*/, CopControl& control) {
   return Traced(Can("CJ2534Channel_CAN::AdjustCop()", 0x04), [&](Exits& exit) -> Status {
     const std::uint32_t txFlags = msg.TxFlags();
     // The TxFlags, most significant byte first.
@@ -75,13 +74,14 @@ Status CJ2534Channel_CAN::ValidateMessage(std::uint32_t dataSize, const std::uin
 Status CJ2534Channel_CAN::PassThruStartPeriodicMsg(const AppMessage& msg, const AppValue& msgId,
                                                    std::uint32_t interval) {
   constexpr Method kMethod = Can("CJ2534Channel_CAN::PassThruStartPeriodicMsg()", 0x06);
+  static constexpr std::array<TakenOver, 2> kTakenOver{{
+      {LOOPBACK, "Error connecting to Channel."},
+      {J1962_PINS, "Error connecting to Channel."},
+  }};
+  constexpr PeriodicChannelPlan kPlan{[] { return OwnedChannel(new CJ2534Channel_CAN); },
+                                      kTakenOver};
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    if (PeriodicChannel() == nullptr) {
-      if (const Status status = MakePeriodicChannel(exit, std::make_unique<CJ2534Channel_CAN>())) {
-        return status;
-      }
-    }
-    return PeriodicChannel()->StartPeriodicMsgEx(msg, msgId, interval);
+    return StartOnPeriodicChannel(exit, kPlan, msg, msgId, interval);
   });
 }
 

@@ -11,7 +11,7 @@ class CJ2534Channel_CAN : public CJ2534Channel {
   /// Periodic messages run on a second link, so that they do not delay the application's traffic.
   Status PassThruStartPeriodicMsg(const AppMessage& msg, const AppValue& msgId,
                                   std::uint32_t interval) override;
-  Status AdjustCop(const AppMessage& msg, UNUM32& size, UNUM8* data, CopControl& control) override;
+  Status AdjustCop(const AppMessage& msg, CopData& data, CopControl& control) override;
   Status ValidateMessage(std::uint32_t dataSize, const std::uint8_t* data,
                          std::uint32_t rxStatus) override;
   Status GetPduResourceBusTypeId(PDU_RSC_DATA* resource) override;

@@ -10,13 +10,13 @@ namespace passbridge {
 namespace {
 
 template <typename Channel>
-std::unique_ptr<CJ2534Channel> Make() {
-  return std::make_unique<Channel>();
+OwnedChannel Make() {
+  return OwnedChannel(new Channel);
 }
 
 struct FamilyRow {
   ProtocolType type;
-  std::unique_ptr<CJ2534Channel> (*make)();
+  OwnedChannel (*make)();
 };
 
 constexpr std::array<FamilyRow, 1> kFamily{{
@@ -25,7 +25,7 @@ constexpr std::array<FamilyRow, 1> kFamily{{
 
 }  // namespace
 
-std::unique_ptr<CJ2534Channel> CreateChannel(ProtocolType type) {
+OwnedChannel CreateChannel(ProtocolType type) {
   const auto* const row =
       std::find_if(kFamily.begin(), kFamily.end(),
                    [type](const FamilyRow& entry) { return entry.type == type; });

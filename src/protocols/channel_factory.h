@@ -8,7 +8,7 @@
 namespace passbridge {
 
 /// Makes the channel of a protocol's class; null for a ProtocolType without one.
-std::unique_ptr<CJ2534Channel> CreateChannel(ProtocolType type);
+OwnedChannel CreateChannel(ProtocolType type);
 
 }  // namespace passbridge
 

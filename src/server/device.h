@@ -14,13 +14,14 @@
 namespace passbridge {
 
 class CJ2534Channel;
+struct ChannelDeleter;
 class Exits;
 struct Method;
 
 /// Shared by the device and by the calls that are under way on the channel.
 using ChannelPtr = std::shared_ptr<CJ2534Channel>;
 /// Makes the channel object for a protocol; null for a type that has no class.
-using ChannelFactory = std::function<std::unique_ptr<CJ2534Channel>(ProtocolType)>;
+using ChannelFactory = std::function<std::unique_ptr<CJ2534Channel, ChannelDeleter>(ProtocolType)>;
 
 /// One opened VCI: a connection to a D-PDU module with the channels on it. The same rules for
 /// threads hold as for the server; SetConnected may come from any thread at any time.

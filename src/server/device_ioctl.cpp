@@ -41,8 +41,6 @@ constexpr std::uint32_t kMaxVoltage = 20000;
 constexpr std::uint32_t kGroundPin = 15;
 constexpr std::array<std::uint32_t, 7> kVoltagePins{0, 6, 9, 11, 12, 13, 14};
 
-constexpr std::size_t kTextWords = J2534_TEXT_SIZE / sizeof(std::uint32_t);
-
 bool IsVoltagePin(std::uint32_t pin) {
   return std::find(kVoltagePins.begin(), kVoltagePins.end(), pin) != kVoltagePins.end();
 }
@@ -53,9 +51,6 @@ std::uint32_t SameNumber(std::uint32_t value) { return value; }
 std::uint32_t CableId(std::uint32_t value) {
   return value == 100 ? 0x100 : value == 101 ? 0x200 : value;
 }
-
-/// A text buffer of the application as the cells that it lies in.
-AppValue TextCell(char* text) { return {text, FieldWidth::k32}; }
 
 /// Bits 31 to 8 of a version word, three numbers of a byte each.
 void WriteFirmwareVersion(std::uint32_t version, char* text) {

@@ -29,10 +29,6 @@ namespace {
 
 constexpr const char* kNotConnected = "Return the device is not connected, reopen device.";
 
-constexpr std::size_t kTextWords = J2534_TEXT_SIZE / sizeof(std::uint32_t);
-
-AppValue TextCell(char* text) { return {text, FieldWidth::k32}; }
-
 constexpr Method ServerMethod(const char* name, std::uint8_t number) {
   return {name, Module::Server, number};
 }

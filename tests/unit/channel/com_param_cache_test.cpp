@@ -20,7 +20,7 @@ struct ComParamCacheTest : testing::Test {
   }
   std::size_t Writes() { return pdu.Calls().Count("PDUSetComParam"); }
 
-  static constexpr ComParamCache::Link kLink{1, 0x100};
+  static constexpr LinkHandles kLink{1, 0x100};
   ScriptedPdu pdu;
   ComParamCache cache;
 };

@@ -19,8 +19,9 @@ struct EventProcessorTest : testing::Test {
   }
 
   ScriptedPdu pdu;
-  CJ2534EventProcessor processor;
-  CJ2534Event waiter;
+  CopWaiter waiter;
+  const std::shared_ptr<CJ2534EventProcessor> shared = std::make_shared<CJ2534EventProcessor>();
+  CJ2534EventProcessor& processor = *shared;
 };
 
 TEST_F(EventProcessorTest, EndOfACopWakesItsWaiterAndRemovesItsCondition) {
@@ -29,12 +30,12 @@ TEST_F(EventProcessorTest, EndOfACopWakesItsWaiterAndRemovesItsCondition) {
     processor.AddCopCondition(7, &waiter, true);
     EXPECT_EQ(processor.GetPendingTxCopCount(), 1U);
     EXPECT_EQ(processor.ProcessStatusCode(StatusItem(PDU_COPST_EXECUTING, 7)), STATUS_NOERROR);
-    EXPECT_EQ(processor.CheckCopCondition(7), STATUS_NOERROR) << "still to be waited for";
-    EXPECT_FALSE(waiter.TimedWait(0));
+    EXPECT_EQ(processor.CheckCopCondition(7, &waiter), STATUS_NOERROR) << "still to be waited for";
+    EXPECT_FALSE(waiter.event.TimedWait(0));
 
     EXPECT_EQ(processor.ProcessStatusCode(StatusItem(end, 7)), STATUS_NOERROR);
-    EXPECT_TRUE(waiter.TimedWait(0));
-    EXPECT_EQ(processor.CheckCopCondition(7), ERR_FAILED);
+    EXPECT_TRUE(waiter.event.TimedWait(0));
+    EXPECT_EQ(processor.CheckCopCondition(7, &waiter), ERR_FAILED);
     EXPECT_EQ(processor.GetPendingTxCopCount(), 0U);
   }
   EXPECT_EQ(pdu.Items().Alive(), 0U);
@@ -66,21 +67,60 @@ TEST_F(EventProcessorTest, HandleThatIsUsedAgainIsPendingAgain) {
   processor.AddCopCondition(7, nullptr, true);
   processor.ProcessStatusCode(StatusItem(PDU_COPST_FINISHED, 7));
   processor.AddCopCondition(7, &waiter, true);
-  EXPECT_EQ(processor.CheckCopCondition(7), STATUS_NOERROR);
+  EXPECT_EQ(processor.CheckCopCondition(7, &waiter), STATUS_NOERROR);
 }
 
 TEST_F(EventProcessorTest, WaitEndsWithItsOwnCopOnly) {
-  CopWait mine(&processor);
+  CopWait mine(shared);
   processor.AddCopCondition(1, mine.Waiter(), true);
   processor.AddCopCondition(2, &waiter, true);
   processor.ProcessStatusCode(StatusItem(PDU_COPST_FINISHED, 2));
-  EXPECT_FALSE(mine.Wait(1, 1)) << "the other CoP's end is not this one's";
-  EXPECT_EQ(processor.RemoveCopCondition(1), ERR_FAILED) << "a wait that gave up is forgotten";
+  EXPECT_EQ(mine.Wait(1, 1), CopEnd::Pending) << "the other CoP's end is not this one's";
+  EXPECT_EQ(processor.RemoveCopCondition(1, nullptr), ERR_FAILED)
+      << "a wait that gave up is forgotten";
 
   processor.AddCopCondition(3, mine.Waiter(), true);
   std::thread ender([&] { processor.ProcessStatusCode(StatusItem(PDU_COPST_FINISHED, 3)); });
-  EXPECT_TRUE(mine.Wait(3, 10000));
+  EXPECT_EQ(mine.Wait(3, 10000), CopEnd::Completed);
   ender.join();
+}
+
+TEST_F(EventProcessorTest, WaitForgetsOnlyItself) {
+  // A library that gives the handle of a CoP whose end nobody has seen yet to the next one.
+  auto first = std::make_unique<CopWait>(shared);
+  CopWait second(shared);
+  processor.AddCopCondition(7, first->Waiter(), true);
+  processor.AddCopCondition(7, second.Waiter(), true);
+  processor.ProcessStatusCode(StatusItem(PDU_COPST_FINISHED, 7));
+  EXPECT_EQ(first->Wait(7, 0), CopEnd::Completed) << "the one that was started first";
+  EXPECT_EQ(processor.CheckCopCondition(7, second.Waiter()), STATUS_NOERROR);
+  first.reset();
+  processor.ProcessStatusCode(StatusItem(PDU_COPST_FINISHED, 7));
+  EXPECT_EQ(second.Wait(7, 0), CopEnd::Completed);
+
+  {
+    CopWait neverWaited(shared);  // an exception came between its start and its wait
+    processor.AddCopCondition(8, neverWaited.Waiter(), true);
+  }
+  processor.ProcessStatusCode(StatusItem(PDU_COPST_FINISHED, 8));  // tells nobody
+}
+
+TEST_F(EventProcessorTest, StopEndsEveryWaitAndWhatOutlivesItIsHarmless) {
+  CopWait mine(shared);
+  processor.AddCopCondition(1, mine.Waiter(), true);
+  std::thread stopper([&] { processor.Stop(); });
+  EXPECT_EQ(mine.Wait(1, 10000), CopEnd::Abandoned);
+  stopper.join();
+  EXPECT_EQ(processor.GetPendingTxCopCount(), 0U);
+}
+
+TEST(EventTest, EndReleasesEveryWaitUntilItIsReopened) {
+  CJ2534Event event;
+  event.End();
+  EXPECT_TRUE(event.TimedWait(10000));
+  event.Wait();
+  event.Reopen();
+  EXPECT_FALSE(event.TimedWait(0));
 }
 
 TEST(EventTest, RemembersOneSetForOneWait) {

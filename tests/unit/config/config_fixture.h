@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -13,24 +12,11 @@
 
 #include "config/channel_link.h"
 #include "pdu/com_param.h"
+#include "support/observed.h"
 #include "support/scripted_pdu.h"
 #include "trace/location.h"
 
 namespace passbridge::test {
-
-/// What a call gave: its status, its own report ("0E030005 Mask Data Size is too big."; empty for a
-/// normal exit) and the location that the last-error record has since, 0 for none.
-struct Outcome {
-  Status status;
-  std::string report;
-  Location recorded;
-};
-
-/// Calls with the trace on.
-Outcome Observe(const std::function<Status()>& call);
-
-/// Compares; the report only where the trace can be seen (on Windows it goes to the debugger).
-void ExpectReport(const Outcome& outcome, Status status, const std::string& report);
 
 /// A channel that remembers what the lists do to it. ComParams keep what was written.
 class FakeChannel : public ChannelLink {
@@ -60,7 +46,7 @@ class FakeChannel : public ChannelLink {
     ++commits;
     return commitStatus;
   }
-  std::span<const std::uint8_t> FunctionalAddresses() const override { return functionalAddresses; }
+  std::vector<std::uint8_t> FunctionalAddresses() const override { return functionalAddresses; }
 
   std::uint32_t protocolId;
   ProtocolType protocolType;

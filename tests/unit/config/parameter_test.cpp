@@ -11,10 +11,11 @@ using pdu::ComParam;
 using ParameterTest = ConfigTest;
 
 /// A parameter of a channel that has been set to a value.
-CJ2534Parameter Made(std::uint32_t protocolId, std::uint32_t id, std::uint32_t value) {
-  CJ2534Parameter parameter(id);
-  EXPECT_EQ(parameter.Initialize(protocolId), STATUS_NOERROR) << id;
-  EXPECT_EQ(parameter.SetValue(protocolId, value), STATUS_NOERROR) << id;
+std::unique_ptr<CJ2534Parameter> Made(std::uint32_t protocolId, std::uint32_t id,
+                                      std::uint32_t value) {
+  auto parameter = std::make_unique<CJ2534Parameter>(id);
+  EXPECT_EQ(parameter->Initialize(protocolId), STATUS_NOERROR) << id;
+  EXPECT_EQ(parameter->SetValue(protocolId, value), STATUS_NOERROR) << id;
   return parameter;
 }
 
@@ -172,9 +173,9 @@ TEST_F(ParameterTest, ConvertsToTheUnitsOfTheComParam) {
       {ISO9141, DATA_BITS, 0, 7, 7},
   };
   for (const auto& row : rows) {
-    const CJ2534Parameter parameter = Made(row.protocolId, row.parameterId, row.value);
+    const auto parameter = Made(row.protocolId, row.parameterId, row.value);
     UNUM32 converted = 0;
-    EXPECT_EQ(parameter.GetConvertedPDUValue(&converted, row.current), STATUS_NOERROR);
+    EXPECT_EQ(parameter->GetConvertedPDUValue(&converted, row.current), STATUS_NOERROR);
     EXPECT_EQ(converted, row.converted)
         << std::hex << row.parameterId << ' ' << row.value << ' ' << row.current;
   }
@@ -182,9 +183,10 @@ TEST_F(ParameterTest, ConvertsToTheUnitsOfTheComParam) {
 
 TEST_F(ParameterTest, RefusesAUartConfigurationThatDoesNotExist) {
   for (const std::uint32_t parameterId : {PARITY, DATA_BITS}) {
-    const CJ2534Parameter parameter = Made(ISO9141, parameterId, 1);
+    const auto parameter = Made(ISO9141, parameterId, 1);
     UNUM32 converted = 55;
-    const Outcome outcome = Observe([&] { return parameter.GetConvertedPDUValue(&converted, 18); });
+    const Outcome outcome =
+        Observe([&] { return parameter->GetConvertedPDUValue(&converted, 18); });
     ExpectReport(outcome, ERR_FAILED, "100F0002 Invalid UART configuration on the link.");
     EXPECT_EQ(converted, 55u);
   }

@@ -50,10 +50,10 @@ struct DeviceFixture : testing::Test {
   LastErrorRecord& record = LastErrorRecord::Instance();
   std::uint32_t channelId = 0;
   std::unique_ptr<CJ2534Device> device =
-      std::make_unique<CJ2534Device>([this](ProtocolType type) -> std::unique_ptr<CJ2534Channel> {
+      std::make_unique<CJ2534Device>([this](ProtocolType type) -> OwnedChannel {
         if (type == UBP_PS) return nullptr;
         if (type == FGA7274) throw std::bad_alloc();
-        return std::make_unique<test::FakeChannel>(script);
+        return OwnedChannel(new test::FakeChannel(script));
       });
 };
 
