@@ -3,110 +3,24 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "pdu/com_param.h"
-#include "support/scripted_pdu.h"
+#include "channel_fixture.h"
 #include "trace/last_error.h"
 
 namespace passbridge {
 namespace {
 
+using test::CanMessage;
+using test::NamesOf;
 using test::ResultSpec;
 using test::ScriptedPdu;
 
-constexpr UNUM32 kModule = 1;
-
-PassThruMsg CanMessage(std::vector<std::uint8_t> bytes, std::uint32_t protocolId = CAN,
-                       std::uint32_t txFlags = 0) {
-  PassThruMsg message;
-  message.protocolId = protocolId;
-  message.txFlags = txFlags;
-  message.dataSize = static_cast<std::uint32_t>(bytes.size());
-  std::copy(bytes.begin(), bytes.end(), message.data.begin());
-  return message;
-}
-
-std::vector<std::string> NamesOf(const std::vector<std::string>& calls) {
-  std::vector<std::string> names;
-  for (const std::string& call : calls) {
-    const std::string name = call.substr(0, call.find('('));
-    if (name == "PDUGetEventItem" || name == "PDUDestroyItem") continue;  // the event thread's
-    if (names.empty() || names.back() != name) names.push_back(name);
-  }
-  return names;
-}
-
-struct ChannelCanTest : testing::Test {
-  ChannelCanTest() {
-    pdu::ResolvePduObjectIds();
-    LastErrorRecord::Instance().SetLastStatus(STATUS_NOERROR);
-    pdu.Calls().Clear();
-  }
-
-  ~ChannelCanTest() override {
-    Drop();
-    EXPECT_EQ(pdu.Items().Alive(), 0U) << "every item is destroyed";
-    EXPECT_EQ(pdu.Items().WrongDestroys(), 0U) << "and none of them twice";
-  }
-
-  Status Connect(std::uint32_t protocolId = CAN, std::uint32_t flags = 0,
-                 std::uint32_t baudRate = 500000) {
-    Drop();
-    channel = std::make_unique<CJ2534Channel_CAN>();
-    const Status status = channel->Initialize(kModule, protocolId, flags, baudRate);
-    return status != STATUS_NOERROR ? status
-                                    : channel->PassThruConnect(protocolId, flags, baudRate);
-  }
-
-  void Drop() {
-    if (channel != nullptr) channel->PassThruDisconnect();
-    channel.reset();
-  }
-
-  Status Write(std::vector<PassThruMsg> messages, std::uint32_t timeout, std::uint32_t* sent) {
-    *sent = static_cast<std::uint32_t>(messages.size());
-    return channel->PassThruWriteMsgs(AppMessage(messages.front()), AppValue(*sent), timeout);
-  }
-
-  Status Read(std::uint32_t count, std::uint32_t timeout) {
-    received.assign(count, {});
-    numRead = count;
-    return channel->PassThruReadMsgs(AppMessage(received.front()), AppValue(numRead), timeout);
-  }
-
-  void Deliver(const ResultSpec& given) {
-    pdu.Deliver(kModule, pdu.LastLink(), pdu.Items().MakeResult(given));
-  }
-
-  /// The event thread has stored the message, and found nothing after it, when this returns.
-  void DeliverAndLetTheThreadTakeIt(const ResultSpec& given) {
-    WaitForEmptyQueue(0);
-    const std::size_t before = pdu.Calls().Count("PDUGetEventItem");
-    Deliver(given);
-    WaitForEmptyQueue(before + 2);
-  }
-  void WaitForEmptyQueue(std::size_t calls) {
-    std::size_t last = 0;
-    for (std::size_t now = 1; now != last || now < calls;) {
-      last = now;
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-      now = pdu.Calls().Count("PDUGetEventItem");
-    }
-  }
-
-  std::string LastErrorText() {
-    std::array<char, 80> text{};
-    CJ2534::PassThruGetLastError(text.data());
-    return text.data();
-  }
-
-  ScriptedPdu pdu;
-  std::unique_ptr<CJ2534Channel_CAN> channel;
-  std::vector<PassThruMsg> received;
-  std::uint32_t numRead = 0;
+struct ChannelCanTest : test::ChannelFixture {
+  OwnedChannel Make() override { return OwnedChannel(new CJ2534Channel_CAN); }
 };
 
 TEST_F(ChannelCanTest, ConnectsAndDisconnectsInOrder) {
@@ -221,13 +135,13 @@ TEST_F(ChannelCanTest, WritesSeveralMessagesInOneCop) {
   ASSERT_EQ(Connect(), STATUS_NOERROR);
   std::uint32_t sent = 0;
   EXPECT_EQ(Write({CanMessage({0, 0, 7, 0xE0, 1}), CanMessage({0, 0, 7, 0xDF}),
-                   CanMessage({0x18, 0xDA, 0, 1, 2, 3}, CAN, CAN_29BIT_ID)},
+                   CanMessage({0, 0, 1, 2, 3, 4})},
                   1000, &sent),
             STATUS_NOERROR);
   EXPECT_EQ(sent, 3U);
   const test::StartedCop packed = pdu.StartedCops().back();
-  EXPECT_EQ(packed.data, (std::vector<UNUM8>{3, 0, 0, 0,    5, 0,    0,    7, 0xE0, 1, 4,
-                                             0, 0, 7, 0xDF, 6, 0x18, 0xDA, 0, 1,    2, 3}));
+  EXPECT_EQ(packed.data, (std::vector<UNUM8>{3, 0, 0, 0,    5, 0, 0, 7, 0xE0, 1, 4,
+                                             0, 0, 7, 0xDF, 6, 0, 0, 1, 2,    3, 4}));
   EXPECT_EQ(packed.txFlags, (std::vector<UNUM8>{0, 0, 0, 0x20}));
 
   EXPECT_EQ(Write({CanMessage({0x18, 0xDA, 0, 1}, CAN, CAN_29BIT_ID)}, 0, &sent), STATUS_NOERROR);

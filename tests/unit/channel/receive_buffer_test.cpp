@@ -71,6 +71,22 @@ TEST_F(ReceiveBufferTest, SplitsEachIndicationOff) {
   EXPECT_EQ(pdu.Items().WrongDestroys(), 0U);
 }
 
+TEST_F(ReceiveBufferTest, EachIndicationOfAFrameHasItsOwnHeader) {
+  ASSERT_EQ(Add({.data = kBytes, .rxFlags = {0, 0, 0, 0x0F}, .header = {1, 2, 3, 4, 5}}),
+            STATUS_NOERROR);
+  struct Piece {
+    std::uint32_t rxStatus;
+    std::vector<UNUM8> bytes;
+  };
+  for (const Piece& piece :
+       {Piece{TX_MSG_TYPE | TX_DONE, {0, 0, 7, 0xE8}}, Piece{TX_MSG_TYPE, kBytes},
+        Piece{RX_BREAK, {}}, Piece{START_OF_MESSAGE, {1, 2, 3, 4, 5}}}) {
+    ASSERT_EQ(Read(), STATUS_NOERROR);
+    EXPECT_EQ(out.rxStatus, piece.rxStatus);
+    EXPECT_EQ(std::vector<UNUM8>(out.data.begin(), out.data.begin() + out.dataSize), piece.bytes);
+  }
+}
+
 TEST_F(ReceiveBufferTest, MessagesBeyondTheCapacityAreDeliveredAsOverflow) {
   for (std::uint32_t i = 0; i < CJ2534ReceiveBuffer::kCapacity; ++i) Add({.data = kBytes});
   Add({.data = {0, 0, 1, 2, 0x55}});

@@ -1,0 +1,127 @@
+#include "channel_fixture.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <thread>
+
+#include "pdu/com_param.h"
+#include "trace/last_error.h"
+
+namespace passbridge::test {
+
+PassThruMsg CanMessage(std::vector<std::uint8_t> bytes, std::uint32_t protocolId,
+                       std::uint32_t txFlags) {
+  PassThruMsg message;
+  message.protocolId = protocolId;
+  message.txFlags = txFlags;
+  message.dataSize = static_cast<std::uint32_t>(bytes.size());
+  std::copy(bytes.begin(), bytes.end(), message.data.begin());
+  return message;
+}
+
+std::vector<std::string> NamesOf(const std::vector<std::string>& calls) {
+  std::vector<std::string> names;
+  for (const std::string& call : calls) {
+    const std::string name = call.substr(0, call.find('('));
+    if (name == "PDUGetEventItem" || name == "PDUDestroyItem") continue;  // the event thread's
+    if (names.empty() || names.back() != name) names.push_back(name);
+  }
+  return names;
+}
+
+ChannelFixture::ChannelFixture() {
+  pdu::ResolvePduObjectIds();
+  LastErrorRecord::Instance().SetLastStatus(STATUS_NOERROR);
+  pdu.Calls().Clear();
+}
+
+ChannelFixture::~ChannelFixture() {
+  Drop();
+  DropQueuedItems();
+  EXPECT_EQ(pdu.Items().Alive(), 0U) << "every item is destroyed";
+  EXPECT_EQ(pdu.Items().WrongDestroys(), 0U) << "and none of them twice";
+}
+
+Status ChannelFixture::Connect(std::uint32_t protocolId, std::uint32_t flags,
+                               std::uint32_t baudRate) {
+  Drop();
+  channel = Make();
+  const Status status = channel->Initialize(kModule, protocolId, flags, baudRate);
+  return status != STATUS_NOERROR ? status : channel->PassThruConnect(protocolId, flags, baudRate);
+}
+
+void ChannelFixture::Drop() {
+  if (channel != nullptr) channel->PassThruDisconnect();
+  channel.reset();
+}
+
+Status ChannelFixture::Write(std::vector<PassThruMsg> messages, std::uint32_t timeout,
+                             std::uint32_t* sent) {
+  *sent = static_cast<std::uint32_t>(messages.size());
+  return channel->PassThruWriteMsgs(AppMessage(messages.front()), AppValue(*sent), timeout);
+}
+
+Status ChannelFixture::Read(std::uint32_t count, std::uint32_t timeout) {
+  received.assign(count, {});
+  numRead = count;
+  return channel->PassThruReadMsgs(AppMessage(received.front()), AppValue(numRead), timeout);
+}
+
+Status ChannelFixture::Configure(std::vector<std::pair<std::uint32_t, std::uint32_t>> entries,
+                                 std::uint32_t ioctl) {
+  entries.reserve(1);  // no entries are not a null pointer
+  struct {
+    alignas(void*) std::uint32_t count;
+    void* entries;
+  } list{static_cast<std::uint32_t>(entries.size()), entries.data()};
+  return channel->PassThruIoctl(ioctl, {&list, FieldWidth::k32}, {});
+}
+
+std::uint32_t ChannelFixture::ConfigValue(std::uint32_t parameter) {
+  std::array<std::uint32_t, 2> entry{parameter, 0xDEADBEEF};
+  struct {
+    alignas(void*) std::uint32_t count = 1;
+    void* entries = nullptr;
+  } list;
+  list.entries = entry.data();
+  EXPECT_EQ(channel->PassThruIoctl(GET_CONFIG, {&list, FieldWidth::k32}, {}), STATUS_NOERROR);
+  return entry[1];
+}
+
+void ChannelFixture::DropQueuedItems() {
+  for (UNUM32 link = kFirstLink; link <= pdu.LastLink(); ++link) {
+    PDU_EVENT_ITEM* item = nullptr;
+    while (pdu::Api().PDUGetEventItem(kModule, link, &item) == PDU_STATUS_NOERROR) {
+      pdu::DestroyItem(item);
+    }
+  }
+}
+
+void ChannelFixture::Deliver(const ResultSpec& given) {
+  pdu.Deliver(kModule, pdu.LastLink(), pdu.Items().MakeResult(given));
+}
+
+void ChannelFixture::DeliverAndLetTheThreadTakeIt(const ResultSpec& given) {
+  WaitForEmptyQueue(0);
+  const std::size_t before = pdu.Calls().Count("PDUGetEventItem");
+  Deliver(given);
+  WaitForEmptyQueue(before + 2);
+}
+
+void ChannelFixture::WaitForEmptyQueue(std::size_t calls) {
+  std::size_t last = 0;
+  for (std::size_t now = 1; now != last || now < calls;) {
+    last = now;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    now = pdu.Calls().Count("PDUGetEventItem");
+  }
+}
+
+std::string ChannelFixture::LastErrorText() {
+  std::array<char, 80> text{};
+  CJ2534::PassThruGetLastError(text.data());
+  return text.data();
+}
+
+}  // namespace passbridge::test

@@ -1,0 +1,87 @@
+#ifndef PASSBRIDGE_UNIT_CHANNEL_CHANNEL_FIXTURE_H_
+#define PASSBRIDGE_UNIT_CHANNEL_CHANNEL_FIXTURE_H_
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "channel/channel.h"
+#include "support/scripted_pdu.h"
+
+namespace passbridge::test {
+
+PassThruMsg CanMessage(std::vector<std::uint8_t> bytes, std::uint32_t protocolId = CAN,
+                       std::uint32_t txFlags = 0);
+
+/// The D-PDU functions called, each run of one once; without those of the event thread.
+std::vector<std::string> NamesOf(const std::vector<std::string>& calls);
+
+/// A channel of any protocol that accepts every message, adjusts CoPs as the test says, and runs
+/// its periodic messages on its own link.
+class TestChannel : public CJ2534Channel {
+ public:
+  Status AdjustCop(const AppMessage& msg, CopData& data, CopControl& control) override {
+    return adjust ? adjust(msg, data, control) : Status{STATUS_NOERROR};
+  }
+  Status ValidateMessage(std::uint32_t, const std::uint8_t*, std::uint32_t) override {
+    return STATUS_NOERROR;
+  }
+  Status PerformPostProcessing(CJ2534PassThruMsg* msg) override {
+    return postProcess ? postProcess(msg) : CJ2534Channel::PerformPostProcessing(msg);
+  }
+  Status GetPduResourceBusTypeId(PDU_RSC_DATA*) override { return STATUS_NOERROR; }
+  Status GetPduResourceProtocolId(PDU_RSC_DATA*) override { return STATUS_NOERROR; }
+  Status SetProtocolConnectionComParameters() override { return STATUS_NOERROR; }
+
+  std::function<Status(const AppMessage&, CopData&, CopControl&)> adjust;
+  std::function<Status(CJ2534PassThruMsg*)> postProcess;
+};
+
+/// A channel on a scripted D-PDU library, whose items must all be given back in the end.
+class ChannelFixture : public testing::Test {
+ protected:
+  static constexpr UNUM32 kModule = 1;
+
+  ChannelFixture();
+  ~ChannelFixture() override;
+
+  virtual OwnedChannel Make() { return OwnedChannel(new TestChannel); }
+  TestChannel& TheTestChannel() { return static_cast<TestChannel&>(*channel); }
+
+  Status Connect(std::uint32_t protocolId = CAN, std::uint32_t flags = 0,
+                 std::uint32_t baudRate = 500000);
+  void Drop();
+
+  Status Write(std::vector<PassThruMsg> messages, std::uint32_t timeout, std::uint32_t* sent);
+  Status Read(std::uint32_t count, std::uint32_t timeout);
+  /// SET_CONFIG (or GET_CONFIG) of pairs of parameter and value.
+  Status Configure(std::vector<std::pair<std::uint32_t, std::uint32_t>> entries,
+                   std::uint32_t ioctl = SET_CONFIG);
+  /// GET_CONFIG of one parameter; fails the test if it fails.
+  std::uint32_t ConfigValue(std::uint32_t parameter);
+
+  void Deliver(const ResultSpec& given);
+  /// The event thread has stored the message, and found nothing after it, when this returns.
+  void DeliverAndLetTheThreadTakeIt(const ResultSpec& given);
+  std::string LastErrorText();
+
+  ScriptedPdu pdu;
+  OwnedChannel channel;
+  std::vector<PassThruMsg> received;
+  std::uint32_t numRead = 0;
+
+ private:
+  static constexpr UNUM32 kFirstLink = 0x100;
+
+  /// What came after the event thread was stopped.
+  void DropQueuedItems();
+  void WaitForEmptyQueue(std::size_t calls);
+};
+
+}  // namespace passbridge::test
+
+#endif  // PASSBRIDGE_UNIT_CHANNEL_CHANNEL_FIXTURE_H_
