@@ -74,13 +74,14 @@ const char* ComParamName(ComParam param);
 /// Object identifier of a ComParam; PDU_ID_UNDEF where the D-PDU library does not know it.
 UNUM32 ComParamId(ComParam param);
 
-/// Looks all identifiers up: at once where the D-PDU library has PDUGetObjectIds, else one by one.
-/// A name that the library does not know leaves PDU_ID_UNDEF.
-void ResolveComParams();
-
-/// Looks up every identifier that the library uses, of ComParams and of I/O controls. Called after
-/// the first successful PDUConstruct of a process; the identifiers then stay.
+/// Looks up every identifier that the library uses, of ComParams and of I/O controls, and that it
+/// does not have yet: those of ComParams at once where the D-PDU library has PDUGetObjectIds and it
+/// succeeds, the others one by one. Called after each successful PDUConstruct; an identifier that
+/// was found stays for the life of the process.
 void ResolvePduObjectIds();
+
+/// Has no identifier any more; for another D-PDU library in the same process, which tests have.
+void ForgetPduObjectIds();
 
 }  // namespace passbridge::pdu
 

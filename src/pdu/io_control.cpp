@@ -1,7 +1,5 @@
 #include "pdu/io_control.h"
 
-#include "pdu/pdu_api.h"
-
 namespace passbridge::pdu {
 
 namespace {
@@ -26,30 +24,20 @@ constexpr std::array<const char*, kIoControlCount> kIoControlNames{
     "PDU_IOCTL_SEND_BREAK",
 };
 
-std::array<UNUM32, kIoControlCount>& IoControlIds() {
-  static std::array<UNUM32, kIoControlCount> identifiers = [] {
-    std::array<UNUM32, kIoControlCount> undefined{};
-    undefined.fill(PDU_ID_UNDEF);
-    return undefined;
-  }();
-  return identifiers;
-}
-
 }  // namespace
 
 const char* IoControlName(IoControl control) {
   return kIoControlNames[static_cast<std::size_t>(control)];
 }
 
-UNUM32 IoControlId(IoControl control) { return IoControlIds()[static_cast<std::size_t>(control)]; }
+ObjectIds& IoControlIds() {
+  static std::array<ObjectIds::Cell, kIoControlCount> cells;
+  static ObjectIds identifiers(PDU_OBJT_IO_CTRL, kIoControlNames, cells);
+  return identifiers;
+}
 
-void ResolveIoControls() {
-  for (std::size_t i = 0; i < kIoControlCount; ++i) {
-    IoControlIds()[i] = PDU_ID_UNDEF;
-    // The API's names are not const; it does not write to them.
-    Api().PDUGetObjectId(PDU_OBJT_IO_CTRL, const_cast<char*>(kIoControlNames[i]),
-                         &IoControlIds()[i]);
-  }
+UNUM32 IoControlId(IoControl control) {
+  return IoControlIds().At(static_cast<std::size_t>(control));
 }
 
 }  // namespace passbridge::pdu

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "passbridge/d_pdu_api.h"
+#include "pdu/object_ids.h"
 
 namespace passbridge::pdu {
 
@@ -38,8 +39,8 @@ const char* IoControlName(IoControl control);
 /// use it then fail with that library's own result.
 UNUM32 IoControlId(IoControl control);
 
-/// Looks all identifiers up; a failing look-up leaves PDU_ID_UNDEF.
-void ResolveIoControls();
+/// All of them, in the order of IoControl.
+ObjectIds& IoControlIds();
 
 }  // namespace passbridge::pdu
 

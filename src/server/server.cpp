@@ -48,7 +48,7 @@ bool CJ2534Server::Initialize(bool traceOn, const char* vciName) {
   OptionText options{};
   if (!MakeOptionText(vciName, options)) return false;
   if (pdu::Api().PDUConstruct(options.data(), this) != PDU_STATUS_NOERROR) return false;
-  if (std::exchange(firstInitialisationPending_, false)) pdu::ResolvePduObjectIds();
+  pdu::ResolvePduObjectIds();
   TraceLeave(kName);
   return true;
 }

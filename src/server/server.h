@@ -111,8 +111,6 @@ class CJ2534Server : public CJ2534 {
   bool ForgetChannel(std::uint32_t channelId) EXCLUDES(mapLock_);
   void ForgetAllChannels() EXCLUDES(mapLock_);
 
-  bool firstInitialisationPending_ = true;  // touched by Initialize only
-
   // Held for map operations only; never while a device or the D-PDU library is called.
   platform::Mutex mapLock_;
   std::map<std::uint32_t, DevicePtr> devices_ GUARDED_BY(mapLock_);             // by DeviceID

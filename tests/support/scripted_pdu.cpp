@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstring>
 
+#include "pdu/com_param.h"
 #include "pdu/pdu_api.h"
 
 namespace passbridge::test {
@@ -69,10 +70,18 @@ ScriptedPdu::~ScriptedPdu() { current = nullptr; }
 
 void ScriptedPdu::Bind() {
   current = this;
-#define PASSBRIDGE_SCRIPTED_BIND(name, required) \
-  pdu::Api().name = &Thunk<FN_##name, &ScriptedPdu::name>::Call;
-  PASSBRIDGE_PDU_FUNCTIONS(PASSBRIDGE_SCRIPTED_BIND)
-#undef PASSBRIDGE_SCRIPTED_BIND
+  pdu::ForgetPduObjectIds();
+  BindWithout("");
+}
+
+void ScriptedPdu::BindWithout(const std::string& missing) {
+  const std::map<std::string, void*> entries{
+#define PASSBRIDGE_SCRIPTED_ENTRY(name, required) \
+  {#name, reinterpret_cast<void*>(&Thunk<FN_##name, &ScriptedPdu::name>::Call)},
+      PASSBRIDGE_PDU_FUNCTIONS(PASSBRIDGE_SCRIPTED_ENTRY)
+#undef PASSBRIDGE_SCRIPTED_ENTRY
+  };
+  pdu::BindPduApi([&](const char* name) { return name != missing ? entries.at(name) : nullptr; });
 }
 
 void ScriptedPdu::SetModuleActions() {

@@ -70,6 +70,9 @@ class ScriptedPdu {
   /// Whether ComPrimitives that end by themselves finish at once (they do, untold).
   void FinishComPrimitives(bool finish);
 
+  /// Binds all entry points but one, which is an optional one.
+  void BindWithout(const std::string& missing);
+
   // ---- what happened ----
 
   /// Identifier of a name; the same as the library gives. ComParams have 1 to 199.

@@ -46,7 +46,7 @@ TEST(PduApiTest, ALibraryIsRefusedForEachRequiredEntryThatItLacks) {
     Library library;
     library.missing = {entry.name};
     EXPECT_EQ(library.Bind(), !entry.required) << entry.name;
-    EXPECT_EQ(library.asked.size(), 32U) << "every entry is refreshed, whatever is missing";
+    EXPECT_EQ(library.asked.size(), 32U) << "every name is asked for, whatever is missing";
   }
 }
 
@@ -66,6 +66,18 @@ TEST(PduApiTest, BindingAgainReplacesEveryEntry) {
   ASSERT_TRUE(second.Bind());
   EXPECT_EQ(reinterpret_cast<void*>(Api().PDUConstruct), &second.code);
   EXPECT_EQ(Api().PDUGetObjectIds, nullptr) << "no entry of the first library is left";
+}
+
+TEST(PduApiTest, WithoutALibraryCallsFailAndHarmNobody) {
+  Library library;
+  ASSERT_TRUE(library.Bind());
+  UnloadPduApi();
+  EXPECT_EQ(Api().PDUDestruct(), T_PDU_ERROR{PDU_ERR_PDUAPI_NOT_CONSTRUCTED});
+  EXPECT_EQ(Api().PDUDestroyItem(nullptr), T_PDU_ERROR{PDU_ERR_PDUAPI_NOT_CONSTRUCTED});
+  library.missing = {"PDUDestruct"};
+  EXPECT_FALSE(library.Bind());
+  EXPECT_EQ(Api().PDUDestruct(), T_PDU_ERROR{PDU_ERR_PDUAPI_NOT_CONSTRUCTED})
+      << "a library that is refused is never called";
 }
 
 TEST(PduApiTest, AFileThatIsNoLibraryDoesNotLoad) {
@@ -90,19 +102,43 @@ TEST(ObjectIdsTest, ComParamsAreResolvedInOneCall) {
 
 TEST(ObjectIdsTest, WithoutTheExtensionTheNamesAreResolvedOneByOne) {
   ScriptedPdu pdu;
-  Api().PDUGetObjectIds = nullptr;
+  pdu.BindWithout("PDUGetObjectIds");
   ResolvePduObjectIds();
   EXPECT_EQ(pdu.Calls().Count("PDUGetObjectId"), 156U + 17U);
   EXPECT_EQ(ComParamId(ComParam::CP_BrTxMin), pdu.IdOf(PDU_OBJT_COMPARAM, "CP_BrTxMin"));
 }
 
-TEST(ObjectIdsTest, ANameThatTheLibraryDoesNotKnowHasNoIdentifier) {
+TEST(ObjectIdsTest, NamesWithoutIdentifierAreAskedForAgain) {
   ScriptedPdu pdu;
-  pdu.PDUGetObjectIds.Always(PDU_ERR_FCT_FAILED);
-  pdu.PDUGetObjectId.Always(PDU_ERR_ID_NOT_SUPPORTED);
+  pdu.PDUGetObjectIds.Does([](T_PDU_OBJT, UNUM32, CHAR8**, UNUM32** ids) {
+    *ids[0] = 4711;  // what a failing call leaves is none
+    return PDU_ERR_FCT_FAILED;
+  });
+  pdu.PDUGetObjectId.Does([&](T_PDU_OBJT type, CHAR8* name, UNUM32* id) -> T_PDU_ERROR {
+    const std::string known = name;
+    if (known != "CP_Baudrate") return *id = 4712, PDU_ERR_ID_NOT_SUPPORTED;
+    return pdu.PDUGetObjectId.BuiltIn(type, name, id);
+  });
   ResolvePduObjectIds();
-  EXPECT_EQ(ComParamId(ComParam::CP_Baudrate), PDU_ID_UNDEF);
+  EXPECT_EQ(pdu.Calls().Count("PDUGetObjectId"), 156U + 17U);
+  EXPECT_EQ(ComParamId(ComParam::CP_5BaudAddressFunc), PDU_ID_UNDEF);
+  EXPECT_EQ(ComParamId(ComParam::CP_Baudrate), pdu.IdOf(PDU_OBJT_COMPARAM, "CP_Baudrate"));
   EXPECT_EQ(IoControlId(IoControl::ReadVbatt), PDU_ID_UNDEF);
+
+  pdu.PDUGetObjectIds.Does({});
+  pdu.PDUGetObjectId.Does({});
+  pdu.Calls().Clear();
+  ResolvePduObjectIds();
+  EXPECT_EQ(pdu.Calls().Of("PDUGetObjectIds"),
+            std::vector<std::string>{"PDUGetObjectIds(0x8024, 155, out, out)"});
+  EXPECT_EQ(ComParamId(ComParam::CP_5BaudAddressFunc),
+            pdu.IdOf(PDU_OBJT_COMPARAM, "CP_5BaudAddressFunc"));
+  EXPECT_EQ(ComParamId(ComParam::CP_BrTxMin), pdu.IdOf(PDU_OBJT_COMPARAM, "CP_BrTxMin"));
+  EXPECT_EQ(IoControlId(IoControl::ReadVbatt), pdu.IdOf(PDU_OBJT_IO_CTRL, "PDU_IOCTL_READ_VBATT"));
+
+  pdu.Calls().Clear();
+  ResolvePduObjectIds();
+  EXPECT_TRUE(pdu.Calls().All().empty()) << "identifiers stay";
 }
 
 TEST(ItemTest, AnItemIsDestroyedOnceWhateverPathItTakes) {

@@ -285,11 +285,9 @@ TEST_F(ServerTest, TheDPduApiIsConstructedWithTheVciName) {
   EXPECT_EQ(record.LastStatus(), STATUS_NOERROR);
   EXPECT_EQ(pdu.Calls().Of("PDUConstruct"), std::vector<std::string>{"PDUConstruct(\"\", tag)"});
   EXPECT_EQ(pdu.ApiTag(), &fresh);
-  EXPECT_EQ(pdu.Calls().Count("PDUGetObjectIds"), 1U);
   EXPECT_TRUE(fresh.Initialize(true, "x"));
   EXPECT_EQ(pdu.Calls().Of("PDUConstruct").back(),
             "PDUConstruct(\"VCIName='x' Port='8080'\", tag)");
-  EXPECT_EQ(pdu.Calls().Count("PDUGetObjectIds"), 1U) << "identifiers stay";
   const std::string longest(99 - std::strlen("VCIName='' Port='8080'"), 'n');
   EXPECT_TRUE(fresh.Initialize(true, longest.c_str()));
   EXPECT_EQ(pdu.Calls().Count("PDUConstruct"), 3U);
