@@ -6,6 +6,8 @@
 
 #include "api/dll_app.h"
 #include "passbridge/j2534.h"
+#include "pdu/pdu_api.h"
+#include "platform/cancellation.h"
 
 namespace passbridge {
 
@@ -19,11 +21,16 @@ AppValue Cell(j2534_ulong* value) { return {value, kWidth}; }
 AppMessage Messages(PASSTHRU_MSG* messages) { return {messages, kWidth}; }
 AppPointer Pointer(void* address) { return {address, kWidth}; }
 
-/// Runs `call` (CJ2534DllApp& -> Status); no exception gets to the application.
+/// Runs `call` (CJ2534DllApp& -> Status); no exception gets to the application. A thread can be
+/// cancelled in here only while it waits.
 template <typename Call>
-long Guarded(const Call& call) noexcept {
+long Guarded(const Call& call) {
+  const platform::CancellationGuard cancellation;
   try {
+    const pdu::Pin pin;
     return static_cast<long>(call(CJ2534DllApp::Instance()));
+  } catch (platform::ThreadCancelled&) {
+    throw;
   } catch (...) {
     return ERR_FAILED;
   }

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/cancellation.h"
+
 namespace passbridge {
 
 void CJ2534Event::Set() {
@@ -29,6 +31,7 @@ void CJ2534Event::Reopen() {
 
 void CJ2534Event::Wait() {
   platform::MutexLock lock(lock_);
+  const platform::CancellationPoint cancellable;
   while (!signalled_ && !ended_) changed_.Wait(lock_);
   signalled_ = false;
 }
@@ -37,6 +40,7 @@ bool CJ2534Event::TimedWait(std::uint32_t milliseconds) {
   const platform::Deadline deadline =
       platform::SteadyClock::now() + boost::chrono::milliseconds(milliseconds);
   platform::MutexLock lock(lock_);
+  const platform::CancellationPoint cancellable;
   while (!signalled_ && !ended_ && changed_.WaitUntil(lock_, deadline)) {
   }
   return std::exchange(signalled_, false) || ended_;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "passbridge/j2534.h"
+#include "platform/cancellation.h"
 #include "trace/trace.h"
 
 /// The frame of a traced method. A method names itself once; entry and exit lines, failure
@@ -98,13 +99,16 @@ class Exits {
 };
 
 /// Runs `body` (Exits& -> Status) as the method `method`: traces the entry, and turns whatever it
-/// throws into ERR_FAILED. With the trace off the frame costs one byte comparison.
+/// throws into ERR_FAILED. With the trace off the frame costs one byte comparison. Nothing gets out
+/// but the unwinding of a thread that is cancelled in a wait.
 template <typename Body>
-Status Traced(const Method& method, Body&& body) noexcept {
+Status Traced(const Method& method, Body&& body) {
   Exits exit(method);
   try {
     TraceEnter(method.name);
     return std::forward<Body>(body)(exit);
+  } catch (platform::ThreadCancelled&) {
+    throw;
   } catch (...) {
     return exit.Unhandled();
   }

@@ -1,0 +1,12 @@
+// Threads of this system are not cancelled; one that is terminated unwinds nothing.
+
+#include "platform/cancellation.h"
+
+namespace passbridge::platform {
+
+CancellationGuard::CancellationGuard() noexcept = default;
+CancellationGuard::~CancellationGuard() noexcept(false) {}
+CancellationPoint::CancellationPoint() noexcept = default;
+CancellationPoint::~CancellationPoint() = default;
+
+}  // namespace passbridge::platform
