@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "j2534/foreign_text.h"
 #include "passbridge/j2534.h"
 #include "pdu/pdu_api.h"
+#include "platform/cancellation.h"
 #include "platform/memory_probe.h"
 #include "platform/never_destroyed.h"
 #include "platform/registry.h"
@@ -46,20 +48,23 @@ void WriteProductVersion(char* text) {
 
 }  // namespace
 
-/// Keeps the D-PDU library loaded while an open is under way beside others that fail or close.
-class CJ2534DllApp::OpenInProgress {
+/// An open or a close that is under way. While there is one, nothing is unloaded; the last to end
+/// unloads what is not needed any more.
+class CJ2534DllApp::CallInProgress {
  public:
-  explicit OpenInProgress(CJ2534DllApp& app) : app_(app) { Count(1); }
-  OpenInProgress(const OpenInProgress&) = delete;
-  OpenInProgress& operator=(const OpenInProgress&) = delete;
-  ~OpenInProgress() { Count(-1); }
-
- private:
-  void Count(std::int32_t step) {
+  explicit CallInProgress(CJ2534DllApp& app) : app_(app) {
     const platform::MutexLock lock(app_.lifeLock_);
-    app_.opensInProgress_ += step;
+    if (!app_.self_) app_.self_ = platform::DynamicLibrary::Own();
+    ++app_.callsInProgress_;
+  }
+  CallInProgress(const CallInProgress&) = delete;
+  CallInProgress& operator=(const CallInProgress&) = delete;
+  ~CallInProgress() {
+    const platform::MutexLock lock(app_.lifeLock_);
+    if (--app_.callsInProgress_ == 0 && app_.openDevices_.empty()) app_.EndUnused();
   }
 
+ private:
   CJ2534DllApp& app_;
 };
 
@@ -83,10 +88,11 @@ bool CJ2534DllApp::InitInstance() {
 bool CJ2534DllApp::InitializePduApi(const char* vciName) {
   const platform::MutexLock lock(lifeLock_);
   if (loaded_) return true;
-  if (!loader_.load()) return false;
-  loaded_ = true;
-  server_.Initialize(IsTraceSwitchedOn(), vciName);
-  return true;
+  const bool traceOn = IsTraceSwitchedOn();
+  if (!CJ2534Server::AcceptsVciName(vciName) || !loader_.load()) return false;
+  loaded_ = server_.Initialize(traceOn, vciName);
+  if (!loaded_) loader_.unload();
+  return loaded_;
 }
 
 bool CJ2534DllApp::ReleasePduApi() {
@@ -102,33 +108,47 @@ void CJ2534DllApp::Release() {
   loaded_ = false;
 }
 
-void CJ2534DllApp::ReleaseIfUnused(std::int32_t own) {
-  if (openDevices_ == 0 && opensInProgress_ == own) Release();
+void CJ2534DllApp::EndUnused() {
+  try {
+    if (releaseWanted_) Release();
+    releaseWanted_ = false;
+  } catch (...) {  // NOLINT(bugprone-empty-catch): out of memory; the next close tries again
+  }
+  self_.Close();
 }
 
-Status CJ2534DllApp::PassThruOpen(const void* name, const AppValue& deviceId) {
+void CJ2534DllApp::WantRelease() {
+  const platform::MutexLock lock(lifeLock_);
+  releaseWanted_ = true;
+}
+
+template <typename Call>
+Status CJ2534DllApp::Guarded(const Call& call) {
   try {
-    return Open(name, deviceId);
+    return call();
+  } catch (platform::ThreadCancelled&) {
+    throw;
   } catch (...) {
     return RecordStatus(ERR_DEVICE_NOT_CONNECTED);
   }
 }
 
+Status CJ2534DllApp::PassThruOpen(const void* name, const AppValue& deviceId) {
+  return Guarded([&] { return Open(name, deviceId); });
+}
+
 Status CJ2534DllApp::Open(const void* name, const AppValue& deviceId) {
+  // A name that cannot be read is as good as none.
   const std::optional<std::string> text = ReadForeignText(name, kMaxName);
-  if (name != nullptr && !text) return RecordStatus(ERR_NULL_PARAMETER);
   InitInstance();
-  const OpenInProgress inProgress(*this);
+  const CallInProgress inProgress(*this);
   const bool hasVciName = Contains(text, kVciNameKey);
   const std::string vciName = hasVciName ? text->substr(0, kMaxVciName) : std::string();
   if (!InitializePduApi(hasVciName ? vciName.c_str() : nullptr)) {
     return RecordStatus(ERR_DEVICE_NOT_CONNECTED);
   }
   const VciChoice choice = Choose(text);
-  if (choice.IsCancelled()) {
-    const platform::MutexLock lock(lifeLock_);
-    ReleaseIfUnused(1);
-  }
+  if (choice.IsCancelled()) WantRelease();
   return choice.IsMade() ? OpenChosen(choice, deviceId) : RecordStatus(ERR_DEVICE_NOT_CONNECTED);
 }
 
@@ -142,47 +162,53 @@ VciChoice CJ2534DllApp::Choose(const std::optional<std::string>& name) {
 }
 
 Status CJ2534DllApp::OpenChosen(const VciChoice& choice, const AppValue& deviceId) {
+  OpenDevices entry;  // made first: a device that is open is counted
+  entry.emplace(choice.moduleHandle, choice.serialNumber);
   const Status status = server_.PassThruOpen(&choice.moduleHandle, &choice.serialNumber, deviceId);
-  {
-    const platform::MutexLock lock(lifeLock_);
-    if (status != STATUS_NOERROR) {
-      ReleaseIfUnused(1);
-      return status;
-    }
-    ++openDevices_;
+  if (status != STATUS_NOERROR) {
+    WantRelease();
+    return status;
   }
+  CountDevice(entry);
   DeviceSelection::StoreLastUsedVci(choice.serialNumber, choice.interfaceType);
   return status;
 }
 
-Status CJ2534DllApp::PassThruClose(std::uint32_t deviceId) {
-  try {
-    return Close(deviceId);
-  } catch (...) {
-    return RecordStatus(ERR_DEVICE_NOT_CONNECTED);
+void CJ2534DllApp::CountDevice(OpenDevices& entry) {
+  const std::uint32_t serialNumber = entry.begin()->second;
+  const platform::MutexLock lock(lifeLock_);
+  releaseWanted_ = false;
+  for (auto device = openDevices_.begin(); device != openDevices_.end();) {
+    const bool isTheSame = device->second == serialNumber && server_.IsLost(device->first);
+    device = isTheSame ? openDevices_.erase(device) : std::next(device);
   }
+  openDevices_.merge(entry);
+}
+
+Status CJ2534DllApp::PassThruClose(std::uint32_t deviceId) {
+  return Guarded([&] { return Close(deviceId); });
 }
 
 Status CJ2534DllApp::Close(std::uint32_t deviceId) {
-  const Status status = server_.PassThruClose(deviceId);
-  if (status == ERR_INVALID_DEVICE_ID) return status;
-  const platform::MutexLock lock(lifeLock_);
-  if (openDevices_ <= 0) return status;
-  --openDevices_;
-  ReleaseIfUnused(0);
-  return status;
+  const CallInProgress inProgress(*this);
+  OpenDevices::node_type device;
+  {
+    // Not afterwards: as soon as it is closed, another thread may open it.
+    const platform::MutexLock lock(lifeLock_);
+    device = openDevices_.extract(deviceId);
+    releaseWanted_ = releaseWanted_ || !device.empty();
+  }
+  return server_.PassThruClose(deviceId);
 }
 
 Status CJ2534DllApp::PassThruReadVersion(std::uint32_t deviceId, char* firmwareVersion,
                                          char* dllVersion, char* apiVersion) {
-  try {
+  return Guarded([&] {
     const Status status =
         server_.PassThruReadVersion(deviceId, firmwareVersion, dllVersion, apiVersion);
     WriteProductVersion(dllVersion);
     return status;
-  } catch (...) {
-    return RecordStatus(ERR_DEVICE_NOT_CONNECTED);
-  }
+  });
 }
 
 Status CJ2534DllApp::PassThruIoctl(std::uint32_t id, std::uint32_t ioctlId, const AppPointer& input,

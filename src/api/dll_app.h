@@ -2,10 +2,12 @@
 #define PASSBRIDGE_API_DLL_APP_H_
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 
 #include "j2534/app_memory.h"
+#include "platform/dynamic_library.h"
 #include "platform/mutex.h"
 #include "server/device_selection.h"
 #include "server/server.h"
@@ -39,15 +41,16 @@ class CJ2534DllApp {
   bool InitInstance() EXCLUDES(initLock_);
   DeviceSelection& Selection() { return selection_; }
 
-  /// Loads and constructs the D-PDU API unless it is loaded. True if it is loaded afterwards, also
-  /// if it could not be constructed: then every later call fails by itself.
-  /// @param vciName  null, or what the D-PDU library gets to choose its VCI by
+  /// Loads and constructs the D-PDU API unless it is. True if it is afterwards; if that is not
+  /// possible, nothing is loaded, and the next call tries again.
+  /// @param vciName  null, or what the D-PDU library gets to choose its VCI by. One that is too
+  ///                 long fails before anything is loaded.
   bool InitializePduApi(const char* vciName) EXCLUDES(lifeLock_);
   /// Destructs and unloads the D-PDU API if it is loaded; true.
   bool ReleasePduApi() EXCLUDES(lifeLock_);
 
   /// @param name  null, or a text: "J2534-2:…" names the VCI, "… VCIName…" goes to the D-PDU
-  /// library
+  /// library. One that cannot be read counts as null.
   Status PassThruOpen(const void* name, const AppValue& deviceId);
   Status PassThruClose(std::uint32_t deviceId);
   /// Texts of 80 characters each. The version of this library is given even when the rest fails.
@@ -97,16 +100,24 @@ class CJ2534DllApp {
   }
 
  private:
-  class OpenInProgress;
+  class CallInProgress;
+  /// Serial numbers by DeviceID.
+  using OpenDevices = std::map<std::uint32_t, std::uint32_t>;
 
+  /// Runs `call` (-> Status); what it throws becomes ERR_DEVICE_NOT_CONNECTED.
+  template <typename Call>
+  static Status Guarded(const Call& call);
   Status Open(const void* name, const AppValue& deviceId);
   Status OpenChosen(const VciChoice& choice, const AppValue& deviceId);
+  /// Counts a device that was opened. The same VCI, if it was lost before, counts no longer.
+  void CountDevice(OpenDevices& entry) EXCLUDES(lifeLock_);
   VciChoice Choose(const std::optional<std::string>& name);
   Status Close(std::uint32_t deviceId);
   Status SuppressDialog(const AppPointer& input);
 
-  /// Unloads if no device is open and no other open than `own` ones is under way.
-  void ReleaseIfUnused(std::int32_t own) REQUIRES(lifeLock_);
+  /// The D-PDU library goes when no device is open and no open or close is under way any more.
+  void WantRelease() EXCLUDES(lifeLock_);
+  void EndUnused() REQUIRES(lifeLock_);
   void Release() REQUIRES(lifeLock_);
 
   CJ2534Server& server_;
@@ -120,8 +131,11 @@ class CJ2534DllApp {
   // meanwhile waits for the outcome. No callback takes it, and it is not held during a selection.
   platform::Mutex lifeLock_;
   bool loaded_ GUARDED_BY(lifeLock_) = false;
-  std::int32_t openDevices_ GUARDED_BY(lifeLock_) = 0;
-  std::int32_t opensInProgress_ GUARDED_BY(lifeLock_) = 0;
+  bool releaseWanted_ GUARDED_BY(lifeLock_) = false;
+  OpenDevices openDevices_ GUARDED_BY(lifeLock_);
+  std::int32_t callsInProgress_ GUARDED_BY(lifeLock_) = 0;
+  // This library, held while a device is open: its threads run on when an application unloads it.
+  platform::DynamicLibrary self_ GUARDED_BY(lifeLock_);
 };
 
 }  // namespace passbridge

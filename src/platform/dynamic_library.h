@@ -25,6 +25,10 @@ class DynamicLibrary {
   static DynamicLibrary Open(std::string_view path, std::string* error = nullptr);
   static DynamicLibrary OpenAnsi(std::string_view path, std::string* error = nullptr);
 
+  // A reference of its own to the library that holds this code, which then stays loaded whatever
+  // the application does; none where the code is part of the program.
+  static DynamicLibrary Own();
+
   explicit operator bool() const { return handle_ != nullptr; }
 
   // The address of an exported symbol; null if there is none or no library is held.

@@ -126,7 +126,7 @@ Status CJ2534Device::PassThruClose() {
 Status CJ2534Device::CloseChannels(const Exits& exit) {
   while (const ChannelPtr channel = FirstChannel()) {
     const std::uint32_t channelId = channel->ChannelId();
-    const Status status = PassThruDisconnect(channelId);
+    const Status status = Disconnect(channelId, false);
     if (status == ERR_INVALID_CHANNEL_ID) {
       return exit.Fail(3, ERR_FAILED,
                        Formatted("Error disconnection ChannelID: 0x%08X", channelId));
@@ -139,6 +139,8 @@ Status CJ2534Device::CloseChannels(const Exits& exit) {
 }
 
 void CJ2534Device::SetConnected(bool connected) {
+  constexpr const char* kName = "CJ2534Device::SetConnected()";
+  TraceEnter(kName);
   Channels channels;
   {
     const platform::MutexLock lock(deviceLock_);
@@ -146,9 +148,11 @@ void CJ2534Device::SetConnected(bool connected) {
     channels = channels_;
   }
   for (const auto& [channelId, channel] : channels) channel->SetVehicleConnected(connected);
+  TraceLeave(kName);
 }
 
 bool CJ2534Device::IsConnected() const {
+  TracePassage("CJ2534Device::IsConnected()");
   const platform::MutexLock lock(deviceLock_);
   return connected_;
 }

@@ -45,8 +45,10 @@ class CJ2534Device : public CJ2534 {
 
   Status PassThruOpen(const UNUM32* moduleHandle, const std::uint32_t* serialNumber);
   Status PassThruClose();
+  /// @param channelId     where the application wants its ChannelID; only validated
+  /// @param newChannelId  set on success
   Status PassThruConnect(std::uint32_t protocolId, std::uint32_t flags, std::uint32_t baudRate,
-                         const AppValue& channelId);
+                         const AppValue& channelId, std::uint32_t& newChannelId);
   Status PassThruDisconnect(std::uint32_t channelId);
   Status PassThruReadMsgs(std::uint32_t channelId, const AppMessage& msgs, const AppValue& numMsgs,
                           std::uint32_t timeout);
@@ -96,14 +98,19 @@ class CJ2534Device : public CJ2534 {
   Status FailPdu(const Exits& exit, std::uint16_t point, Status status, const char* message,
                  T_PDU_ERROR result);
 
+  /// What a channel's failure tells the application: a channel that was disconnected while it
+  /// worked is gone, but its VCI is not lost.
+  Status OutcomeOf(std::uint32_t channelId, Status status) const EXCLUDES(deviceLock_);
   Status CloseChannels(const Exits& exit);
+  Status Disconnect(std::uint32_t channelId, bool withGate);
   /// The checks that come before a channel is made.
   Status CheckConnect(const Exits& exit, std::uint32_t protocolId, const AppValue& channelId,
                       ProtocolType& type) const;
   Status MakeChannel(const Exits& exit, ProtocolType type, ChannelPtr& channel) const;
   Status ConnectChannel(const Exits& exit, CJ2534Channel& channel, std::uint32_t protocolId,
                         std::uint32_t flags, std::uint32_t baudRate) const;
-  void KeepChannel(const ChannelPtr& channel) EXCLUDES(deviceLock_);
+  /// Takes over an entry that was made before the channel was connected: it can't fail.
+  void KeepChannel(Channels& entry) EXCLUDES(deviceLock_);
   bool HasChannelOf(std::uint32_t protocolId) const EXCLUDES(deviceLock_);
   ChannelPtr FindChannel(std::uint32_t channelId) const EXCLUDES(deviceLock_);
   ChannelPtr FirstChannel() const EXCLUDES(deviceLock_);

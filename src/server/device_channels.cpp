@@ -37,26 +37,34 @@ Status CJ2534Device::Forward(const Forwarding& operation, std::uint32_t channelI
       return exit.Fail(4, operation.lookupStatus != 0 ? operation.lookupStatus : status,
                        operation.lookupFailure);
     }
-    if (const Status status = call(*channel)) {
+    if (const Status status = OutcomeOf(channelId, call(*channel))) {
       return exit.PassOn(5, status, operation.channelFailure);
     }
     return exit.Normal();
   });
 }
 
+Status CJ2534Device::OutcomeOf(std::uint32_t channelId, Status status) const {
+  const bool isGone = status == ERR_DEVICE_NOT_CONNECTED && FindChannel(channelId) == nullptr;
+  return isGone ? ERR_INVALID_CHANNEL_ID : status;
+}
+
 Status CJ2534Device::PassThruConnect(std::uint32_t protocolId, std::uint32_t flags,
-                                     std::uint32_t baudRate, const AppValue& channelId) {
+                                     std::uint32_t baudRate, const AppValue& channelId,
+                                     std::uint32_t& newChannelId) {
   return Traced(DeviceMethod("CJ2534Device::PassThruConnect()", 0x06), [&](Exits& exit) -> Status {
     ProtocolType type = 0;
     if (const Status status = CheckConnect(exit, protocolId, channelId, type)) return status;
     ChannelPtr channel;
     if (const Status status = MakeChannel(exit, type, channel)) return status;
+    Channels entry;
+    entry.emplace(channel->ChannelId(), channel);
     if (const Status status = ConnectChannel(exit, *channel, protocolId, flags, baudRate)) {
       return status;
     }
-    KeepChannel(channel);
+    KeepChannel(entry);
     if (!IsConnected()) channel->SetVehicleConnected(false);  // the VCI was lost meanwhile
-    channelId.Store(channel->ChannelId());
+    newChannelId = channel->ChannelId();
     return exit.Normal();
   });
 }
@@ -102,9 +110,13 @@ Status CJ2534Device::ConnectChannel(const Exits& exit, CJ2534Channel& channel,
 }
 
 Status CJ2534Device::PassThruDisconnect(std::uint32_t channelId) {
+  return Disconnect(channelId, true);
+}
+
+Status CJ2534Device::Disconnect(std::uint32_t channelId, bool withGate) {
   constexpr Method kMethod = DeviceMethod("CJ2534Device::PassThruDisconnect()", 0x07);
   return Traced(kMethod, [&](Exits& exit) -> Status {
-    if (const Status status = CheckUsable(exit, true)) return status;
+    if (const Status status = CheckUsable(exit, withGate)) return status;
     ChannelPtr channel;
     if (const Status status = GetChannelFromChannelID(channelId, &channel)) {
       return exit.Fail(4, status, "Attempting to get device.");
@@ -178,7 +190,7 @@ Status CJ2534Device::PassThruStopMsgFilter(std::uint32_t channelId, std::uint32_
     if (GetChannelFromChannelID(channelId, &channel)) {
       return exit.Fail(5, ERR_INVALID_DEVICE_ID, "Error locating channel.");
     }
-    if (const Status status = channel->PassThruStopMsgFilter(filterId)) {
+    if (const Status status = OutcomeOf(channelId, channel->PassThruStopMsgFilter(filterId))) {
       return exit.PassOn(6, status, "Error stopping filter in channel.");
     }
     return exit.Normal();
@@ -217,9 +229,9 @@ ChannelPtr CJ2534Device::FirstChannel() const {
   return channels_.empty() ? nullptr : channels_.begin()->second;
 }
 
-void CJ2534Device::KeepChannel(const ChannelPtr& channel) {
+void CJ2534Device::KeepChannel(Channels& entry) {
   const platform::MutexLock lock(deviceLock_);
-  channels_[channel->ChannelId()] = channel;
+  channels_.merge(entry);
 }
 
 bool CJ2534Device::ForgetChannel(std::uint32_t channelId) {

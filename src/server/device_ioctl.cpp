@@ -108,7 +108,7 @@ Status CJ2534Device::IoctlBody(const Exits& exit, std::uint32_t channelId, std::
       if (const Status missing = GetChannelFromChannelID(channelId, &channel)) {
         return exit.Fail(4, missing, "Error locating channel.");
       }
-      status = channel->PassThruIoctl(ioctlId, input, output);
+      status = OutcomeOf(channelId, channel->PassThruIoctl(ioctlId, input, output));
     }
   }
   return status != STATUS_NOERROR ? exit.PassOn(5, status, "Error executing IOCTL in channel.")

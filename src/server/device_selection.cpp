@@ -62,6 +62,18 @@ std::optional<LastUsedKey> OwnLastUsedKey() {
                      static_cast<std::uint32_t>(*created >> 32U)};
 }
 
+void WriteLastUsed(std::uint32_t serialNumber, InterfaceType type) {
+  const std::optional<LastUsedKey> own = OwnLastUsedKey();
+  if (!own) return;
+  std::optional<RegistryKey> key =
+      RegistryKey::Create(RegistryRoot::User, own->path, platform::RegistryLife::Volatile);
+  if (!key) return;
+  key->WriteDword("LowDateTime", own->lowDateTime);
+  key->WriteDword("HighDateTime", own->highDateTime);
+  key->WriteDword("SerialNumber", serialNumber);
+  key->WriteDword("InterfaceType", static_cast<std::uint32_t>(type));
+}
+
 }  // namespace
 
 void DeviceSelection::Load() {
@@ -123,15 +135,10 @@ VciChoice DeviceSelection::FindLastUsedVci() {
 }
 
 void DeviceSelection::StoreLastUsedVci(std::uint32_t serialNumber, InterfaceType type) {
-  const std::optional<LastUsedKey> own = OwnLastUsedKey();
-  if (!own) return;
-  std::optional<RegistryKey> key =
-      RegistryKey::Create(RegistryRoot::User, own->path, platform::RegistryLife::Volatile);
-  if (!key) return;
-  key->WriteDword("LowDateTime", own->lowDateTime);
-  key->WriteDword("HighDateTime", own->highDateTime);
-  key->WriteDword("SerialNumber", serialNumber);
-  key->WriteDword("InterfaceType", static_cast<std::uint32_t>(type));
+  try {
+    WriteLastUsed(serialNumber, type);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): out of memory; the open that it follows is good
+  }
 }
 
 VciChoice DeviceSelection::FindVciByStrategies() {

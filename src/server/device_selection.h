@@ -57,7 +57,7 @@ class DeviceSelection {
   VciChoice AskUserForVci();
   VciChoice AskUserForVciAlways();
 
-  /// Records what this process opened, for FindLastUsedVci.
+  /// Records what this process opened, for FindLastUsedVci; if it can't, that search finds nothing.
   static void StoreLastUsedVci(std::uint32_t serialNumber, InterfaceType type);
 
  private:

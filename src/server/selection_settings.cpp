@@ -33,6 +33,19 @@ std::string EntryKey(const char* stem, std::size_t index) {
   return text.data();
 }
 
+char UpperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
+/// What follows the stem in the name of an entry's subkey; empty if it is not one.
+std::string_view EntryDigits(std::string_view name, std::string_view stem) {
+  if (name.size() <= stem.size()) return {};
+  const std::string_view digits = name.substr(stem.size());
+  const bool hasStem = std::equal(stem.begin(), stem.end(), name.begin(), [](char a, char b) {
+    return UpperCase(a) == UpperCase(b);  // as keys are looked up
+  });
+  const bool hasNumber = digits.find_first_not_of("0123456789") == std::string_view::npos;
+  return hasStem && hasNumber ? digits : std::string_view();
+}
+
 }  // namespace
 
 void VersionedSetting::Load() {
@@ -72,11 +85,11 @@ bool DefaultDeviceSettings::WriteValues(RegistryKey& key) const {
 
 template <typename Entry, std::size_t Capacity>
 void SubkeyList<Entry, Capacity>::ReadValues(const RegistryKey& source) {
-  const std::string_view stem = stem_;
   for (const std::string& name : source.SubkeyNames()) {
+    const std::string_view digits = EntryDigits(name, stem_);
+    if (digits.empty()) continue;
     count_ = std::min(count_ + 1, Capacity);
-    if (name.size() <= stem.size()) continue;
-    const std::size_t index = ParseDecimal(std::string_view(name).substr(stem.size()));
+    const std::size_t index = ParseDecimal(digits);
     const std::optional<RegistryKey> key = source.OpenSubkey(name, RegistryAccess::Read);
     if (index < Capacity && key) entries_[index] = ReadEntry(*key);
   }

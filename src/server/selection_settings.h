@@ -61,7 +61,7 @@ class DefaultDeviceSettings : public VersionedSetting {
 };
 
 /// A list whose entries lie in subkeys, the stem and a two-digit index each ("Connection00"). An
-/// entry whose subkey is missing between others reads as zero.
+/// entry whose subkey is missing between others reads as zero; other subkeys are passed over.
 template <typename Entry, std::size_t Capacity>
 class SubkeyList : public VersionedSetting {
  public:

@@ -25,6 +25,20 @@ bool MakeOptionText(const char* vciName, OptionText& text) {
   return length >= 0 && static_cast<std::size_t>(length) < text.size();
 }
 
+/// Constructs the D-PDU API; true if that worked.
+bool Construct(const char* vciName, void* apiTag) {
+  OptionText options{};
+  return MakeOptionText(vciName, options) &&
+         pdu::Api().PDUConstruct(options.data(), apiTag) == PDU_STATUS_NOERROR;
+}
+
+void ResolveIdentifiers() noexcept {
+  try {
+    pdu::ResolvePduObjectIds();
+  } catch (...) {  // NOLINT(bugprone-empty-catch): out of memory; the next construction asks again
+  }
+}
+
 DevicePtr CreateDevice() noexcept {
   try {
     return std::make_shared<CJ2534Device>();
@@ -40,25 +54,28 @@ CJ2534Server& CJ2534Server::Instance() {
   return server.Get();
 }
 
+bool CJ2534Server::AcceptsVciName(const char* vciName) {
+  OptionText options{};
+  return MakeOptionText(vciName, options);
+}
+
 bool CJ2534Server::Initialize(bool traceOn, const char* vciName) {
   constexpr const char* kName = "CJ2534Server::Initialize()";
   TraceEnter(kName);
   RecordStatus(STATUS_NOERROR);
   SetTraceEnabled(traceOn ? 1 : 0);
-  OptionText options{};
-  if (!MakeOptionText(vciName, options)) return false;
-  if (pdu::Api().PDUConstruct(options.data(), this) != PDU_STATUS_NOERROR) return false;
-  pdu::ResolvePduObjectIds();
+  const bool constructed = Construct(vciName, this);
+  if (constructed) ResolveIdentifiers();
   TraceLeave(kName);
-  return true;
+  return constructed;
 }
 
 bool CJ2534Server::Uninitialize() {
   constexpr const char* kName = "CJ2534Server::Uninitialize()";
   TraceEnter(kName);
+  const LastErrorKept kept;
   for (const DevicePtr& device : AllDevices()) device->Abandon();
-  // The channels of closed devices, too: a library that is unloaded leaves nothing behind.
-  ForgetAllChannels();
+  ForgetStrayChannels();
   pdu::Api().PDUDestruct();
   TraceLeave(kName);
   return true;
@@ -82,10 +99,12 @@ Status CJ2534Server::OpenDevice(const UNUM32* moduleHandle, const std::uint32_t*
     if (device->Initialize()) {
       return exit.Fail(3, ERR_FAILED, "Unable to initialize the J2534 Device.");
     }
+    Devices entry;
+    entry.emplace(0, device);
     if (const Status status = device->PassThruOpen(moduleHandle, serialNumber)) {
       return exit.PassOn(4, status, "Error opening device.");
     }
-    KeepDevice(device);
+    KeepDevice(device->ModuleHandle(), entry.extract(entry.begin()));
     deviceId.Store(device->ModuleHandle());
     return exit.Normal();
   });
@@ -113,10 +132,17 @@ Status CJ2534Server::CloseDevice(std::uint32_t deviceId) {
   });
 }
 
-void CJ2534Server::KeepDevice(const DevicePtr& device) {
-  DevicePtr replaced;  // goes after the lock
-  const platform::MutexLock lock(mapLock_);
-  replaced = std::exchange(devices_[device->ModuleHandle()], device);
+void CJ2534Server::KeepDevice(std::uint32_t deviceId, Devices::node_type entry) {
+  DevicePtr replaced;
+  entry.key() = deviceId;
+  {
+    const platform::MutexLock lock(mapLock_);
+    const auto kept = devices_.insert(std::move(entry));
+    if (!kept.inserted) replaced = std::exchange(kept.position->second, kept.node.mapped());
+  }
+  if (replaced == nullptr) return;
+  const LastErrorKept kept;
+  replaced->Abandon();  // calls on it that are under way end
 }
 
 bool CJ2534Server::ForgetDevice(std::uint32_t deviceId) {

@@ -37,12 +37,14 @@ class CJ2534Server : public CJ2534 {
   CJ2534Server(const CJ2534Server&) = delete;
   CJ2534Server& operator=(const CJ2534Server&) = delete;
 
+  /// Whether a VCI name (null: none) fits into what the D-PDU library can be told.
+  static bool AcceptsVciName(const char* vciName);
   /// Constructs the D-PDU API that was just loaded, and sets the trace switch.
   /// @param vciName  null, or what the D-PDU library gets to choose its VCI by
-  /// @return false when the name is too long or PDUConstruct fails
+  /// @return false when the name is not accepted or PDUConstruct fails: nothing is constructed then
   bool Initialize(bool traceOn, const char* vciName);
   /// Before the D-PDU library is unloaded: devices that could not be closed lose their connection
-  /// and their channels, then the D-PDU API is destructed. True.
+  /// and their channels, then the D-PDU API is destructed. The last error stays as it is. True.
   bool Uninitialize();
 
   // Look-ups. None of them updates the last error, but for a null `device` given by module handle.
@@ -51,6 +53,9 @@ class CJ2534Server : public CJ2534 {
   /// `device` is left alone when no device has the handle.
   Status GetDeviceFromModuleHandle(UNUM32 moduleHandle, DevicePtr* device);
   Status GetDeviceFromChannelID(std::uint32_t channelId, DevicePtr* device);
+
+  /// Whether a device is registered that lost its VCI.
+  bool IsLost(std::uint32_t deviceId);
 
   /// Adds the VCIs that the D-PDU library sees now. After a failure what was found so far is in the
   /// list.
@@ -99,22 +104,27 @@ class CJ2534Server : public CJ2534 {
   Status Forward(const Forwarding& operation, std::uint32_t id,
                  std::initializer_list<PointerCheck> checks, const Call& call);
 
+  using Devices = std::map<std::uint32_t, DevicePtr>;             // by DeviceID
+  using ChannelDevices = std::map<std::uint32_t, std::uint32_t>;  // DeviceIDs by ChannelID
+
   Status OpenDevice(const UNUM32* moduleHandle, const std::uint32_t* serialNumber,
                     const AppValue& deviceId);
   Status CloseDevice(std::uint32_t deviceId);
-  void KeepDevice(const DevicePtr& device) EXCLUDES(mapLock_);
+  // The entries are made before anything is connected, under any key: keeping them can't fail.
+  void KeepDevice(std::uint32_t deviceId, Devices::node_type entry) EXCLUDES(mapLock_);
   bool ForgetDevice(std::uint32_t deviceId) EXCLUDES(mapLock_);
   bool HasDevices() EXCLUDES(mapLock_);
   std::vector<DevicePtr> AllDevices() EXCLUDES(mapLock_);
 
-  void KeepChannel(std::uint32_t channelId, std::uint32_t deviceId) EXCLUDES(mapLock_);
+  void KeepChannel(std::uint32_t channelId, ChannelDevices::node_type entry) EXCLUDES(mapLock_);
   bool ForgetChannel(std::uint32_t channelId) EXCLUDES(mapLock_);
-  void ForgetAllChannels() EXCLUDES(mapLock_);
+  /// Those of devices that are not registered any more.
+  void ForgetStrayChannels() EXCLUDES(mapLock_);
 
   // Held for map operations only; never while a device or the D-PDU library is called.
   platform::Mutex mapLock_;
-  std::map<std::uint32_t, DevicePtr> devices_ GUARDED_BY(mapLock_);             // by DeviceID
-  std::map<std::uint32_t, std::uint32_t> channelDevices_ GUARDED_BY(mapLock_);  // by ChannelID
+  Devices devices_ GUARDED_BY(mapLock_);
+  ChannelDevices channelDevices_ GUARDED_BY(mapLock_);
 };
 
 }  // namespace passbridge

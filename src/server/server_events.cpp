@@ -2,6 +2,7 @@
 #include "pdu/item.h"
 #include "server/device.h"
 #include "server/server.h"
+#include "trace/method.h"
 
 namespace passbridge {
 
@@ -56,11 +57,12 @@ void HandleModuleEvents(UNUM32 hMod) {
 
 void PDUAPI CJ2534Server::ModuleEventCallback(T_PDU_EVT_DATA eventType, UNUM32 hMod, UNUM32 hCll,
                                               void* /*pCllTag*/, void* /*pApiTag*/) {
-  if (eventType != PDU_EVT_DATA_AVAILABLE || hCll != PDU_HANDLE_UNDEF) return;
-  try {
-    HandleModuleEvents(hMod);
-  } catch (...) {  // NOLINT(bugprone-empty-catch): nothing may reach the D-PDU library's thread
-  }
+  // The D-PDU library wants to know nothing of the outcome.
+  Traced({"CJ2534Server::ModuleEventCallback()", Module::Server, 0x13}, [&](Exits& exit) {
+    const bool isOurs = eventType == PDU_EVT_DATA_AVAILABLE && hCll == PDU_HANDLE_UNDEF;
+    if (isOurs) HandleModuleEvents(hMod);
+    return exit.Normal();
+  });
 }
 
 }  // namespace passbridge

@@ -84,9 +84,16 @@ Status CJ2534Server::PassThruConnect(std::uint32_t deviceId, std::uint32_t proto
       ServerMethod("CJ2534Server::PassThruConnect()", 0x08), Forwarding::By::DeviceId,
       "GetDeviceFromDeviceID() lRet = ", "Error in Device Connection."};
   return Forward(kConnect, deviceId, {}, [&](CJ2534Device& device) {
-    const Status status = device.PassThruConnect(protocolId, flags, baudRate, channelId);
-    if (status == STATUS_NOERROR) KeepChannel(channelId.Load(), deviceId);
-    return status;
+    ChannelDevices entry;
+    entry.emplace(0, deviceId);
+    std::uint32_t newChannelId = 0;
+    if (const Status status =
+            device.PassThruConnect(protocolId, flags, baudRate, channelId, newChannelId)) {
+      return status;
+    }
+    KeepChannel(newChannelId, entry.extract(entry.begin()));
+    channelId.Store(newChannelId);
+    return Status{STATUS_NOERROR};
   });
 }
 

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <utility>
@@ -15,6 +17,8 @@ namespace passbridge {
 namespace {
 
 constexpr std::size_t kMaxAdditionalInfo = 4096;
+/// A list that claims to be longer lies about its length.
+constexpr UNUM32 kMaxModules = 4096;
 
 constexpr pdu::ResultMap kModuleIdsResults{
     ERR_FAILED, {{PDU_ERR_DEVICE_NOT_CONNECTED, ERR_DEVICE_NOT_CONNECTED}}};
@@ -53,11 +57,13 @@ T_PDU_ERROR AddEntry(const PDU_MODULE_DATA& module, VqxInfoList& list) {
   return PDU_STATUS_NOERROR;
 }
 
-/// Adds the entries up to the first that cannot be read: what follows it can't be either.
+/// Adds the entries that can be read.
 T_PDU_ERROR AddEntries(const PDU_MODULE_ITEM& modules, VqxInfoList& list) {
-  for (UNUM32 i = 0; i < modules.NumEntries; ++i) {
-    const PDU_MODULE_DATA* const entry = modules.pModuleData + i;
-    if (!platform::IsReadable(entry, sizeof *entry)) break;
+  const UNUM32 count = std::min(modules.NumEntries, kMaxModules);
+  for (UNUM32 i = 0; i < count; ++i) {
+    const auto* const entry = static_cast<const PDU_MODULE_DATA*>(
+        OffsetAddress(modules.pModuleData, i * sizeof(PDU_MODULE_DATA)));
+    if (!platform::IsReadable(entry, sizeof *entry)) continue;
     if (const T_PDU_ERROR result = AddEntry(*entry, list)) return result;
   }
   return PDU_STATUS_NOERROR;
@@ -155,6 +161,11 @@ Status CJ2534Server::PopulateDeviceInfoList(VqxInfoList* list) {
   });
 }
 
+bool CJ2534Server::IsLost(std::uint32_t deviceId) {
+  DevicePtr device;
+  return GetDeviceFromDeviceID(deviceId, &device) == STATUS_NOERROR && !device->IsConnected();
+}
+
 bool CJ2534Server::HasDevices() {
   const platform::MutexLock lock(mapLock_);
   return !devices_.empty();
@@ -168,9 +179,10 @@ std::vector<DevicePtr> CJ2534Server::AllDevices() {
   return devices;
 }
 
-void CJ2534Server::KeepChannel(std::uint32_t channelId, std::uint32_t deviceId) {
+void CJ2534Server::KeepChannel(std::uint32_t channelId, ChannelDevices::node_type entry) {
+  entry.key() = channelId;
   const platform::MutexLock lock(mapLock_);
-  channelDevices_[channelId] = deviceId;
+  channelDevices_.insert(std::move(entry));
 }
 
 bool CJ2534Server::ForgetChannel(std::uint32_t channelId) {
@@ -178,9 +190,12 @@ bool CJ2534Server::ForgetChannel(std::uint32_t channelId) {
   return channelDevices_.erase(channelId) != 0;
 }
 
-void CJ2534Server::ForgetAllChannels() {
+void CJ2534Server::ForgetStrayChannels() {
   const platform::MutexLock lock(mapLock_);
-  channelDevices_.clear();
+  for (auto entry = channelDevices_.begin(); entry != channelDevices_.end();) {
+    const bool isStray = devices_.count(entry->second) == 0;
+    entry = isStray ? channelDevices_.erase(entry) : std::next(entry);
+  }
 }
 
 }  // namespace passbridge

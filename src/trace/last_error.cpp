@@ -6,11 +6,21 @@
 
 namespace passbridge {
 
+namespace {
+
+thread_local unsigned keptOnThisThread = 0;
+
+}  // namespace
+
 LastErrorRecord& LastErrorRecord::Instance() {
   // An event thread that outlives a careless process end may still report.
   static platform::NeverDestroyed<LastErrorRecord> record;
   return record.Get();
 }
+
+LastErrorKept::LastErrorKept() { ++keptOnThisThread; }
+LastErrorKept::~LastErrorKept() { --keptOnThisThread; }
+bool LastErrorKept::IsOnThisThread() { return keptOnThisThread != 0; }
 
 void LastErrorRecord::SetCodes(Location location, std::uint32_t pduCode) {
   location_.store(location, std::memory_order_relaxed);

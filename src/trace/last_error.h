@@ -42,6 +42,19 @@ class LastErrorRecord {
   std::size_t textSize_ GUARDED_BY(textLock_) = 0;
 };
 
+/// While one lives, the reports of its thread leave the record as it is: for the clean-up after a
+/// failure, whose own failures are not what the application wants to read about.
+class LastErrorKept {
+ public:
+  LastErrorKept();
+  LastErrorKept(const LastErrorKept&) = delete;
+  LastErrorKept& operator=(const LastErrorKept&) = delete;
+  ~LastErrorKept();
+
+  /// Whether one lives on the calling thread.
+  static bool IsOnThisThread();
+};
+
 /// Stores what a public operation is about to return, and gives it back.
 inline Status RecordStatus(Status status) {
   LastErrorRecord::Instance().SetLastStatus(status);

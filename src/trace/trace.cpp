@@ -89,8 +89,9 @@ void MakeReport(const char* name, const char* message, Status status, Location l
 Status ReportError(const char* name, const char* message, Status status, Location location,
                    std::uint32_t pduCode, bool updateLastError) noexcept {
   try {
-    if (updateLastError) LastErrorRecord::Instance().SetCodes(location, pduCode);
-    MakeReport(name, message, status, location, pduCode, updateLastError);
+    const bool updates = updateLastError && !LastErrorKept::IsOnThisThread();
+    if (updates) LastErrorRecord::Instance().SetCodes(location, pduCode);
+    MakeReport(name, message, status, location, pduCode, updates);
   } catch (...) {  // NOLINT(bugprone-empty-catch): a report never changes the outcome it reports
   }
   return status;

@@ -47,7 +47,8 @@ inline void TraceNote(const char* name, const char* note) {
 /// @param message  what failed
 /// @param pduCode  result of the D-PDU call that failed, 0 where none is involved
 /// @param updateLastError  true where the failure arises: location and D-PDU code go into the
-///        last-error record, and with ERR_FAILED the text too. False where it is passed on.
+///        last-error record, and with ERR_FAILED the text too. False where it is passed on. A
+///        LastErrorKept on this thread makes it false.
 Status ReportError(const char* name, const char* message, Status status, Location location,
                    std::uint32_t pduCode, bool updateLastError) noexcept;
 

@@ -20,6 +20,15 @@ std::string AbsolutePath(const char* path) {
   return absolute ? std::string(absolute.get()) : std::string();
 }
 
+// The path by which the loader knows the library that holds this code; empty for the program.
+std::string OwnLibrary() {
+  Dl_info info{};
+  link_map* map = nullptr;
+  const bool found = ::dladdr1(reinterpret_cast<void*>(&OwnModulePath), &info,
+                               reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) != 0;
+  return found && map != nullptr && map->l_name != nullptr ? map->l_name : "";
+}
+
 }  // namespace
 
 DynamicLibrary& DynamicLibrary::operator=(DynamicLibrary&& other) noexcept {
@@ -48,6 +57,11 @@ DynamicLibrary DynamicLibrary::OpenAnsi(std::string_view path, std::string* erro
   return Open(Utf8FromAnsi(path), error);
 }
 
+DynamicLibrary DynamicLibrary::Own() {
+  const std::string path = OwnLibrary();
+  return DynamicLibrary(path.empty() ? nullptr : ::dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD));
+}
+
 void* DynamicLibrary::Symbol(const char* name) const noexcept {
   return handle_ != nullptr && name != nullptr ? ::dlsym(handle_, name) : nullptr;
 }
@@ -57,13 +71,8 @@ void DynamicLibrary::Close() noexcept {
 }
 
 std::string OwnModulePath() {
-  Dl_info info{};
-  link_map* map = nullptr;
-  const bool found = ::dladdr1(reinterpret_cast<void*>(&OwnModulePath), &info,
-                               reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) != 0;
-  // The loader knows no path of the program itself.
-  const bool isLibrary = found && map != nullptr && map->l_name != nullptr && *map->l_name != '\0';
-  return AbsolutePath(isLibrary ? map->l_name : "/proc/self/exe");
+  const std::string path = OwnLibrary();
+  return AbsolutePath(path.empty() ? "/proc/self/exe" : path.c_str());
 }
 
 }  // namespace passbridge::platform

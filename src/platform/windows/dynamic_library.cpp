@@ -52,6 +52,13 @@ DynamicLibrary DynamicLibrary::OpenAnsi(std::string_view path, std::string* erro
   return DynamicLibrary(LoadWide(WideFromAnsi(path), error));
 }
 
+DynamicLibrary DynamicLibrary::Own() {
+  HMODULE module = nullptr;
+  constexpr DWORD kFlags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS;
+  if (!::GetModuleHandleExW(kFlags, reinterpret_cast<LPCWSTR>(&OwnModulePath), &module)) return {};
+  return DynamicLibrary(module);
+}
+
 void* DynamicLibrary::Symbol(const char* name) const noexcept {
   if (handle_ == nullptr || name == nullptr) return nullptr;
   return reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(handle_), name));

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "passbridge/j2534.h"
+#include "pdu/com_param.h"
 #include "platform/registry.h"
 #include "server/device.h"
 #include "support.h"
@@ -43,6 +44,13 @@ struct DllAppTest : testing::Test {
   ~DllAppTest() override { EXPECT_EQ(pdu.Items().Alive(), 0U); }
 
   Status Open(const char* name = kByName) { return app.PassThruOpen(name, AppValue(deviceId)); }
+  /// The line to the VCI breaks.
+  void Lose(std::uint32_t device) {
+    std::uint32_t value = 0;
+    pdu.PDUIoCtl.Next({PDU_ERR_COMM_PC_TO_VCI_FAILED});
+    EXPECT_EQ(app.PassThruIoctl(device, READ_VBATT, {}, {&value, FieldWidth::k32}),
+              ERR_DEVICE_NOT_CONNECTED);
+  }
   static Status LastStatus() { return LastErrorRecord::Instance().LastStatus(); }
 
   platform::testing::SettingsSandbox sandbox;
@@ -113,6 +121,77 @@ TEST_F(DllAppTest, ACloseThatFailsCountsAndCutsTheDeviceOff) {
   EXPECT_EQ(app.PassThruClose(7), STATUS_NOERROR);
 }
 
+TEST_F(DllAppTest, WhatFailedIsWhatTheFailingCloseSays) {
+  ASSERT_EQ(Open(), STATUS_NOERROR);
+  std::uint32_t channel = 0;
+  ASSERT_EQ(app.PassThruConnect(7, CAN, 0, 500000, AppValue(channel)), STATUS_NOERROR);
+  pdu.PDUDisconnect.Next({PDU_ERR_FCT_FAILED, PDU_ERR_RSC_LOCKED});
+  EXPECT_EQ(app.PassThruClose(7), ERR_FAILED);
+  EXPECT_EQ(pdu.Calls().Count("PDUDisconnect"), 2U) << "the channel is cut off, which fails, too";
+  EXPECT_EQ(LastErrorRecord::Instance().LastPduCode(), T_PDU_ERROR{PDU_ERR_FCT_FAILED});
+  EXPECT_EQ(LastErrorRecord::Instance().Text(),
+            "(02240003:00000001) Error disconnecting from vehicle.\r\n");
+}
+
+TEST_F(DllAppTest, ADeviceCountsOnce) {
+  ASSERT_EQ(Open(), STATUS_NOERROR);
+  ASSERT_EQ(Open("J2534-2:SN='4712' CXN='USB'"), STATUS_NOERROR);
+  Lose(7);
+  EXPECT_EQ(app.PassThruClose(7), ERR_DEVICE_NOT_CONNECTED);
+  EXPECT_EQ(app.PassThruClose(7), ERR_DEVICE_NOT_CONNECTED);
+  EXPECT_EQ(unloads, 0) << "the other device is open";
+  EXPECT_EQ(app.PassThruClose(8), STATUS_NOERROR);
+  EXPECT_EQ(unloads, 1);
+}
+
+TEST_F(DllAppTest, ALostVciThatIsOpenedAgainCountsOnce) {
+  for (const UNUM32 handle : {7U, 9U}) {
+    ASSERT_EQ(Open(), STATUS_NOERROR);
+    Lose(deviceId);
+    pdu.SetModules({{handle, "4711", "USB", PDU_MODST_AVAIL}});
+    const int before = unloads;
+    ASSERT_EQ(Open(), STATUS_NOERROR);
+    EXPECT_EQ(deviceId, handle);
+    EXPECT_EQ(app.PassThruClose(handle), STATUS_NOERROR);
+    EXPECT_EQ(unloads, before + 1) << handle;
+  }
+}
+
+TEST_F(DllAppTest, AConstructionThatFailsIsTriedAgain) {
+  pdu.PDUConstruct.Next({PDU_ERR_FCT_FAILED});
+  EXPECT_EQ(Open(), ERR_DEVICE_NOT_CONNECTED);
+  EXPECT_EQ(LastStatus(), ERR_DEVICE_NOT_CONNECTED);
+  EXPECT_EQ(pdu.Calls().All().size(), 1U) << "what is not constructed is not used";
+  EXPECT_EQ(unloads, 1);
+  EXPECT_EQ(Open(), STATUS_NOERROR);
+  EXPECT_EQ(app.PassThruClose(7), STATUS_NOERROR);
+}
+
+TEST_F(DllAppTest, IdentifiersThatAreMissingAreAskedForAtTheNextConstruction) {
+  pdu.PDUGetObjectIds.Next({PDU_ERR_FCT_FAILED});
+  pdu.PDUGetObjectId.Always(PDU_ERR_FCT_FAILED);
+  ASSERT_EQ(Open(), STATUS_NOERROR);
+  EXPECT_EQ(pdu::ComParamId(pdu::ComParam::CP_Baudrate), PDU_ID_UNDEF);
+  ASSERT_EQ(app.PassThruClose(7), STATUS_NOERROR);
+  pdu.PDUGetObjectId.Always(PDU_STATUS_NOERROR);
+  ASSERT_EQ(Open(), STATUS_NOERROR);
+  EXPECT_EQ(pdu::ComParamId(pdu::ComParam::CP_Baudrate),
+            pdu.IdOf(PDU_OBJT_COMPARAM, "CP_Baudrate"));
+  EXPECT_EQ(app.PassThruClose(7), STATUS_NOERROR);
+}
+
+TEST_F(DllAppTest, AVciNameThatIsTooLongIsRefusedBeforeAnythingIsLoaded) {
+  const std::string name =
+      "J2534-2:SN='4712' CXN='ETHERNET,USB' VCIName='Workshop bay three, left-hand lift'";
+  EXPECT_EQ(Open(name.c_str()), ERR_DEVICE_NOT_CONNECTED);
+  EXPECT_EQ(LastStatus(), ERR_DEVICE_NOT_CONNECTED);
+  EXPECT_EQ(loads, 0);
+  ASSERT_EQ(Open(), STATUS_NOERROR);
+  EXPECT_EQ(Open(name.c_str()), STATUS_NOERROR) << "nothing is constructed with it any more";
+  EXPECT_EQ(app.PassThruClose(7), STATUS_NOERROR);
+  EXPECT_EQ(app.PassThruClose(8), STATUS_NOERROR);
+}
+
 TEST_F(DllAppTest, AVciNameGoesToTheLibrary) {
   EXPECT_EQ(Open("J2534-2:SN='1' VCIName"), ERR_DEVICE_NOT_CONNECTED);
   EXPECT_EQ(pdu.Calls().Of("PDUConstruct").front(),
@@ -125,6 +204,9 @@ TEST_F(DllAppTest, TheSameVciIsOpenedAgainUnlessItIsToBeForgotten) {
   ASSERT_EQ(Open(), STATUS_NOERROR);
   ASSERT_EQ(app.PassThruClose(7), STATUS_NOERROR);
   EXPECT_EQ(Open(nullptr), STATUS_NOERROR);
+  ASSERT_EQ(app.PassThruClose(7), STATUS_NOERROR);
+  EXPECT_EQ(app.PassThruOpen(reinterpret_cast<void*>(8), AppValue(deviceId)), STATUS_NOERROR)
+      << "a name that cannot be read is none";
   ASSERT_EQ(app.PassThruClose(7), STATUS_NOERROR);
   EXPECT_EQ(app.PassThruIoctl(0, FORGET_LAST_USED_VCI, {}, {}), STATUS_NOERROR);
   EXPECT_EQ(Open(nullptr), ERR_DEVICE_NOT_CONNECTED);

@@ -138,18 +138,6 @@ TEST_F(ExportsTest, ABadPointerIsANullParameter) {
   }
 }
 
-TEST_F(ExportsTest, ANameThatCannotBeReadIsNotTakenForNone) {
-  EXPECT_EQ(PassThruOpen(pages.At(2), &number), long{ERR_NULL_PARAMETER});
-  constexpr std::size_t kLength = 100;
-  char* const unended = pages.At(1, Pages::Size() - kLength);
-  EXPECT_EQ(PassThruOpen(reinterpret_cast<void*>(8), &number), long{ERR_NULL_PARAMETER});
-  pages.Protect(1, Protection::ReadWrite);
-  std::memset(unended, 'x', kLength);
-  EXPECT_EQ(PassThruOpen(unended, &number), long{ERR_NULL_PARAMETER});
-  EXPECT_EQ(PassThruGetLastError(text.data()), long{STATUS_NOERROR});
-  EXPECT_NE(std::string(text.data()).find("NULL pointer supplied"), std::string::npos);
-}
-
 TEST_F(ExportsTest, OutputsAreWrittenAtTheirFullWidth) {
   j2534_ulong value = std::numeric_limits<j2534_ulong>::max();
   pdu.SetIoValue("PDU_IOCTL_READ_VBATT", 12000);

@@ -27,7 +27,7 @@ TEST_F(DeviceChannelsTest, OneChannelAProtocolUnlessItsPinsAreSwitched) {
 
 TEST_F(DeviceChannelsTest, AConnectThatFailsLeavesNoChannel) {
   ASSERT_EQ(Open(), STATUS_NOERROR);
-  EXPECT_EQ(device->PassThruConnect(CAN, 0, 0, AppValue()), ERR_NULL_PARAMETER);
+  EXPECT_EQ(device->PassThruConnect(CAN, 0, 0, AppValue(), channelId), ERR_NULL_PARAMETER);
   EXPECT_EQ(record.LastLocation(), 0x0C060003U);
   EXPECT_EQ(Connect(HONDA_DIAGH_PS), ERR_INVALID_PROTOCOL_ID);
   EXPECT_EQ(Failure(),
@@ -122,6 +122,25 @@ TEST_F(DeviceChannelsTest, AnUnknownChannelIsAFirstCause) {
   }
   EXPECT_EQ(device->PassThruStopMsgFilter(0xFFFFFF, 0), ERR_INVALID_FILTER_ID);
   EXPECT_EQ(record.LastLocation(), 0x0C100004U);
+}
+
+TEST_F(DeviceChannelsTest, AChannelThatIsDisconnectedUnderACallIsNotALostDevice) {
+  ASSERT_EQ(Open(), STATUS_NOERROR);
+  ASSERT_EQ(Connect(), STATUS_NOERROR);
+  script.meanwhile = [this] {
+    EXPECT_EQ(device->PassThruDisconnect(channelId), STATUS_NOERROR);
+    script.result = ERR_DEVICE_NOT_CONNECTED;
+  };
+  EXPECT_EQ(device->PassThruReadMsgs(channelId, {}, {}, 0), ERR_INVALID_CHANNEL_ID);
+  EXPECT_EQ(Failure(),
+            "CJ2534Device::PassThruReadMsgs() - 0C0A0005:00000000 Error reading messages from "
+            "Channel.");
+  script.meanwhile = nullptr;
+  script.result = STATUS_NOERROR;
+  ASSERT_EQ(Connect(), STATUS_NOERROR);
+  script.result = ERR_DEVICE_NOT_CONNECTED;
+  EXPECT_EQ(device->PassThruReadMsgs(channelId, {}, {}, 0), ERR_DEVICE_NOT_CONNECTED)
+      << "but a lost one is";
 }
 
 TEST_F(DeviceChannelsTest, ALostVciDisconnectsTheChannels) {

@@ -36,7 +36,8 @@ struct DeviceFixture : testing::Test {
 
   Status Open() { return device->PassThruOpen(&kModule, &kSerial); }
   Status Connect(std::uint32_t protocolId = CAN) {
-    return device->PassThruConnect(protocolId, 0, 500000, AppValue(channelId));
+    std::uint32_t cell = 0;
+    return device->PassThruConnect(protocolId, 0, 500000, AppValue(cell), channelId);
   }
   /// The failure reported last, the first cause being the only one that is of interest here.
   std::string Failure() {

@@ -6,6 +6,7 @@
 
 #include "passbridge/j2534.h"
 #include "server/server.h"
+#include "support.h"
 #include "support/scripted_pdu.h"
 #include "trace/last_error.h"
 
@@ -73,6 +74,32 @@ TEST_F(DeviceInfoListTest, EntriesThatCannotBeReadAreLeftOut) {
   list.clear();
   EXPECT_EQ(Populate(), STATUS_NOERROR);
   EXPECT_TRUE(list.empty());
+}
+
+TEST_F(DeviceInfoListTest, WhatFollowsAnUnreadableEntryIsFound) {
+  using platform::testing::Pages;
+  Pages pages(3);
+  constexpr std::size_t kEntry = sizeof(PDU_MODULE_DATA);
+  const UNUM32 behind = static_cast<UNUM32>(1 + (Pages::Size() + kEntry - 1) / kEntry);
+  auto* const entries = reinterpret_cast<PDU_MODULE_DATA*>(pages.At(0, Pages::Size() - kEntry));
+  char name[] = "4711";
+  char info[] = "USB";
+  for (const UNUM32 i : {0U, behind}) {
+    entries[i].hMod = 1 + i;
+    entries[i].ModuleStatus = PDU_MODST_AVAIL;
+    entries[i].pVendorModuleName = name;
+    entries[i].pVendorAdditionalInfo = info;
+  }
+  name[3] = '2';
+  pages.Protect(1, platform::testing::Protection::None);
+  pdu.PDUGetModuleIds.Does([&](PDU_MODULE_ITEM** item) {
+    const T_PDU_ERROR result = pdu.PDUGetModuleIds.BuiltIn(item);
+    (*item)->NumEntries = behind + 1;
+    (*item)->pModuleData = entries;
+    return result;
+  });
+  ASSERT_EQ(Populate(), STATUS_NOERROR);
+  EXPECT_EQ(list.at(4712).HandleOn(InterfaceType::Usb), 1 + behind) << "the last one wins";
 }
 
 TEST_F(DeviceInfoListTest, AModuleThatIsNotReadyIsAskedWhy) {

@@ -176,6 +176,18 @@ TEST_F(DeviceSelectionTest, AGapInAListReadsAsZero) {
   EXPECT_EQ(order.Enabled(3), 0U);
 }
 
+TEST_F(DeviceSelectionTest, OtherSubkeysAreNoEntries) {
+  const std::string user = std::string(kProduct) + "AutoConnectionOrder\\";
+  Write(RegistryRoot::User, user + "connection00", "Number", 1);
+  for (const char* other : {"Description of it", "Connection", "Connection 1", "Connection1a"}) {
+    Write(RegistryRoot::User, user + other, "Number", 3);
+  }
+  OrderList order = OrderList::AutoConnectionOrder();
+  order.Load();
+  EXPECT_EQ(order.Count(), 1U);
+  EXPECT_EQ(order.Number(0), 1U);
+}
+
 TEST_F(DeviceSelectionTest, PreferredDevicesAreKept) {
   Write(RegistryRoot::User, std::string(kProduct) + "PreferredDevices\\PreferredDevice00",
         "SerialNumber", 4712);

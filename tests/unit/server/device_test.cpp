@@ -89,6 +89,14 @@ TEST_F(DeviceTest, CloseDisconnectsTheChannelsThenTheModule) {
   EXPECT_EQ(device->PassThruClose(), ERR_INVALID_DEVICE_ID);
 }
 
+TEST_F(DeviceTest, CloseHasNoGateForItsChannelsEither) {
+  ASSERT_EQ(Open(), STATUS_NOERROR);
+  ASSERT_EQ(Connect(), STATUS_NOERROR);
+  record.SetLastStatus(ERR_DEVICE_NOT_CONNECTED);
+  EXPECT_EQ(device->PassThruClose(), STATUS_NOERROR);
+  EXPECT_EQ(script.calls, (std::vector<std::string>{"Connect", "Disconnect"}));
+}
+
 TEST_F(DeviceTest, AFailedCloseLeavesTheDeviceOpen) {
   ASSERT_EQ(Open(), STATUS_NOERROR);
   ASSERT_EQ(Connect(), STATUS_NOERROR);

@@ -1,7 +1,7 @@
 #ifndef PASSBRIDGE_UNIT_SERVER_FAKE_CHANNEL_H_
 #define PASSBRIDGE_UNIT_SERVER_FAKE_CHANNEL_H_
 
-#include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,7 +13,8 @@ namespace passbridge::test {
 /// What the fake channels of a test do and have done.
 struct ChannelScript {
   Status initialize = STATUS_NOERROR;
-  Status result = STATUS_NOERROR;  ///< of every other operation
+  Status result = STATUS_NOERROR;   ///< of every other operation
+  std::function<void()> meanwhile;  ///< what else happens during a read
   std::vector<std::string> calls;
   int alive = 0;
 };
@@ -36,6 +37,7 @@ class FakeChannel final : public CJ2534Channel {
   }
   Status PassThruDisconnect() override { return Note("Disconnect"); }
   Status PassThruReadMsgs(const AppMessage&, const AppValue&, std::uint32_t) override {
+    if (script_.meanwhile) script_.meanwhile();
     return Note("Read");
   }
   Status PassThruWriteMsgs(const AppMessage&, const AppValue&, std::uint32_t) override {

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <functional>
+#include <new>
 #include <string>
 
 #include "passbridge/j2534.h"
@@ -269,6 +271,27 @@ TEST_F(ServerTest, ALostVciIsNoticedAndItsItemsAreDestroyed) {
   EXPECT_EQ(server.PassThruClose(kModule), ERR_DEVICE_NOT_CONNECTED);
 }
 
+TEST_F(ServerTest, TheCallbackTracesWhatItDoes) {
+  trace.Take();
+  pdu.Deliver(kModule, PDU_HANDLE_UNDEF, pdu.Items().MakeError(PDU_ERR_EVT_LOST_COMM_TO_VCI));
+  const std::vector<std::string> lines = trace.Take();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.front(), "Entering CJ2534Server::ModuleEventCallback()");
+  EXPECT_EQ(lines.back(), "Leaving CJ2534Server::ModuleEventCallback()");
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "Entering CJ2534Device::SetConnected()"), 1);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "Leaving CJ2534Device::SetConnected()"), 1);
+  Device()->IsConnected();
+  const std::vector<std::string> asked = trace.Take();
+  EXPECT_EQ(std::count(asked.begin(), asked.end(), "Entering CJ2534Device::IsConnected()"), 1);
+  EXPECT_EQ(std::count(asked.begin(), asked.end(), "Leaving CJ2534Device::IsConnected()"), 1);
+
+  pdu.PDUGetEventItem.Does(
+      [](UNUM32, UNUM32, PDU_EVENT_ITEM**) -> T_PDU_ERROR { throw std::bad_alloc(); });
+  pdu.Signal(kModule, PDU_HANDLE_UNDEF);
+  EXPECT_EQ(Failure(),
+            "CJ2534Server::ModuleEventCallback() - 141300FF:00000000 Unhandled exception.");
+}
+
 TEST_F(ServerTest, AQueueThatGivesNothingDoesNotHoldTheCallback) {
   pdu.PDUGetEventItem.Does([](UNUM32, UNUM32, PDU_EVENT_ITEM**) { return PDU_STATUS_NOERROR; });
   CJ2534Server::ModuleEventCallback(PDU_EVT_DATA_AVAILABLE, kModule, PDU_HANDLE_UNDEF, nullptr,
@@ -304,6 +327,9 @@ TEST_F(ServerTest, ADeviceThatCouldNotBeClosedIsCutOffBeforeTheLibraryGoes) {
   pdu.Calls().Clear();
   EXPECT_EQ(server.PassThruSetProgrammingVoltage(kModule, 12, 12000), ERR_DEVICE_NOT_CONNECTED);
   EXPECT_TRUE(pdu.Calls().All().empty()) << "nothing calls through the table any more";
+  record.SetLastStatus(STATUS_NOERROR);
+  EXPECT_EQ(server.PassThruStopPeriodicMsg(channelId, 1), ERR_DEVICE_NOT_CONNECTED)
+      << "its channel is still known as its";
 }
 
 }  // namespace

@@ -1,0 +1,61 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "session.h"
+
+namespace passbridge::test {
+namespace {
+
+struct Unload : Session {
+  /// Reads one message that comes by itself.
+  long Read() {
+    PASSTHRU_MSG message{};
+    j2534_ulong count = 1;
+    return library.PassThruReadMsgs(channel, &message, &count, 5000);
+  }
+};
+
+TEST_F(Unload, ALibraryWithAnOpenDeviceStaysInTheProcess) {
+  OpenAndConnect();
+  StartPassFilter(0x100);
+  library.file.Close();
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));  // messages go on coming
+  library = Library(LibraryPath());
+  EXPECT_EQ(Read(), long{STATUS_NOERROR}) << "it is the same library";
+  Close();
+
+  library.file.Close();
+  library = Library(LibraryPath());
+  OpenAndConnect();
+  EXPECT_EQ(channel, 2U) << "without a device it went, and a fresh one counts from the beginning";
+  Close();
+}
+
+TEST_F(Unload, AReaderWhoseLastDeviceIsClosedComesBack) {
+  vci.file.Close();  // the library's is the only reference to it
+  OpenAndConnect();
+  std::atomic<bool> reads{false};
+  std::atomic<long> status{-1};
+  std::thread reader([&] {
+    PASSTHRU_MSG message{};
+    j2534_ulong count = 1;
+    reads = true;
+    status = library.PassThruReadMsgs(channel, &message, &count, 1000);
+  });
+  while (!reads) std::this_thread::yield();
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  Close();
+  reader.join();
+  EXPECT_EQ(status, long{ERR_INVALID_CHANNEL_ID}) << "its channel is gone, but no VCI is lost";
+  OpenAndConnect();
+  StartPassFilter(0x100);
+  EXPECT_EQ(Read(), long{STATUS_NOERROR});
+  Close();
+  vci = VirtualVci(VirtualVciPath());
+}
+
+}  // namespace
+}  // namespace passbridge::test
