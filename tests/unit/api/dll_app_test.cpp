@@ -125,9 +125,14 @@ TEST_F(DllAppTest, WhatFailedIsWhatTheFailingCloseSays) {
   ASSERT_EQ(Open(), STATUS_NOERROR);
   std::uint32_t channel = 0;
   ASSERT_EQ(app.PassThruConnect(7, CAN, 0, 500000, AppValue(channel)), STATUS_NOERROR);
-  pdu.PDUDisconnect.Next({PDU_ERR_FCT_FAILED, PDU_ERR_RSC_LOCKED});
+  pdu.PDUDisconnect.Next({PDU_ERR_FCT_FAILED});
+  pdu.PDUDestroyComLogicalLink.Does([&](UNUM32 hMod, UNUM32 hCLL) {
+    pdu.PDUDestroyComLogicalLink.BuiltIn(hMod, hCLL);
+    return PDU_ERR_RSC_LOCKED;
+  });
   EXPECT_EQ(app.PassThruClose(7), ERR_FAILED);
-  EXPECT_EQ(pdu.Calls().Count("PDUDisconnect"), 2U) << "the channel is cut off, which fails, too";
+  EXPECT_EQ(pdu.Calls().Count("PDUDestroyComLogicalLink"), 1U)
+      << "the channel is cut off, which fails, too";
   EXPECT_EQ(LastErrorRecord::Instance().LastPduCode(), T_PDU_ERROR{PDU_ERR_FCT_FAILED});
   EXPECT_EQ(LastErrorRecord::Instance().Text(),
             "(02240003:00000001) Error disconnecting from vehicle.\r\n");

@@ -179,7 +179,8 @@ TEST_F(DeviceSelectionTest, AGapInAListReadsAsZero) {
 TEST_F(DeviceSelectionTest, OtherSubkeysAreNoEntries) {
   const std::string user = std::string(kProduct) + "AutoConnectionOrder\\";
   Write(RegistryRoot::User, user + "connection00", "Number", 1);
-  for (const char* other : {"Description of it", "Connection", "Connection 1", "Connection1a"}) {
+  for (const char* other :
+       {"Description of it", "Connection", "Connection 1", "Connection1a", "Preference07"}) {
     Write(RegistryRoot::User, user + other, "Number", 3);
   }
   OrderList order = OrderList::AutoConnectionOrder();
