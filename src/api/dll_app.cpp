@@ -114,7 +114,7 @@ void CJ2534DllApp::EndUnused() {
     releaseWanted_ = false;
   } catch (...) {  // NOLINT(bugprone-empty-catch): out of memory; the next close tries again
   }
-  self_.Close();
+  if (!loaded_) self_.Close();
 }
 
 void CJ2534DllApp::WantRelease() {

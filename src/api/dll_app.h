@@ -134,7 +134,8 @@ class CJ2534DllApp {
   bool releaseWanted_ GUARDED_BY(lifeLock_) = false;
   OpenDevices openDevices_ GUARDED_BY(lifeLock_);
   std::int32_t callsInProgress_ GUARDED_BY(lifeLock_) = 0;
-  // This library, held while a device is open: its threads run on when an application unloads it.
+  // This library, held while the D-PDU library is loaded: an application may unload it with a
+  // device open, whose threads run on, or to load it again, when it must find what it constructed.
   platform::DynamicLibrary self_ GUARDED_BY(lifeLock_);
 };
 

@@ -1,5 +1,6 @@
 #include "passbridge/j2534.h"
 #include "pdu/item.h"
+#include "platform/cancellation.h"
 #include "server/device.h"
 #include "server/server.h"
 #include "trace/method.h"
@@ -57,6 +58,7 @@ void HandleModuleEvents(UNUM32 hMod) {
 
 void PDUAPI CJ2534Server::ModuleEventCallback(T_PDU_EVT_DATA eventType, UNUM32 hMod, UNUM32 hCll,
                                               void* /*pCllTag*/, void* /*pApiTag*/) {
+  const platform::CancellationGuard cancellation;
   // The D-PDU library wants to know nothing of the outcome.
   Traced({"CJ2534Server::ModuleEventCallback()", Module::Server, 0x13}, [&](Exits& exit) {
     const bool isOurs = eventType == PDU_EVT_DATA_AVAILABLE && hCll == PDU_HANDLE_UNDEF;

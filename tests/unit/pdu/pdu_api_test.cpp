@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <set>
 #include <string>
 #include <vector>
@@ -78,6 +81,28 @@ TEST(PduApiTest, WithoutALibraryCallsFailAndHarmNobody) {
   EXPECT_FALSE(library.Bind());
   EXPECT_EQ(Api().PDUDestruct(), T_PDU_ERROR{PDU_ERR_PDUAPI_NOT_CONSTRUCTED})
       << "a library that is refused is never called";
+}
+
+/// Whether a file is in this process (Linux only; elsewhere it never is).
+bool IsMapped(const std::string& file) {
+  std::ifstream maps("/proc/self/maps");
+  const std::string text{std::istreambuf_iterator<char>(maps), std::istreambuf_iterator<char>()};
+  return text.find(file) != std::string::npos;
+}
+
+TEST(PduApiTest, APinKeepsTheLibraryUntilItLetsGo) {
+  const char* const path = std::getenv("PASSBRIDGE_TEST_VCI");
+  ASSERT_NE(path, nullptr);
+  ASSERT_TRUE(LoadPduApi(path));
+  {
+    const Pin pin;
+    const FunctionTable& table = Api();
+    UnloadPduApi();
+    EXPECT_NE(&Api(), &table);
+    EXPECT_EQ(table.PDUDestruct(), T_PDU_ERROR{PDU_ERR_PDUAPI_NOT_CONSTRUCTED})
+        << "it can still be called";
+  }
+  EXPECT_FALSE(IsMapped("virtual_vci")) << "nobody needs it any more";
 }
 
 TEST(PduApiTest, AFileThatIsNoLibraryDoesNotLoad) {
