@@ -82,9 +82,9 @@ const std::vector<std::string>& QuirkNames() {
 
 std::vector<FaultCase> MakeCases(const Reached& reached, bool all) {
   std::vector<FaultCase> cases;
-  for (const auto& [stage, functions] : reached) {
-    for (const std::string& function : functions) {
-      for (const bool forEver : {false, true}) {
+  for (const bool forEver : {false, true}) {
+    for (const auto& [stage, functions] : reached) {
+      for (const std::string& function : functions) {
         FaultCase fault{function, PDU_STATUS_NOERROR, stage, forEver, ""};
         for (const T_PDU_ERROR result : kResults) {
           if (!all && result != SampleResult(fault)) continue;

@@ -74,7 +74,7 @@ struct Interposer {
   std::atomic<bool> destructMissing{false};
 
   std::mutex handleLock;  // the maps
-  HandleMap modules{0};
+  HandleMap modules{1};  // module handle 0 stands for none
   HandleMap links{0};
   HandleMap cops{1};
 
@@ -119,7 +119,8 @@ struct Interposer {
     target(event, hMod, hCLL, linkTag, api);
   }
 
-  /// What a call on a module or link does before the virtual VCI does its part.
+  /// What I/O controls, and calls that connect or end something, do before the virtual VCI does its
+  /// part. Starts don't: one lock keeps the library's starts and callbacks in order.
   void Before(UNUM32 hMod, UNUM32 hCLL) {
     if (quirk != FAULT_PDU_WAITING) return;
     std::thread([=, this] { CallBack(PDU_EVT_DATA_AVAILABLE, hMod, hCLL); }).join();
@@ -205,23 +206,13 @@ FAULT_PDU_EXPORT UNUM32 FaultPduCalls(const CHAR8* function) {
 }
 
 // Functions that are only forwarded; `…` are the arguments as the virtual VCI gets them.
-#define FORWARD(name, parameters, ...)                                                    \
-  FAULT_PDU_EXPORT T_PDU_ERROR PDUAPI name parameters {                                   \
-    const auto call = [&](auto... arguments) {                                            \
-      return Call(                                                                        \
-          k##name, [&] { return It().real.name(arguments...); }, arguments...);           \
-    };                                                                                    \
-    return call(__VA_ARGS__);                                                             \
-  }
-// The same for functions of a link, or of a module without one.
-#define FORWARD_LINK(name, parameters, ...)                                               \
-  FAULT_PDU_EXPORT T_PDU_ERROR PDUAPI name parameters {                                   \
-    It().Before(hMod, hCLL);                                                              \
-    const auto call = [&](auto... arguments) {                                            \
-      const auto body = [&] { return It().real.name(Module(hMod), Link(hCLL), arguments...); }; \
-      return Call(k##name, body, arguments...);                                           \
-    };                                                                                    \
-    return call(__VA_ARGS__);                                                             \
+#define FORWARD(name, parameters, ...)                                      \
+  FAULT_PDU_EXPORT T_PDU_ERROR PDUAPI name parameters {                     \
+    const auto call = [](auto... arguments) {                               \
+      const auto body = [&] { return It().real.name(arguments...); };       \
+      return Call(k##name, body, arguments...);                             \
+    };                                                                      \
+    return call(__VA_ARGS__);                                               \
   }
 
 FORWARD(PDUModuleConnect, (UNUM32 hMod), Module(hMod))
@@ -248,19 +239,31 @@ FORWARD(PDUGetLastError,
         (UNUM32 hMod, UNUM32 hCLL, T_PDU_ERR_EVT* code, UNUM32* hCoP, UNUM32* timestamp,
          UNUM32* extra),
         Module(hMod), Link(hCLL), code, hCoP, timestamp, extra)
-FORWARD_LINK(PDULockResource, (UNUM32 hMod, UNUM32 hCLL, UNUM32 mask), mask)
-FORWARD_LINK(PDUUnlockResource, (UNUM32 hMod, UNUM32 hCLL, UNUM32 mask), mask)
-FORWARD_LINK(PDUGetComParam, (UNUM32 hMod, UNUM32 hCLL, UNUM32 id, PDU_PARAM_ITEM** item), id, item)
-FORWARD_LINK(PDUSetComParam, (UNUM32 hMod, UNUM32 hCLL, PDU_PARAM_ITEM* item), item)
-FORWARD_LINK(PDUGetUniqueRespIdTable,
-             (UNUM32 hMod, UNUM32 hCLL, PDU_UNIQUE_RESP_ID_TABLE_ITEM** table), table)
-FORWARD_LINK(PDUSetUniqueRespIdTable,
-             (UNUM32 hMod, UNUM32 hCLL, PDU_UNIQUE_RESP_ID_TABLE_ITEM* table), table)
-FORWARD_LINK(PDUDisconnect, (UNUM32 hMod, UNUM32 hCLL))
-FORWARD_LINK(PDUIoCtl,
-             (UNUM32 hMod, UNUM32 hCLL, UNUM32 command, PDU_DATA_ITEM* input,
-              PDU_DATA_ITEM** output),
-             command, input, output)
+FORWARD(PDULockResource, (UNUM32 hMod, UNUM32 hCLL, UNUM32 mask), Module(hMod), Link(hCLL), mask)
+FORWARD(PDUUnlockResource, (UNUM32 hMod, UNUM32 hCLL, UNUM32 mask), Module(hMod), Link(hCLL), mask)
+FORWARD(PDUGetComParam, (UNUM32 hMod, UNUM32 hCLL, UNUM32 id, PDU_PARAM_ITEM** item), Module(hMod),
+        Link(hCLL), id, item)
+FORWARD(PDUSetComParam, (UNUM32 hMod, UNUM32 hCLL, PDU_PARAM_ITEM* item), Module(hMod), Link(hCLL),
+        item)
+FORWARD(PDUGetUniqueRespIdTable,
+        (UNUM32 hMod, UNUM32 hCLL, PDU_UNIQUE_RESP_ID_TABLE_ITEM** table), Module(hMod), Link(hCLL),
+        table)
+FORWARD(PDUSetUniqueRespIdTable, (UNUM32 hMod, UNUM32 hCLL, PDU_UNIQUE_RESP_ID_TABLE_ITEM* table),
+        Module(hMod), Link(hCLL), table)
+
+FAULT_PDU_EXPORT T_PDU_ERROR PDUAPI PDUDisconnect(UNUM32 hMod, UNUM32 hCLL) {
+  It().Before(hMod, hCLL);
+  return Call(kPDUDisconnect, [&] { return It().real.PDUDisconnect(Module(hMod), Link(hCLL)); });
+}
+
+FAULT_PDU_EXPORT T_PDU_ERROR PDUAPI PDUIoCtl(UNUM32 hMod, UNUM32 hCLL, UNUM32 command,
+                                             PDU_DATA_ITEM* input, PDU_DATA_ITEM** output) {
+  It().Before(hMod, hCLL);
+  const auto body = [&] {
+    return It().real.PDUIoCtl(Module(hMod), Link(hCLL), command, input, output);
+  };
+  return Call(kPDUIoCtl, body, output);
+}
 
 FAULT_PDU_EXPORT T_PDU_ERROR PDUAPI PDUConstruct(CHAR8* options, void* apiTag) {
   return Call(kPDUConstruct, [&] {
@@ -367,7 +370,6 @@ FAULT_PDU_EXPORT T_PDU_ERROR PDUAPI PDUStartComPrimitive(UNUM32 hMod, UNUM32 hCL
     if (result == PDU_STATUS_NOERROR && lock) *hCoP = It().cops.ToApplication(*hCoP);
     return result;
   };
-  It().Before(hMod, hCLL);
   const T_PDU_ERROR result = Call(kPDUStartComPrimitive, body, hCoP);
   It().After(hMod, hCLL);
   return result;

@@ -14,10 +14,10 @@ extern "C" {
 /// A habit; each is within the standard, so that everything must work with it.
 PDU_ENUM(E_FAULT_PDU_QUIRK){
     FAULT_PDU_PLAIN = 0,
-    FAULT_PDU_HANDLES = 1,      ///< module and link handles begin at 0; all are reused at once
+    FAULT_PDU_HANDLES = 1,      ///< link handles begin at 0; all handles are reused at once
     FAULT_PDU_GARBAGE = 2,      ///< a call that fails fills its outputs with garbage
     FAULT_PDU_SYNCHRONOUS = 3,  ///< connecting and starting call back before they return
-    FAULT_PDU_WAITING = 4,      ///< calls wait for a callback that another thread makes
+    FAULT_PDU_WAITING = 4,      ///< calls that start nothing wait for another thread's callback
     FAULT_PDU_LATE = 5,         ///< callbacks come 20 ms late
     FAULT_PDU_SLOW = 6,         ///< connecting, starting and cancelling return after their events
 };

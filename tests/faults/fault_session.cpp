@@ -9,7 +9,11 @@ namespace passbridge::test {
 
 namespace {
 
-constexpr j2534_ulong kPatience = 5000;  // for what should take no time; sanitizers are slow
+// The answers of a healthy VCI take next to no time, but sanitizers do.
+constexpr j2534_ulong kPatience = 5000;
+// Beside its time-out, a call may wait for the start of a communication (5 s) and for ComParams to
+// take effect (2 s); two channels of a call do so one after the other.
+constexpr j2534_ulong kLongestCall = 16000;
 
 constexpr unsigned char kRequest = 0xE0;   // the identifiers 0x7E0 to the engine, 0x7E8 from it
 constexpr unsigned char kResponse = 0xE8;
@@ -60,9 +64,9 @@ void FaultSession::Run(const Stage& stage) {
 template <typename Function, typename... Arguments>
 long FaultSession::Call(const char* name, j2534_ulong timeout, Function function,
                         Arguments... arguments) {
-  announce_(name, timeout + kPatience);
+  announce_(name, timeout + kLongestCall);
   const long status = function(arguments...);
-  announce_("between calls", kPatience);
+  announce_("between calls", kLongestCall);
   const bool good = healthy_ ? status == long{STATUS_NOERROR}
                              : status >= 0 && status <= long{ERR_INVALID_DEVICE_ID};
   if (!good) {

@@ -11,7 +11,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
+#include <sstream>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "fault_cases.h"
@@ -27,7 +31,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr const char* kSupportKey = "SOFTWARE\\QUARN\\QUARN_VCI\\PDU API Support";
-constexpr auto kSessionLimit = 30s;
+constexpr auto kSessionLimit = 90s;
 
 struct FaultPdu {
   FaultPdu()
@@ -171,33 +175,66 @@ struct Settings {
   platform::testing::SettingsSandbox sandbox;
 };
 
-/// Runs the cases in processes; the number of those that failed.
-std::size_t RunCases(const std::string& program, const std::vector<FaultCase>& cases) {
-  namespace fs = std::filesystem;
-  const std::string file =
-      (fs::temp_directory_path() /
-       ("passbridge-faults-" +
-        std::to_string(std::chrono::system_clock::now().time_since_epoch().count())))
-          .string();
-  Save(cases, file);
-  std::vector<std::size_t> failed;
-  for (std::size_t from = 0; from < cases.size();) {
-    std::ofstream(file + ".at") << from << std::flush;
-    const std::string command =
-        '"' + program + "\" --child " + file + " --from " + std::to_string(from);
-    if (std::system(command.c_str()) == 0) break;
-    std::size_t at = from;
-    std::ifstream(file + ".at") >> at;
-    std::printf("FAILED: %s %s\n", program.c_str(), OptionsOf(cases[at]).c_str());
-    std::fflush(stdout);
-    failed.push_back(at);
-    from = at + 1;
+/// Runs cases in processes of the program, some at a time: most of the time they wait.
+class Supervisor {
+ public:
+  Supervisor(std::string program, std::vector<FaultCase> cases)
+      : program_(std::move(program)), cases_(std::move(cases)) {}
+
+  /// The number of cases that failed.
+  std::size_t Run(std::size_t jobs) {
+    std::vector<std::thread> threads;
+    for (std::size_t job = 0; job < jobs; ++job) {
+      threads.emplace_back([this, job, jobs] {
+        std::vector<FaultCase> share;
+        for (std::size_t i = job; i < cases_.size(); i += jobs) share.push_back(cases_[i]);
+        RunShare(share, "job" + std::to_string(job));
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    std::printf("%zu cases, %zu failed\n", cases_.size(), failed_);
+    return failed_;
   }
-  fs::remove(file);
-  fs::remove(file + ".at");
-  std::printf("%zu cases, %zu failed\n", cases.size(), failed.size());
-  return failed.size();
-}
+
+ private:
+  void RunShare(const std::vector<FaultCase>& cases, const std::string& name) {
+    const std::string file = (folder_.path / name).string();
+    Save(cases, file);
+    for (std::size_t at = 0; at < cases.size(); ++at) {
+      std::ofstream(file + ".at") << at << std::flush;
+      const std::string command = '"' + program_ + "\" --child " + file + " --from " +
+                                  std::to_string(at) + " > " + file + ".out 2>&1";
+      if (std::system(command.c_str()) == 0) return;
+      std::ifstream(file + ".at") >> at;
+      Report(cases[at], file + ".out");
+    }
+  }
+
+  void Report(const FaultCase& fault, const std::string& output) {
+    std::stringstream text;
+    text << std::ifstream(output).rdbuf();
+    const std::lock_guard lock(lock_);
+    ++failed_;
+    std::printf("FAILED: %s %s\n%s", program_.c_str(), OptionsOf(fault).c_str(),
+                text.str().c_str());
+    std::fflush(stdout);
+  }
+
+  struct Folder {
+    Folder() { std::filesystem::create_directory(path); }
+    ~Folder() { std::filesystem::remove_all(path); }
+    const std::filesystem::path path =
+        std::filesystem::temp_directory_path() /
+        ("passbridge-faults-" +
+         std::to_string(std::chrono::system_clock::now().time_since_epoch().count()));
+  };
+
+  const std::string program_;
+  const std::vector<FaultCase> cases_;
+  const Folder folder_;
+  std::mutex lock_;
+  std::size_t failed_ = 0;
+};
 
 }  // namespace
 
@@ -210,6 +247,7 @@ int Main(int count, char** arguments) {
   std::string result;
   std::string file;
   std::size_t from = 0;
+  std::size_t jobs = 8;
   app.add_flag("--all", all, "Every case");
   app.add_flag("--list", list, "Only print the cases");
   app.add_option("--function", wanted.function, "Only cases of this D-PDU function");
@@ -217,6 +255,7 @@ int Main(int count, char** arguments) {
   app.add_option("--stage", wanted.stage, "Only faults that begin in this stage");
   app.add_option("--times", times, "Only faults that happen 'once' or for 'ever'");
   app.add_option("--quirk", wanted.quirk, "Only this habit");
+  app.add_option("--jobs", jobs, "So many processes at a time");
   app.add_option("--child", file)->group("");
   app.add_option("--from", from)->group("");
   CLI11_PARSE(app, count, arguments);
@@ -250,7 +289,7 @@ int Main(int count, char** arguments) {
     std::printf("no such case\n");
     return 2;
   }
-  return RunCases(arguments[0], cases) == 0 ? 0 : 1;
+  return Supervisor(arguments[0], std::move(cases)).Run(jobs) == 0 ? 0 : 1;
 }
 
 }  // namespace passbridge::test
