@@ -30,8 +30,7 @@ namespace {
 #define FAULT_PDU_FIND(name, required) name(file.Function<PFN_##name>(#name)),
 
 enum Function : std::size_t { PASSBRIDGE_PDU_FUNCTIONS(FAULT_PDU_NUMBER) kNone };
-constexpr auto kNames =
-    std::to_array<std::string_view>({PASSBRIDGE_PDU_FUNCTIONS(FAULT_PDU_NAME)});
+constexpr auto kNames = std::to_array<std::string_view>({PASSBRIDGE_PDU_FUNCTIONS(FAULT_PDU_NAME)});
 
 std::string_view TextOf(const char* text) { return text != nullptr ? text : ""; }
 
@@ -70,11 +69,12 @@ struct Interposer {
   UNUM32 count = 0;
   T_PDU_ERROR result = PDU_STATUS_NOERROR;
 
-  // The application forced PDUDestruct away from the virtual VCI and may have unloaded this library.
+  // The application forced PDUDestruct away from the virtual VCI and may have unloaded this
+  // library.
   std::atomic<bool> destructMissing{false};
 
   std::mutex handleLock;  // the maps
-  HandleMap modules{1};  // module handle 0 stands for none
+  HandleMap modules{1};   // module handle 0 stands for none
   HandleMap links{0};
   HandleMap cops{1};
 
@@ -206,13 +206,13 @@ FAULT_PDU_EXPORT UNUM32 FaultPduCalls(const CHAR8* function) {
 }
 
 // Functions that are only forwarded; `…` are the arguments as the virtual VCI gets them.
-#define FORWARD(name, parameters, ...)                                      \
-  FAULT_PDU_EXPORT T_PDU_ERROR PDUAPI name parameters {                     \
-    const auto call = [](auto... arguments) {                               \
-      const auto body = [&] { return It().real.name(arguments...); };       \
-      return Call(k##name, body, arguments...);                             \
-    };                                                                      \
-    return call(__VA_ARGS__);                                               \
+#define FORWARD(name, parameters, ...)                                \
+  FAULT_PDU_EXPORT T_PDU_ERROR PDUAPI name parameters {               \
+    const auto call = [](auto... arguments) {                         \
+      const auto body = [&] { return It().real.name(arguments...); }; \
+      return Call(k##name, body, arguments...);                       \
+    };                                                                \
+    return call(__VA_ARGS__);                                         \
   }
 
 FORWARD(PDUModuleConnect, (UNUM32 hMod), Module(hMod))
@@ -225,10 +225,7 @@ FORWARD(PDUGetConflictingResources,
         (UNUM32 resource, PDU_MODULE_ITEM* input, PDU_RSC_CONFLICT_ITEM** list), resource, input,
         list)
 FORWARD(PDUGetResourceStatus, (PDU_RSC_STATUS_ITEM * status), status)
-FORWARD(PDUGetEventItems, (UNUM32 hMod, UNUM32 hCLL, UNUM32* count, PDU_EVENT_ITEM** items),
-        Module(hMod), Link(hCLL), count, items)
 FORWARD(PDUDestroyItem, (PDU_ITEM * item), item)
-FORWARD(PDUDestroyItems, (UNUM32 count, PDU_ITEM** items), count, items)
 FORWARD(PDUGetVersion, (UNUM32 hMod, PDU_VERSION_DATA* version), Module(hMod), version)
 FORWARD(PDUGetTimestamp, (UNUM32 hMod, UNUM32* timestamp), Module(hMod), timestamp)
 FORWARD(PDUGetStatus,
@@ -245,9 +242,8 @@ FORWARD(PDUGetComParam, (UNUM32 hMod, UNUM32 hCLL, UNUM32 id, PDU_PARAM_ITEM** i
         Link(hCLL), id, item)
 FORWARD(PDUSetComParam, (UNUM32 hMod, UNUM32 hCLL, PDU_PARAM_ITEM* item), Module(hMod), Link(hCLL),
         item)
-FORWARD(PDUGetUniqueRespIdTable,
-        (UNUM32 hMod, UNUM32 hCLL, PDU_UNIQUE_RESP_ID_TABLE_ITEM** table), Module(hMod), Link(hCLL),
-        table)
+FORWARD(PDUGetUniqueRespIdTable, (UNUM32 hMod, UNUM32 hCLL, PDU_UNIQUE_RESP_ID_TABLE_ITEM** table),
+        Module(hMod), Link(hCLL), table)
 FORWARD(PDUSetUniqueRespIdTable, (UNUM32 hMod, UNUM32 hCLL, PDU_UNIQUE_RESP_ID_TABLE_ITEM* table),
         Module(hMod), Link(hCLL), table)
 

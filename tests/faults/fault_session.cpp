@@ -15,7 +15,7 @@ constexpr j2534_ulong kPatience = 5000;
 // take effect (2 s); two channels of a call do so one after the other.
 constexpr j2534_ulong kLongestCall = 16000;
 
-constexpr unsigned char kRequest = 0xE0;   // the identifiers 0x7E0 to the engine, 0x7E8 from it
+constexpr unsigned char kRequest = 0xE0;  // the identifiers 0x7E0 to the engine, 0x7E8 from it
 constexpr unsigned char kResponse = 0xE8;
 
 PASSTHRU_MSG Message(j2534_ulong protocol, std::initializer_list<unsigned char> data) {
@@ -160,8 +160,8 @@ void FaultSession::Ioctls() {
 }
 
 void FaultSession::Pins() {
-  Call("PassThruConnect", 0, library_.PassThruConnect, device_, j2534_ulong{CAN_PS},
-       j2534_ulong{0}, j2534_ulong{500000}, &pinChannel_);
+  Call("PassThruConnect", 0, library_.PassThruConnect, device_, j2534_ulong{CAN_PS}, j2534_ulong{0},
+       j2534_ulong{500000}, &pinChannel_);
   Configure(pinChannel_, J1962_PINS, 0x060E);
   Configure(pinChannel_, LOOPBACK, 1);
   j2534_ulong filter = 0;
@@ -222,8 +222,7 @@ void FaultSession::Receive(j2534_ulong channel, unsigned char lastIdentifierByte
   j2534_ulong count = 1;
   Call("PassThruReadMsgs", timeout_, library_.PassThruReadMsgs, channel, &message, &count,
        timeout_);
-  Expect(!healthy_ || (count == 1 && message.Data[3] == lastIdentifierByte),
-         "another message");
+  Expect(!healthy_ || (count == 1 && message.Data[3] == lastIdentifierByte), "another message");
 }
 
 }  // namespace passbridge::test

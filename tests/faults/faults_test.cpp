@@ -1,5 +1,5 @@
-// Whole sessions on a D-PDU library that fails, or has unusual habits: nothing crashes or hangs, and
-// the next session works.
+// Whole sessions on a D-PDU library that fails, or has unusual habits: nothing crashes or hangs,
+// and the next session works.
 //
 // A case that ends badly may take its process with it. So the cases run in a process of their own,
 // which says which one it is at and ends at the first that fails; this program then starts another
@@ -241,15 +241,13 @@ class Supervisor {
 int Main(int count, char** arguments) {
   CLI::App app{"Sessions on a D-PDU library that fails; without an option, a sample of them"};
   bool all = false;
-  bool list = false;
   FaultCase wanted;
   std::string times;
   std::string result;
   std::string file;
   std::size_t from = 0;
-  std::size_t jobs = 8;
+  std::size_t jobs = 16;
   app.add_flag("--all", all, "Every case");
-  app.add_flag("--list", list, "Only print the cases");
   app.add_option("--function", wanted.function, "Only cases of this D-PDU function");
   app.add_option("--result", result, "Only this result");
   app.add_option("--stage", wanted.stage, "Only faults that begin in this stage");
@@ -281,10 +279,6 @@ int Main(int count, char** arguments) {
            differs(wanted.quirk, fault.quirk) || differs(times, fault.forEver ? "ever" : "once") ||
            (!result.empty() && std::stoul(result, nullptr, 0) != fault.result);
   });
-  if (list) {
-    for (const FaultCase& fault : cases) std::printf("%s\n", OptionsOf(fault).c_str());
-    return 0;
-  }
   if (cases.empty()) {
     std::printf("no such case\n");
     return 2;
