@@ -48,6 +48,12 @@ struct FaultPdu {
 /// Runs cases in this process.
 class Runner {
  public:
+  /// Never destroyed: threads of the libraries may outlive everything.
+  static Runner& Instance() {
+    static auto* const runner = new Runner;
+    return *runner;
+  }
+
   /// The problems, one a line; empty if there are none.
   std::string Run(const FaultCase& fault);
   /// The same for a healthy session, and what it calls when.
@@ -61,7 +67,7 @@ class Runner {
 
   FaultPdu pdu_;
   VirtualVci vci_{VIRTUAL_VCI_FILE};
-  Watchdog& watchdog_ = *new Watchdog;  // its thread outlives everything
+  Watchdog watchdog_;
 };
 
 std::string Joined(const std::vector<std::string>& lines) {
@@ -153,14 +159,13 @@ std::string Runner::Learn(Reached& reached) {
 /// Runs the cases of a file from the given one to the first that fails.
 int RunChild(const std::string& file, std::size_t from) {
   const std::vector<FaultCase> cases = Load(file);
-  auto& runner = *new Runner;  // a failed case may have left threads behind
   for (std::size_t i = from; i < cases.size(); ++i) {
     std::ofstream(file + ".at") << i << std::flush;
-    const std::string problems = runner.Run(cases[i]);
+    const std::string problems = Runner::Instance().Run(cases[i]);
     if (problems.empty()) continue;
     std::printf("%s", problems.c_str());
     std::fflush(stdout);
-    std::_Exit(1);
+    std::_Exit(1);  // a failed case may have left threads behind
   }
   return 0;
 }
@@ -261,7 +266,7 @@ int Main(int count, char** arguments) {
 
   const Settings settings;
   Reached reached;
-  const std::string problems = Runner().Learn(reached);
+  const std::string problems = Runner::Instance().Learn(reached);
   if (!problems.empty()) {
     std::printf("a healthy session fails:\n%s", problems.c_str());
     return 1;
