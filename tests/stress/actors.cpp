@@ -237,7 +237,7 @@ void Configurer(Caller& me) {
     SCONFIG samePins{J1962_PINS, channel.pins != 0 ? channel.pins : 0x060E};
     switch (me.choices.Below(5)) {
       case 0:
-        return SetConfig(me, spot, nullptr, 0);
+        return SetConfig(me, spot, entries.data(), 0);
       case 1:
         return SetConfig(me, spot, &samePins, 1);
       case 2:
