@@ -167,12 +167,11 @@ void Reader(Caller& me) {
     const auto read = [&](j2534_ulong id) {
       return me.library.PassThruReadMsgs(id, messages.data(), &count, timeout);
     };
-    if (timeout == 0) {
-      me.Make(Operation::Read, spot.device, spot.channel, read);
-    } else {
-      me.MakeWaiting(Operation::ReadWaiting, spot.device, spot.channel, timeout, read);
-    }
-    CheckReceived(messages, count);
+    const long status = timeout == 0 ? me.Make(Operation::Read, spot.device, spot.channel, read)
+                                     : me.MakeWaiting(Operation::ReadWaiting, spot.device,
+                                                      spot.channel, timeout, read);
+    // Of other statuses some leave the count alone.
+    if (status == STATUS_NOERROR || status == ERR_TIMEOUT) CheckReceived(messages, count);
   });
 }
 

@@ -68,9 +68,8 @@ void CheckThreads(std::size_t before) {
 /// One thread alone asks an ECU: everything must work.
 void CalmSession(Caller& me, VciActor& vcis) {
   vcis.OpenAll();
-  const auto must = [&me](const char* what, long status) {
-    if (status != STATUS_NOERROR) Fail(std::string("afterwards: ") + what);
-    static_cast<void>(me);
+  const auto must = [](const char* what, long status) {
+    if (status != STATUS_NOERROR) Fail(std::string("in a calm session: ") + what);
   };
   const j2534_ulong channel = me.world.First().channels[0].id;
   PASSTHRU_MSG message = MakeMessage(CAN, kIdentifiers[0], 8);

@@ -22,6 +22,8 @@ struct OperationRow {
 };
 
 constexpr std::uint32_t kDone = Set({STATUS_NOERROR});
+constexpr std::uint32_t kRead =
+    Set({STATUS_NOERROR, ERR_BUFFER_EMPTY, ERR_BUFFER_OVERFLOW, ERR_FAILED});
 
 constexpr std::array<OperationRow, kOperations> kRows{{
     {"PassThruOpen", kDone},
@@ -29,11 +31,12 @@ constexpr std::array<OperationRow, kOperations> kRows{{
     {"PassThruConnect", kDone},
     {"SET_CONFIG J1962_PINS", kDone},
     {"PassThruDisconnect", kDone},
-    {"PassThruReadMsgs", Set({STATUS_NOERROR, ERR_BUFFER_EMPTY, ERR_BUFFER_OVERFLOW})},
-    {"PassThruReadMsgs, waiting",
-     Set({STATUS_NOERROR, ERR_BUFFER_EMPTY, ERR_BUFFER_OVERFLOW, ERR_TIMEOUT})},
+    // ERR_FAILED tells of a frame that nobody acknowledged, as on the quiet pins; not of a start
+    // that failed, which a write that doesn't wait shows.
+    {"PassThruReadMsgs", kRead},
+    {"PassThruReadMsgs, waiting", kRead | Set({ERR_TIMEOUT})},
     {"PassThruWriteMsgs", Set({STATUS_NOERROR, ERR_BUFFER_FULL})},
-    {"PassThruWriteMsgs, waiting", Set({STATUS_NOERROR, ERR_BUFFER_FULL, ERR_TIMEOUT})},
+    {"PassThruWriteMsgs, waiting", Set({STATUS_NOERROR, ERR_BUFFER_FULL, ERR_TIMEOUT, ERR_FAILED})},
     {"PassThruStartPeriodicMsg", Set({STATUS_NOERROR, ERR_EXCEEDED_LIMIT})},
     {"PassThruStopPeriodicMsg", Set({STATUS_NOERROR, ERR_INVALID_MSG_ID})},
     {"PassThruStartMsgFilter", Set({STATUS_NOERROR, ERR_EXCEEDED_LIMIT})},

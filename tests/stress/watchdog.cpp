@@ -11,6 +11,7 @@ namespace passbridge::stress {
 namespace {
 
 constexpr std::uint32_t kBeat = 5;  // ms
+const std::uint64_t kProgramStart = platform::MonotonicMicroseconds();
 constexpr auto kRelaxed = std::memory_order_relaxed;
 
 }  // namespace
@@ -20,7 +21,8 @@ void Fail(const std::string& message) {
   if (failed.exchange(true)) {
     for (;;) std::this_thread::sleep_for(std::chrono::seconds(1));
   }
-  std::fprintf(stderr, "stress FAILED: %s\n", message.c_str());
+  const auto elapsed = static_cast<double>(platform::MonotonicMicroseconds() - kProgramStart) / 1e6;
+  std::fprintf(stderr, "stress FAILED after %.1f s: %s\n", elapsed, message.c_str());
   std::fflush(stdout);
   std::_Exit(EXIT_FAILURE);
 }
