@@ -2,6 +2,11 @@ if(WIN32 AND CMAKE_CROSSCOMPILING)
   set(CMAKE_CROSSCOMPILING_EMULATOR "${PROJECT_SOURCE_DIR}/scripts/run-under-wine" "${PROJECT_BINARY_DIR}/wine")
 endif()
 
+# How the sanitizers report in every test.
+set(PASSBRIDGE_SANITIZER_OPTIONS
+    "ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1" "UBSAN_OPTIONS=print_stacktrace=1"
+    "TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1")
+
 # passbridge_add_test(NAME SOURCES file... [LIBRARIES target...] [ENVIRONMENT NAME=value...] [LABELS label...]
 #                     [TIMEOUT seconds]):
 # a GoogleTest program that is one test of ctest. GTest::gmock, a main function and passbridge_options come by
@@ -24,8 +29,6 @@ function(passbridge_add_test name)
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE passbridge_options ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
   add_test(NAME ${name} COMMAND ${name})
-  set(environment
-      "ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1"
-      "UBSAN_OPTIONS=print_stacktrace=1" "TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1" ${arg_ENVIRONMENT})
+  set(environment ${PASSBRIDGE_SANITIZER_OPTIONS} ${arg_ENVIRONMENT})
   set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}" LABELS "${arg_LABELS}")
 endfunction()

@@ -51,7 +51,8 @@ long Caller::Judge(Operation operation, const Device& device, const Before& befo
 std::string Caller::LastError() {
   std::array<char, J2534_TEXT_SIZE> text{};
   library.PassThruGetLastError(text.data());
-  return text.data();
+  const std::string line = text.data();
+  return line.substr(0, line.find('\n'));
 }
 
 }  // namespace passbridge::stress

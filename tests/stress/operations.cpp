@@ -52,10 +52,11 @@ constexpr std::array<OperationRow, kOperations> kRows{{
 }};
 
 // What else a call may give, by what happened around it. A VCI that goes makes D-PDU calls fail
-// in several ways before the library knows; a channel without link has no pins.
+// in several ways before the library knows: a ComParam that can't be fetched counts as a null
+// pointer. A channel without link has no pins.
 constexpr std::uint32_t kOnOwnLoss =
     Set({STATUS_NOERROR, ERR_DEVICE_NOT_CONNECTED, ERR_FAILED, ERR_NOT_SUPPORTED,
-         ERR_INVALID_CHANNEL_ID, ERR_INVALID_DEVICE_ID, ERR_PIN_INVALID});
+         ERR_NULL_PARAMETER, ERR_INVALID_CHANNEL_ID, ERR_INVALID_DEVICE_ID, ERR_PIN_INVALID});
 constexpr std::uint32_t kOnAnyLoss = Set({ERR_DEVICE_NOT_CONNECTED});
 constexpr std::uint32_t kUnknownChannel = Set({ERR_INVALID_CHANNEL_ID, ERR_INVALID_DEVICE_ID});
 
