@@ -24,7 +24,6 @@ struct TxFlagBit {
 inline constexpr TxFlagBit kTxRawFrame{0, 0x04};  ///< a raw frame on a segmenting protocol
 inline constexpr TxFlagBit kTx29BitId{2, 0x01};
 inline constexpr TxFlagBit kTxExtendedAddress{3, 0x80};
-inline constexpr TxFlagBit kTxPadding{3, 0x40};
 inline constexpr TxFlagBit kTxPacked{3, 0x20};
 
 /// Receive flags.

@@ -206,8 +206,6 @@ T_PDU_ERROR Iso15765::Check(const Cop& cop) const {
 void Iso15765::Send(const Cop& cop) {
   sending_ = cop.handle;
   sendSettings_ = cop.params ? Read(*cop.params) : settings_;
-  if (Has(cop.txFlags, kTxPadding) && !sendSettings_.padding)
-    sendSettings_.padding = std::uint8_t{0};
   raw_ = Has(cop.txFlags, kTxRawFrame);
   messages_.clear();
   next_ = 0;

@@ -41,12 +41,12 @@ void RawCan::GoOffline() {
   bus_ = nullptr;
 }
 
-void RawCan::ParamsChanged(const ComParamSet& params) {
-  bitRate_ = params.Number("CP_Baudrate");
-  loopback_ = params.Number("CP_Loopback") != 0;
-  transmitIndication_ = params.Number("CP_TransmitIndEnable") != 0;
-  patience_ = params.Number("CP_CanTransmissionTime");
+RawCan::Settings RawCan::Read(const ComParamSet& params) {
+  return {params.Number("CP_Baudrate"), params.Number("CP_Loopback") != 0,
+          params.Number("CP_TransmitIndEnable") != 0, params.Number("CP_CanTransmissionTime")};
 }
+
+void RawCan::ParamsChanged(const ComParamSet& params) { settings_ = Read(params); }
 
 T_PDU_ERROR RawCan::Check(const Cop& cop) const {
   const auto messages = MessagesOf(cop);
@@ -60,6 +60,7 @@ T_PDU_ERROR RawCan::Check(const Cop& cop) const {
 
 void RawCan::Send(const Cop& cop) {
   sending_ = cop.handle;
+  sendSettings_ = cop.params ? Read(*cop.params) : settings_;
   frames_.clear();
   next_ = 0;
   for (const auto& message : MessagesOf(cop)) {
@@ -68,7 +69,7 @@ void RawCan::Send(const Cop& cop) {
   SendNext();
 }
 
-void RawCan::SendNext() { bus_->Send(*this, frames_[next_], ++token_, patience_); }
+void RawCan::SendNext() { bus_->Send(*this, frames_[next_], ++token_, sendSettings_.patience); }
 
 void RawCan::StopSending() {
   if (bus_ != nullptr && sending_ != PDU_HANDLE_UNDEF) bus_->Cancel(*this, token_);
@@ -100,14 +101,14 @@ void RawCan::Echo(const Cop& cop, const CanFrame& frame, FrameTimes times) {
   ResultInfo info;
   if (frame.extended) Put(info.rxFlags, kRx29BitId);
   info.startTimestamp = static_cast<UNUM32>(times.start);
-  if (transmitIndication_) {
+  if (sendSettings_.transmitIndication) {
     ResultInfo done = info;
     Put(done.rxFlags, kRxTxDone);
     done.txDoneTimestamp = head.timestamp;
     done.header = bytes.Identifier();
     link_.events.Push(MakeResultItem(head, done, {}));
   }
-  if (loopback_) {
+  if (sendSettings_.loopback) {
     Put(info.rxFlags, kRxLoopback);
     link_.events.PushFrame(head, info, bytes.All(), link_.packing);
   }

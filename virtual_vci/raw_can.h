@@ -23,21 +23,27 @@ class RawCan : public Protocol, private BusNode {
   void StopSending() override;
 
  private:
+  struct Settings {
+    std::uint32_t bitRate = 0;
+    bool loopback = false;
+    bool transmitIndication = false;
+    Micros patience = 0;
+  };
+  static Settings Read(const ComParamSet& params);
+
   void Heard(const CanFrame& frame, FrameTimes times) override;
   void Sent(std::uint64_t token, const CanFrame& frame, bool acknowledged,
             FrameTimes times) override;
-  std::uint32_t BitRate() const override { return bitRate_; }
+  std::uint32_t BitRate() const override { return settings_.bitRate; }
   void SendNext();
   void Echo(const Cop& cop, const CanFrame& frame, FrameTimes times);
 
   LinkContext link_;
   CanBus* bus_ = nullptr;
-  std::uint32_t bitRate_ = 0;
-  bool loopback_ = false;
-  bool transmitIndication_ = false;
-  Micros patience_ = 0;
+  Settings settings_;
 
   UNUM32 sending_ = PDU_HANDLE_UNDEF;
+  Settings sendSettings_;         ///< those of the ComPrimitive being sent
   std::vector<CanFrame> frames_;  ///< of the ComPrimitive being sent
   std::size_t next_ = 0;
   std::uint64_t token_ = 0;

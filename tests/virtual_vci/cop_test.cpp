@@ -292,6 +292,23 @@ TEST_F(CopTest, TemporaryComParamsAreForSendingOnlyAndNotPhysical) {
   EXPECT_EQ(result, PDU_ERR_TEMPPARAM_NOT_ALLOWED);
 }
 
+TEST_F(CopTest, TemporaryComParamsHoldForOneComPrimitiveOnly) {
+  link_->Open();
+  TestLink listener(library_, module_);  // acknowledges what is sent
+  listener.Open();
+  const auto echoes = [&](bool temporary) {
+    const UNUM32 cop = link_->Start({.data = Message(0x123, {1}), .temporary = temporary});
+    return History(cop);
+  };
+  link_->Set("CP_Loopback", 1);
+  EXPECT_THAT(echoes(true), ElementsAre(PDU_COPST_EXECUTING, PDU_IT_RESULT, PDU_COPST_FINISHED));
+  EXPECT_EQ(link_->Get("CP_Loopback"), 0u) << "restored when the ComPrimitive has been started";
+  EXPECT_THAT(echoes(true), ElementsAre(PDU_COPST_EXECUTING, PDU_COPST_FINISHED));
+  link_->Set("CP_TransmitIndEnable", 1);
+  EXPECT_THAT(echoes(false), ElementsAre(PDU_COPST_EXECUTING, PDU_COPST_FINISHED));
+  EXPECT_THAT(echoes(true), ElementsAre(PDU_COPST_EXECUTING, PDU_IT_RESULT, PDU_COPST_FINISHED));
+}
+
 TEST_F(CopTest, TransmitQueueCanBeSuspendedAndCleared) {
   link_->Open();
   EXPECT_EQ(link_->IoCtl("PDU_IOCTL_SUSPEND_TX_QUEUE"), PDU_STATUS_NOERROR);

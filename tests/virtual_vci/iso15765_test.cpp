@@ -201,10 +201,10 @@ TEST_F(IsoTest, FillerBytesAsTheComParamsSay) {
   EXPECT_EQ(frame->data, Message(0x7E5, {2, 1, 2, 0xCC, 0xCC, 0xCC, 0xCC, 0xCC}));
   EXPECT_EQ(link_->Get("CP_CanFillerByteHandling"), 0u)
       << "temporary ComParams are taken back at once";
-  link_->Send(Message(0x7E5, {1, 2}));
+  link_->Start({.data = Message(0x7E5, {1, 2}), .flags = {0, 0, 0, 0x40}});
   frame = peer_->AwaitResult();
   ASSERT_TRUE(frame);
-  EXPECT_EQ(frame->data, Message(0x7E5, {2, 1, 2}));
+  EXPECT_EQ(frame->data, Message(0x7E5, {2, 1, 2})) << "the padding flag alone changes nothing";
 }
 
 TEST_F(IsoTest, PackedSingleFramesGoOutInOrder) {
