@@ -6,7 +6,7 @@
 #include <string>
 
 #include "passbridge/d_pdu_api.h"
-#include "pdu/function_list.h"
+#include "passbridge/d_pdu_functions.h"
 #include "platform/mutex.h"
 
 /// The D-PDU API library of the vehicle interface: found through the registry, loaded and bound at

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "passbridge/d_pdu_api.h"
-#include "pdu/function_list.h"
+#include "passbridge/d_pdu_functions.h"
 #include "support/call_log.h"
 #include "support/item_store.h"
 #include "support/scripted_function.h"

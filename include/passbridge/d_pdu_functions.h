@@ -1,5 +1,5 @@
-#ifndef PASSBRIDGE_PDU_FUNCTION_LIST_H_
-#define PASSBRIDGE_PDU_FUNCTION_LIST_H_
+#ifndef PASSBRIDGE_D_PDU_FUNCTIONS_H_
+#define PASSBRIDGE_D_PDU_FUNCTIONS_H_
 
 /// The 32 entry points of a D-PDU API library: name, and whether a library without it is refused.
 /// The three optional ones are extensions of ISO 22900-2. The order is the order of binding.
@@ -37,4 +37,4 @@
   FUNCTION(PDUGetLastError, true)            \
   FUNCTION(PDUGetTimestamp, true)
 
-#endif  // PASSBRIDGE_PDU_FUNCTION_LIST_H_
+#endif  // PASSBRIDGE_D_PDU_FUNCTIONS_H_
