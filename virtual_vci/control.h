@@ -113,20 +113,26 @@ typedef T_PDU_ERROR PDUAPI FN_VirtualVciAdvance(UNUM32 hMod, UNUM32 microseconds
 /// Start settings, faults, ledger and call log back to how they were when the library was loaded.
 typedef T_PDU_ERROR PDUAPI FN_VirtualVciReset(void);
 
-typedef FN_VirtualVciConfigure* PFN_VirtualVciConfigure;
-typedef FN_VirtualVciInjectResult* PFN_VirtualVciInjectResult;
-typedef FN_VirtualVciGetLedger* PFN_VirtualVciGetLedger;
-typedef FN_VirtualVciLogCalls* PFN_VirtualVciLogCalls;
-typedef FN_VirtualVciGetCalls* PFN_VirtualVciGetCalls;
-typedef FN_VirtualVciUnplug* PFN_VirtualVciUnplug;
-typedef FN_VirtualVciPlug* PFN_VirtualVciPlug;
-typedef FN_VirtualVciSetPresent* PFN_VirtualVciSetPresent;
-typedef FN_VirtualVciSetStatus* PFN_VirtualVciSetStatus;
-typedef FN_VirtualVciSetVoltages* PFN_VirtualVciSetVoltages;
-typedef FN_VirtualVciSendFrame* PFN_VirtualVciSendFrame;
-typedef FN_VirtualVciSetCyclic* PFN_VirtualVciSetCyclic;
-typedef FN_VirtualVciAdvance* PFN_VirtualVciAdvance;
-typedef FN_VirtualVciReset* PFN_VirtualVciReset;
+/// All of these, in the order of their ordinals, which begin at 101.
+#define VIRTUAL_VCI_CONTROL_FUNCTIONS(FUNCTION) \
+  FUNCTION(VirtualVciConfigure)                 \
+  FUNCTION(VirtualVciInjectResult)              \
+  FUNCTION(VirtualVciGetLedger)                 \
+  FUNCTION(VirtualVciLogCalls)                  \
+  FUNCTION(VirtualVciGetCalls)                  \
+  FUNCTION(VirtualVciUnplug)                    \
+  FUNCTION(VirtualVciPlug)                      \
+  FUNCTION(VirtualVciSetPresent)                \
+  FUNCTION(VirtualVciSetStatus)                 \
+  FUNCTION(VirtualVciSetVoltages)               \
+  FUNCTION(VirtualVciSendFrame)                 \
+  FUNCTION(VirtualVciSetCyclic)                 \
+  FUNCTION(VirtualVciAdvance)                   \
+  FUNCTION(VirtualVciReset)
+
+#define VVCI_POINTER_TYPE(name) typedef FN_##name* PFN_##name;
+VIRTUAL_VCI_CONTROL_FUNCTIONS(VVCI_POINTER_TYPE)
+#undef VVCI_POINTER_TYPE
 
 #ifdef __cplusplus
 }

@@ -8,8 +8,9 @@ namespace virtual_vci_test {
 
 PduLibrary::PduLibrary(const std::string& path) : library_(LoadLibraryFile(path.c_str())) {
   if (library_ == nullptr) return;
-#define PDU_TEST_BIND(name) name = reinterpret_cast<PFN_##name>(FindFunction(library_, #name));
-  PDU_TEST_FUNCTIONS(PDU_TEST_BIND)
+#define PDU_TEST_BIND(name, ...) name = reinterpret_cast<PFN_##name>(FindFunction(library_, #name));
+  PASSBRIDGE_PDU_FUNCTIONS(PDU_TEST_BIND)
+  VIRTUAL_VCI_CONTROL_FUNCTIONS(PDU_TEST_BIND)
 #undef PDU_TEST_BIND
 }
 

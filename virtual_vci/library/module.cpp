@@ -1,0 +1,310 @@
+#include "virtual_vci/library/module.h"
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+namespace virtual_vci {
+
+namespace {
+
+constexpr UNUM32 kRawModeFlag = 0x80;         // of byte 0 of the create flags
+constexpr std::size_t kFloodBacklog = 1024;   // frames that may wait in a link's queue
+constexpr std::uint32_t kFloodBudget = 1024;  // frames that may go out without anybody taking any
+constexpr Micros kFloodPause = 10000;
+
+bool Floods(const Scenario& scenario) {
+  return std::any_of(scenario.ecus.begin(), scenario.ecus.end(), [](const EcuConfig& ecu) {
+    return std::any_of(ecu.cyclic.begin(), ecu.cyclic.end(),
+                       [](const CyclicConfig& each) { return each.period == 0; });
+  });
+}
+
+bool IsRawMode(const PDU_FLAG_DATA* flags) {
+  return flags != nullptr && flags->NumFlagBytes > 0 && flags->pFlagData != nullptr &&
+         (flags->pFlagData[0] & kRawModeFlag) != 0;
+}
+
+}  // namespace
+
+UNUM32 NextLinkHandle() {
+  static std::atomic<UNUM32> next = 0x20000;
+  return ++next;
+}
+
+UNUM32 NextCopHandle() {
+  static std::atomic<UNUM32> next = 0x1000000;
+  return ++next;
+}
+
+Module::Module(UNUM32 handle, const VciConfig& vci, const Scenario& scenario, ClockKind clock,
+               void* apiTag, std::shared_ptr<EventQueue> events)
+    : handle_(handle),
+      vci_(vci),
+      apiTag_(apiTag),
+      floods_(Floods(scenario)),
+      scheduler_(clock),
+      events_(events, outbox_),
+      resources_(scenario.buses),
+      battery_(vci.battery) {
+  MutexLock lock(lock_);
+  vehicle_ = std::make_unique<Vehicle>(scenario, scheduler_, [this] { return MayFlood(); });
+  MutexLock queuesLock(queuesLock_);
+  queues_.emplace(PDU_HANDLE_UNDEF, std::move(events));
+}
+
+Module::~Module() = default;
+
+void Module::Start(const std::shared_ptr<Module>& module) {
+  module->thread_ = std::thread([module] { module->Run(); });
+}
+
+void Module::Run() {
+  MutexLock lock(lock_);
+  while (!stop_) {
+    wake_ = false;
+    const bool more = scheduler_.RunDue(true);
+    const auto queues = outbox_.Take();
+    if (queues.empty() && !more) {
+      WaitForWork(lock);
+      continue;
+    }
+    lock.Unlock();
+    for (const auto& queue : queues) queue->RunCallback();
+    lock.Relock();
+  }
+}
+
+void Module::WaitForWork(MutexLock& lock) {
+  const auto next = scheduler_.NextWake();
+  while (!wake_ && !stop_) {
+    if (!next) {
+      changed_.wait(lock.Native());
+    } else if (changed_.wait_until(lock.Native(), *next) == std::cv_status::timeout) {
+      return;
+    }
+  }
+}
+
+void Module::Kick() {
+  wake_ = true;
+  changed_.notify_one();
+}
+
+void Module::Stop(bool wait) {
+  std::map<UNUM32, std::unique_ptr<Link>> links;
+  {
+    MutexLock lock(lock_);
+    stop_ = true;
+    for (auto& [handle, link] : links_) link->Disconnect();
+    links_.clear();
+    vehicle_.reset();
+    Kick();
+  }
+  {
+    MutexLock lock(queuesLock_);
+    for (auto& [handle, queue] : queues_) queue->RemoveCallback();
+    queues_.clear();
+  }
+  if (wait && thread_.joinable() && !OnOwnThread()) thread_.join();
+}
+
+std::thread Module::TakeThread() { return std::move(thread_); }
+
+UNUM32 Module::Timestamp() {
+  MutexLock lock(lock_);
+  return static_cast<UNUM32>(scheduler_.Now());
+}
+
+void Module::Lose() {
+  MutexLock lock(lock_);
+  if (lost_.exchange(true) || stop_) return;
+  const auto now = static_cast<UNUM32>(scheduler_.Now());
+  lastError_ = {PDU_ERR_EVT_LOST_COMM_TO_VCI, PDU_HANDLE_UNDEF, now, 0};
+  const EventHead head{PDU_HANDLE_UNDEF, nullptr, now};
+  events_.Push(MakeErrorItem(head, PDU_ERR_EVT_LOST_COMM_TO_VCI, 0));
+  for (auto& [handle, link] : links_) {
+    link->Disconnect();
+    link->Events().Push(MakeErrorItem(head, PDU_ERR_EVT_LOST_COMM_TO_VCI, 0));
+  }
+  Kick();
+}
+
+Link* Module::Find(UNUM32 link) {
+  const auto found = links_.find(link);
+  return found == links_.end() ? nullptr : found->second.get();
+}
+
+T_PDU_ERROR Module::Enter(UNUM32 link, Link*& found) {
+  if (stop_) return PDU_ERR_INVALID_HANDLE;
+  found = Find(link);
+  if (found == nullptr) return PDU_ERR_INVALID_HANDLE;
+  if (lost_) return PDU_ERR_COMM_PC_TO_VCI_FAILED;
+  scheduler_.RunDue(false);
+  Kick();
+  return PDU_STATUS_NOERROR;
+}
+
+T_PDU_ERROR Module::CreateLink(const PDU_RSC_DATA* data, UNUM32 resourceId, void* tag,
+                               const PDU_FLAG_DATA* flags, UNUM32* link) {
+  MutexLock lock(lock_);
+  if (stop_) return PDU_ERR_INVALID_HANDLE;
+  if (lost_) return PDU_ERR_COMM_PC_TO_VCI_FAILED;
+  const Resource* resource = nullptr;
+  if (resourceId != PDU_ID_UNDEF) {
+    resource = resources_.Find(resourceId);
+    if (resource == nullptr) return PDU_ERR_INVALID_PARAMETERS;
+  } else if (data == nullptr) {
+    return PDU_ERR_INVALID_PARAMETERS;
+  } else if (const T_PDU_ERROR error = resources_.For(*data, resource)) {
+    return error;
+  }
+  const bool busy = std::any_of(links_.begin(), links_.end(), [&](const auto& each) {
+    return Conflict(each.second->On(), *resource);
+  });
+  if (busy) return PDU_ERR_RESOURCE_BUSY;
+  const UNUM32 handle = NextLinkHandle();
+  auto queue = std::make_shared<EventQueue>(handle_, handle, apiTag_, tag);
+  const LinkOptions options{IsRawMode(flags), vci_.packedReception, vci_.passWithoutFilter};
+  links_.emplace(
+      handle, std::make_unique<Link>(handle, *resource, options, scheduler_,
+                                     EventPort(queue, outbox_), static_cast<LinkObserver&>(*this)));
+  MutexLock queuesLock(queuesLock_);
+  queues_.emplace(handle, std::move(queue));
+  *link = handle;
+  return PDU_STATUS_NOERROR;
+}
+
+T_PDU_ERROR Module::DestroyLink(UNUM32 link) {
+  std::shared_ptr<EventQueue> queue;
+  {
+    MutexLock lock(lock_);
+    Link* found = stop_ ? nullptr : Find(link);
+    if (found == nullptr) return PDU_ERR_INVALID_HANDLE;
+    found->Disconnect();
+    DropLocks(*found);
+    queue = found->Events().Shared();
+    links_.erase(link);
+    Kick();
+  }
+  {
+    MutexLock lock(queuesLock_);
+    queues_.erase(link);
+  }
+  queue->RemoveCallback();
+  return PDU_STATUS_NOERROR;
+}
+
+T_PDU_ERROR Module::ConnectLink(UNUM32 link) {
+  MutexLock lock(lock_);
+  Link* found = nullptr;
+  if (const T_PDU_ERROR error = Enter(link, found)) return error;
+  if (found->Status() != PDU_CLLST_OFFLINE) return PDU_ERR_CLL_CONNECTED;
+  found->Connect(*vehicle_->BusAt(found->On().kind->bus, found->On().pins).can);
+  RefillFlood();
+  return PDU_STATUS_NOERROR;
+}
+
+T_PDU_ERROR Module::DisconnectLink(UNUM32 link) {
+  MutexLock lock(lock_);
+  Link* found = nullptr;
+  if (const T_PDU_ERROR error = Enter(link, found)) return error;
+  if (found->Status() == PDU_CLLST_OFFLINE) return PDU_ERR_CLL_NOT_CONNECTED;
+  found->Disconnect();
+  return PDU_STATUS_NOERROR;
+}
+
+T_PDU_ERROR Module::StartCop(UNUM32 link, std::unique_ptr<Cop> cop, bool temporary) {
+  MutexLock lock(lock_);
+  Link* found = nullptr;
+  if (const T_PDU_ERROR error = Enter(link, found)) return error;
+  if (const T_PDU_ERROR error = CheckLocks(*found, *cop)) return error;
+  const T_PDU_ERROR error = found->StartCop(std::move(cop), temporary);
+  RefillFlood();
+  return error;
+}
+
+T_PDU_ERROR Module::CancelCop(UNUM32 link, UNUM32 cop) {
+  MutexLock lock(lock_);
+  Link* found = nullptr;
+  if (const T_PDU_ERROR error = Enter(link, found)) return error;
+  return found->CancelCop(cop) ? PDU_STATUS_NOERROR : PDU_ERR_INVALID_HANDLE;
+}
+
+std::shared_ptr<EventQueue> Module::QueueOf(UNUM32 link) {
+  MutexLock lock(queuesLock_);
+  const auto found = queues_.find(link);
+  return found == queues_.end() ? nullptr : found->second;
+}
+
+T_PDU_ERROR Module::NextEvent(UNUM32 link, ItemPtr& out) {
+  const auto queue = QueueOf(link);
+  if (!queue) return PDU_ERR_INVALID_HANDLE;
+  bool drained = false;
+  out = queue->Pop(drained);
+  if (drained && floods_) Drained();
+  if (out) return PDU_STATUS_NOERROR;
+  return lost_ && link != PDU_HANDLE_UNDEF ? PDU_ERR_COMM_PC_TO_VCI_FAILED
+                                           : PDU_ERR_EVENT_QUEUE_EMPTY;
+}
+
+T_PDU_ERROR Module::SetCallback(UNUM32 link, CALLBACKFNC callback) {
+  const auto queue = QueueOf(link);
+  if (!queue) return PDU_ERR_INVALID_HANDLE;
+  // The one that was there must not be called any more when this returns.
+  queue->RemoveCallback();
+  if (callback == nullptr) return PDU_STATUS_NOERROR;
+  MutexLock lock(lock_);
+  EventPort(queue, outbox_).SetCallback(callback);
+  Kick();
+  return PDU_STATUS_NOERROR;
+}
+
+// Called by ECUs, under the lock.
+VVCI_NO_ANALYSIS bool Module::MayFlood() {
+  const bool room = std::any_of(links_.begin(), links_.end(), [](const auto& entry) {
+    return entry.second->Status() != PDU_CLLST_OFFLINE &&
+           entry.second->Events().Queue().Backlog() < kFloodBacklog;
+  });
+  if (!room) return false;
+  if (floodBudget_ > 0) {
+    --floodBudget_;
+    return true;
+  }
+  if (!std::exchange(floodTimer_, true)) {
+    scheduler_.After(kFloodPause, Pace::kPeriodic, [this]() VVCI_NO_ANALYSIS {
+      floodTimer_ = false;
+      RefillFlood();
+    });
+  }
+  return false;
+}
+
+void Module::RefillFlood() {
+  if (!floods_ || !vehicle_) return;
+  floodBudget_ = kFloodBudget;
+  vehicle_->Resume();
+}
+
+void Module::Drained() {
+  MutexLock lock(lock_);
+  RefillFlood();
+  Kick();
+}
+
+// Called by links, under the lock.
+VVCI_NO_ANALYSIS void Module::PhysicalParamsChanged(UNUM32 link) {
+  if (const Link* changed = Find(link)) TellOthers(*changed, PDU_INFO_PHYS_COMPARAM_CHG);
+}
+
+void Module::TellOthers(const Link& link, T_PDU_INFO info) {
+  for (auto& [handle, other] : links_) {
+    if (other.get() == &link || other->On().kind->bus != link.On().kind->bus ||
+        other->On().pins != link.On().pins) {
+      continue;
+    }
+    other->Events().Push(MakeInfoItem(static_cast<UNUM32>(scheduler_.Now()), info, link.On().id));
+  }
+}
+
+}  // namespace virtual_vci

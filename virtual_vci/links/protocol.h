@@ -1,0 +1,71 @@
+/// \file
+/// What a protocol does for its link, and what the link gives it.
+#ifndef VIRTUAL_VCI_LINKS_PROTOCOL_H_
+#define VIRTUAL_VCI_LINKS_PROTOCOL_H_
+
+#include <cstddef>
+#include <memory>
+#include <span>
+
+#include "virtual_vci/base/objects.h"
+#include "virtual_vci/items/event_port.h"
+#include "virtual_vci/links/cop.h"
+#include "virtual_vci/links/filters.h"
+#include "virtual_vci/vehicle/can_bus.h"
+
+namespace virtual_vci {
+
+class CopEngine;
+class UniqueRespTable;
+
+/// The link as its protocol sees it. Everything lives as long as the protocol.
+struct LinkContext {
+  Scheduler& scheduler;
+  CopEngine& cops;
+  EventPort& events;
+  const FilterList& filters;
+  const UniqueRespTable& responses;  ///< active table
+  bool packing;                      ///< waiting frames are delivered packed
+  bool passWithoutFilter;
+};
+
+/// Guarded by the module's lock. A protocol never sees two ComPrimitives at once: the link's engine
+/// gives it one, hears of its end through CopEngine::SendDone or SendFailed, and then gives it the
+/// next.
+class Protocol {
+ public:
+  virtual ~Protocol() = default;
+  /// The link goes online on this bus, with these ComParams; a protocol detaches itself when it is
+  /// destroyed.
+  virtual void GoOnline(CanBus& bus, const ComParamSet& params) = 0;
+  virtual void GoOffline() = 0;
+  /// The active ComParams, or the response table, have changed.
+  virtual void ParamsChanged(const ComParamSet& params) = 0;
+  /// Whether the protocol can send what the ComPrimitive holds.
+  virtual T_PDU_ERROR Check(const Cop& cop) const = 0;
+  /// Starts one send cycle.
+  virtual void Send(const Cop& cop) = 0;
+  /// Forgets the send cycle under way; nothing is reported.
+  virtual void StopSending() = 0;
+};
+
+/// A ComParam that a protocol starts with on its bus instead of with the usual default.
+struct ComParamDefault {
+  const char* name;
+  UNUM32 value;
+};
+
+/// A protocol on a type of bus.
+struct ProtocolOnBus {
+  ProtocolId protocol;
+  BusType bus;
+  std::size_t minPins;
+  std::size_t maxPins;
+  bool shared;  ///< several links may use the pins
+  std::unique_ptr<Protocol> (*make)(const LinkContext& link);
+  std::span<const ComParamDefault> defaults;
+};
+
+}  // namespace virtual_vci
+
+#endif  // VIRTUAL_VCI_LINKS_PROTOCOL_H_

@@ -1,0 +1,160 @@
+#include <initializer_list>
+#include <stdexcept>
+#include <string>
+
+#include "virtual_vci/scenario/scenario.h"
+
+namespace virtual_vci {
+
+namespace {
+
+constexpr Micros kSecond = 1000000;
+
+constexpr const char* kVin = "VVC1234567N000001";
+constexpr const char* kVinBytes = "56 56 43 31 32 33 34 35 36 37 4E 30 30 30 30 30 31";
+
+struct CyclicText {
+  CanAddress address;
+  const char* data;
+  Micros period;
+};
+
+Template MustParse(const char* text, const std::vector<Signal>& signals) {
+  const auto parsed = Template::Parse(text, signals);
+  if (!parsed) throw std::logic_error(std::string("built-in scenario: ") + text);
+  return *parsed;
+}
+
+struct PidText {
+  std::uint8_t number;
+  const char* data;
+};
+
+void AddPids(EcuConfig& ecu, std::initializer_list<PidText> pids) {
+  for (const auto& [number, data] : pids)
+    ecu.obd->pids.push_back({number, MustParse(data, ecu.signals)});
+}
+
+struct IdentifierText {
+  std::uint16_t id;
+  const char* data;
+  bool writable;
+};
+
+void AddIdentifiers(EcuConfig& ecu, std::initializer_list<IdentifierText> identifiers) {
+  for (const auto& [id, data, writable] : identifiers) {
+    ecu.uds->identifiers.push_back({id, MustParse(data, ecu.signals), writable});
+  }
+}
+
+void AddCyclic(EcuConfig& ecu, std::initializer_list<CyclicText> messages) {
+  for (const auto& [address, data, period] : messages) {
+    ecu.cyclic.push_back({address, MustParse(data, ecu.signals), period});
+  }
+}
+
+Signal Sweep(const char* name, std::uint8_t bytes, std::uint32_t min, std::uint32_t max,
+             Micros period) {
+  return {name, Signal::Kind::kSweep, bytes, min, max, period};
+}
+
+VciConfig Vci(UNUM32 serial, const char* name) {
+  VciConfig vci;
+  vci.serial = serial;
+  vci.name = name;
+  return vci;
+}
+
+std::vector<VciConfig> Vcis() {
+  VciConfig bench = Vci(4711, "Virtual VCI");
+  bench.interfaces = {{"USB", "", {}}, {"Ethernet", "192.168.0.11", {}}};
+  bench.cable = 100;
+  VciConfig wireless = Vci(4712, "Virtual VCI W");
+  wireless.interfaces = {{"Wireless", "192.168.0.12", 3}};
+  VciConfig outdated = Vci(4713, "Virtual VCI B");
+  outdated.interfaces = {{"Bluetooth", "", {}}};
+  outdated.status = PDU_MODST_NOT_READY;
+  outdated.extraInfo = PDU_ERR_MODULE_FW_OUT_OF_DATE;
+  outdated.firmware = 0x01090000;
+  return {bench, wireless, outdated};
+}
+
+EcuConfig Engine() {
+  EcuConfig ecu;
+  ecu.name = "engine";
+  ecu.request = {0x7E0, false, {}};
+  ecu.functional = CanAddress{0x7DF, false, {}};
+  ecu.response = {0x7E8, false, {}};
+  ecu.padding = 0xAA;
+  ecu.signals = {
+      Sweep("rpm", 2, 800 * 4, 4000 * 4, 20 * kSecond),
+      Sweep("speed", 1, 0, 120, 30 * kSecond),
+      Sweep("coolant", 1, 60 + 40, 95 + 40, 120 * kSecond),
+      Sweep("load", 1, 40, 200, 20 * kSecond),
+      Sweep("throttle", 1, 30, 220, 20 * kSecond),
+      {"intake", Signal::Kind::kConstant, 1, 25 + 40, 0, 0},
+      {"seconds", Signal::Kind::kCounter, 2, 0, 65535, kSecond},
+      {"alive", Signal::Kind::kCounter, 1, 0, 255, 10 * kMillisecond},
+  };
+  ecu.obd.emplace();
+  AddPids(ecu, {{0x01, "02 07 61 00"},
+                {0x04, "{load}"},
+                {0x05, "{coolant}"},
+                {0x0C, "{rpm}"},
+                {0x0D, "{speed}"},
+                {0x0F, "{intake}"},
+                {0x11, "{throttle}"},
+                {0x1F, "{seconds}"},
+                {0x42, "31 38"}});
+  ecu.obd->faults = {0x0301, 0x0420};  // P0301, P0420
+  ecu.obd->vin = kVin;
+  ecu.obd->calibration = "VVCI-ENG-0001";
+  ecu.obd->name = "ECM-EngineControl";
+  ecu.uds.emplace();
+  AddIdentifiers(ecu, {{0xF190, kVinBytes, true},
+                       {0xF18C, "45 4E 47 30 30 30 31", false},
+                       {0xF195, "02 03 04", false},
+                       {0x0100, "{rpm}", false},
+                       {0x0200, "00 00 00 00", true}});
+  AddCyclic(ecu,
+            {{{0x100, false, {}}, "{rpm} {throttle} {load} 00 00 00 {alive}", 10 * kMillisecond},
+             {{0x110, false, {}}, "{speed} 00 {coolant} {intake}", 20 * kMillisecond},
+             {{0x18FEF100, true, {}}, "FF {speed} 00 FF FF FF FF {alive}", 100 * kMillisecond}});
+  return ecu;
+}
+
+EcuConfig Transmission() {
+  EcuConfig ecu;
+  ecu.name = "transmission";
+  ecu.request = {0x7E1, false, {}};
+  ecu.functional = CanAddress{0x7DF, false, {}};
+  ecu.response = {0x7E9, false, {}};
+  ecu.responseTime = 8000;
+  ecu.padding = 0xAA;
+  ecu.signals = {Sweep("gear", 1, 1, 6, 30 * kSecond), Sweep("speed", 1, 0, 120, 30 * kSecond),
+                 Sweep("oil", 1, 70 + 40, 90 + 40, 60 * kSecond)};
+  ecu.obd.emplace();
+  AddPids(ecu, {{0x0D, "{speed}"}});
+  ecu.obd->faults = {0x0700};  // P0700
+  ecu.obd->vin = kVin;
+  ecu.obd->calibration = "VVCI-TCM-0001";
+  ecu.obd->name = "TCM-Transmission";
+  ecu.uds.emplace();
+  AddIdentifiers(ecu, {{0xF190, kVinBytes, true},
+                       {0xF18C, "54 43 4D 30 30 30 31", false},
+                       {0x0100, "{gear}", false}});
+  AddCyclic(ecu, {{{0x1A0, false, {}}, "{gear} {oil} 00 00", 50 * kMillisecond}});
+  return ecu;
+}
+
+}  // namespace
+
+Scenario BuiltInScenario() {
+  Scenario scenario;
+  scenario.vcis = Vcis();
+  scenario.buses = {{BusType::kDualWireCan, {6, 14}, 500000}};
+  scenario.ecus = {Engine(), Transmission()};
+  return scenario;
+}
+
+}  // namespace virtual_vci

@@ -1,0 +1,154 @@
+#include "virtual_vci/scenario/scenario_loader.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <set>
+
+#include "virtual_vci/scenario/json_reader.h"
+#include "virtual_vci/scenario/scenario_ecu.h"
+
+namespace virtual_vci {
+
+namespace {
+
+template <typename Value>
+struct Name {
+  const char* text;
+  Value value;
+};
+
+/// The value that a text names.
+template <typename Value, std::size_t N>
+Value ReadName(const JsonValue& json, const std::array<Name<Value>, N>& names) {
+  const std::string text = json.Text();
+  std::string known;
+  for (const auto& [name, value] : names) {
+    if (text == name) return value;
+    known += (known.empty() ? "\"" : ", \"") + std::string(name) + "\"";
+  }
+  json.Fail("one of " + known);
+}
+
+constexpr auto kClocks = std::to_array<Name<ClockKind>>(
+    {{"realtime", ClockKind::kRealtime}, {"instant", ClockKind::kInstant}});
+constexpr auto kStatuses =
+    std::to_array<Name<T_PDU_STATUS>>({{"available", PDU_MODST_AVAIL},
+                                       {"not ready", PDU_MODST_NOT_READY},
+                                       {"not available", PDU_MODST_NOT_AVAIL}});
+constexpr auto kInterfaces = std::to_array<Name<const char*>>({{"USB", "USB"},
+                                                               {"Ethernet", "Ethernet"},
+                                                               {"Wireless", "Wireless"},
+                                                               {"Bluetooth", "Bluetooth"},
+                                                               {"Local", "Local"}});
+constexpr auto kBusTypes =
+    std::to_array<Name<BusType>>({{"ISO_11898_2_DWCAN", BusType::kDualWireCan},
+                                  {"ISO_11898_3_DWFTCAN", BusType::kFaultTolerantCan},
+                                  {"SAE_J2411_SWCAN", BusType::kSingleWireCan}});
+
+InterfaceConfig ReadInterface(const JsonValue& json) {
+  json.RequireObject({"type", "address", "wifiQuality"});
+  InterfaceConfig interface {
+    ReadName(json.Get("type"), kInterfaces), json.TextOr("address", ""), {}
+  };
+  if (interface.address.find('\'') != std::string::npos)
+    json.Get("address").Fail("a text without '");
+  if (const auto quality = json.Find("wifiQuality")) interface.wifiQuality = quality->Number(0, 4);
+  return interface;
+}
+
+UNUM32 ReadVersion(const JsonValue& json) {
+  UNUM32 version = 0;
+  const auto numbers = json.Elements();
+  if (numbers.size() != 4) json.Fail("four numbers");
+  for (const JsonValue& number : numbers) version = version << 8 | number.Number(0, 0xFF);
+  return version;
+}
+
+VciConfig ReadVci(const JsonValue& json) {
+  json.RequireObject({"serial", "name", "interfaces", "status", "extraInfo", "firmware", "battery",
+                      "cable", "packedReception", "passWithoutFilter"});
+  VciConfig vci;
+  vci.serial = json.Get("serial").Number(1, kNoLimit);
+  vci.name = json.TextOr("name", "Virtual VCI");
+  for (const JsonValue& interface : json.Get("interfaces").Elements())
+    vci.interfaces.push_back(ReadInterface(interface));
+  if (vci.interfaces.empty()) json.Get("interfaces").Fail("at least one interface");
+  if (const auto status = json.Find("status")) vci.status = ReadName(*status, kStatuses);
+  vci.extraInfo = json.NumberOr("extraInfo", 0, 0, kNoLimit);
+  if (const auto firmware = json.Find("firmware")) vci.firmware = ReadVersion(*firmware);
+  vci.battery = json.NumberOr("battery", vci.battery, 0, 100000);
+  if (const auto cable = json.Find("cable")) vci.cable = cable->Number(0, kNoLimit);
+  vci.packedReception = json.BoolOr("packedReception", true);
+  vci.passWithoutFilter = json.BoolOr("passWithoutFilter", false);
+  return vci;
+}
+
+BusConfig ReadBus(const JsonValue& json) {
+  json.RequireObject({"type", "pins", "bitRate"});
+  BusConfig bus;
+  if (const auto type = json.Find("type")) bus.type = ReadName(*type, kBusTypes);
+  const JsonValue pins = json.Get("pins");
+  for (const JsonValue& pin : pins.Elements()) bus.pins.push_back(pin.Number(1, 15));
+  const std::size_t wanted = bus.type == BusType::kSingleWireCan ? 1 : 2;
+  if (bus.pins.size() != wanted) pins.Fail(wanted == 1 ? "one pin" : "two pins");
+  bus.bitRate = json.NumberOr("bitRate", bus.bitRate, 5, 1000000);
+  return bus;
+}
+
+Scenario ReadScenario(const JsonValue& json) {
+  json.RequireObject({"clock", "vcis", "buses", "ecus"});
+  Scenario scenario;
+  if (const auto clock = json.Find("clock")) scenario.clock = ReadName(*clock, kClocks);
+  std::set<UNUM32> serials;
+  for (const JsonValue& vci : json.Get("vcis").Elements()) {
+    scenario.vcis.push_back(ReadVci(vci));
+    if (!serials.insert(scenario.vcis.back().serial).second)
+      vci.Get("serial").Fail("a serial number of its own");
+  }
+  if (const auto buses = json.Find("buses")) {
+    for (const JsonValue& bus : buses->Elements()) scenario.buses.push_back(ReadBus(bus));
+  }
+  if (const auto ecus = json.Find("ecus")) {
+    for (const JsonValue& ecu : ecus->Elements())
+      scenario.ecus.push_back(ReadEcu(ecu, scenario.buses.size()));
+  }
+  return scenario;
+}
+
+/// "line 3, column 7" of a byte, counted from 1.
+std::string LineAndColumn(const std::string& text, std::size_t byte) {
+  const std::size_t end = std::min(byte == 0 ? 0 : byte - 1, text.size());
+  const auto begin = text.begin();
+  const auto line = std::count(begin, begin + static_cast<std::ptrdiff_t>(end), '\n') + 1;
+  const std::size_t lastBreak = end == 0 ? std::string::npos : text.rfind('\n', end - 1);
+  const std::size_t column = lastBreak == std::string::npos ? end + 1 : end - lastBreak;
+  return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+std::nullopt_t Report(const std::string& path, const std::string& what) {
+  std::fprintf(stderr, "%s: %s\n", path.c_str(), what.c_str());
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Scenario> LoadScenario(const std::string& path) {
+  if (path.empty()) return BuiltInScenario();
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return Report(path, "expected a scenario file that can be read");
+  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  try {
+    const nlohmann::json json = nlohmann::json::parse(text);
+    return ReadScenario(JsonValue(json, ""));
+  } catch (const nlohmann::json::parse_error& error) {
+    return Report(path, LineAndColumn(text, error.byte) + ": expected JSON (" + error.what() + ")");
+  } catch (const nlohmann::json::exception& error) {
+    return Report(path, std::string("expected JSON (") + error.what() + ")");
+  } catch (const ScenarioError& error) {
+    return Report(path, error.what());
+  }
+}
+
+}  // namespace virtual_vci
