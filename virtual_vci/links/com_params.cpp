@@ -2,37 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <stdexcept>
-#include <string>
-#include <unordered_map>
 
 namespace virtual_vci {
 
 namespace {
-
-constexpr UNUM32 kFillerByteHandlingRow = 8;
-
-// The rows of CP_CanFillerByteHandling and of its fixed identifier have changed places.
-UNUM32 RowOf(UNUM32 id) {
-  const UNUM32 row = id - 1;
-  if (row == kFillerByteHandlingRow) return kFillerByteHandlingId - 1;
-  if (row == kFillerByteHandlingId - 1) return kFillerByteHandlingRow;
-  return row;
-}
-
-UNUM32 IdOf(UNUM32 row) { return RowOf(row + 1) + 1; }
-
-std::size_t RowNamed(std::string_view name) {
-  const auto found = std::find_if(kComParams.begin(), kComParams.end(),
-                                  [&](const ComParamInfo& info) { return info.name == name; });
-  return static_cast<std::size_t>(found - kComParams.begin());
-}
-
-std::size_t KnownRow(std::string_view name) {
-  const std::size_t row = RowNamed(name);
-  if (row == kComParamCount) throw std::logic_error("no such ComParam: " + std::string(name));
-  return row;
-}
 
 bool IsByteField(T_PDU_PT type) { return type == PDU_PT_BYTEFIELD || type == PDU_PT_STRUCTFIELD; }
 
@@ -69,14 +42,14 @@ UNUM32 Read(const void* data) {
 }  // namespace
 
 std::optional<UNUM32> ComParamIdOf(std::string_view name) {
-  const std::size_t row = RowNamed(name);
-  if (row == kComParamCount) return std::nullopt;
-  return IdOf(static_cast<UNUM32>(row));
+  const auto found = std::find_if(kComParams.begin(), kComParams.end(),
+                                  [&](const ComParamInfo& info) { return info.name == name; });
+  if (found == kComParams.end()) return std::nullopt;
+  return static_cast<UNUM32>(found - kComParams.begin()) + 1;
 }
 
 const ComParamInfo* ComParamOf(UNUM32 id) {
-  if (id == 0 || id > kComParamCount) return nullptr;
-  return &kComParams[RowOf(id)];
+  return id == 0 || id > kComParamCount ? nullptr : &kComParams[id - 1];
 }
 
 std::optional<UNUM32> NumberOf(const PDU_PARAM_ITEM& item) {
@@ -105,20 +78,12 @@ ComParamSet::ComParamSet() : values_(kComParamCount) {
   }
 }
 
-UNUM32 ComParamSet::Number(std::string_view name) const { return values_[KnownRow(name)].number; }
-
-void ComParamSet::SetNumber(std::string_view name, UNUM32 value) {
-  values_[KnownRow(name)].number = value;
-}
-
-const ComParamValue& ComParamSet::Value(UNUM32 id) const { return values_[RowOf(id)]; }
-
 T_PDU_ERROR ComParamSet::Set(const PDU_PARAM_ITEM& item) {
   const ComParamInfo* info = ComParamOf(item.ComParamId);
   if (info == nullptr) return PDU_ERR_COMPARAM_NOT_SUPPORTED;
   if (item.pComParamData == nullptr || item.ComParamDataType != info->type)
     return PDU_ERR_INVALID_PARAMETERS;
-  ComParamValue& value = values_[RowOf(item.ComParamId)];
+  ComParamValue& value = values_[item.ComParamId - 1];
   if (IsByteField(info->type)) {
     return ReadField<PDU_PARAM_BYTEFIELD_DATA>(item.pComParamData, info->value, value.bytes);
   }

@@ -13,6 +13,7 @@
 
 #include "passbridge/d_pdu_api.h"
 #include "virtual_vci/items/items.h"
+#include "virtual_vci/links/com_param_list.h"
 
 namespace virtual_vci {
 
@@ -26,12 +27,18 @@ struct ComParamInfo {
   UNUM32 value;  ///< default of a number; longest length of a field, whose default is empty
 };
 
-inline constexpr std::size_t kComParamCount = 156;
-extern const std::array<ComParamInfo, kComParamCount> kComParams;
+#define VVCI_ENUMERATOR(name, ...) name,
+#define VVCI_ROW(name, type, paramClass, unit, value) \
+  ComParamInfo{#name, PDU_PT_##type, PDU_PC_##paramClass, Unit::unit, value},
+/// ComParams by their identifiers, which never change.
+enum class ComParam : UNUM32 { kNone, VVCI_COM_PARAMS(VVCI_ENUMERATOR) };
+inline constexpr std::array kComParams = std::to_array({VVCI_COM_PARAMS(VVCI_ROW)});
+#undef VVCI_ENUMERATOR
+#undef VVCI_ROW
 
-/// `CP_CanFillerByteHandling` has this identifier; the others count from 1 in the order of the
-/// table.
-inline constexpr UNUM32 kFillerByteHandlingId = 0x37;
+inline constexpr std::size_t kComParamCount = kComParams.size();
+// Applications know this one by its number.
+static_assert(ComParam::CP_CanFillerByteHandling == ComParam{0x37});
 
 std::optional<UNUM32> ComParamIdOf(std::string_view name);
 /// Null for an identifier that no ComParam has.
@@ -48,9 +55,10 @@ struct ComParamValue {
 class ComParamSet {
  public:
   ComParamSet();
-  UNUM32 Number(std::string_view name) const;
-  void SetNumber(std::string_view name, UNUM32 value);
-  const ComParamValue& Value(UNUM32 id) const;
+  UNUM32 Number(ComParam id) const { return Value(static_cast<UNUM32>(id)).number; }
+  void SetNumber(ComParam id, UNUM32 value) { values_[static_cast<UNUM32>(id) - 1].number = value; }
+  /// `id` that ComParamOf knows.
+  const ComParamValue& Value(UNUM32 id) const { return values_[id - 1]; }
   /// PDU_ERR_COMPARAM_NOT_SUPPORTED for an unknown identifier, PDU_ERR_INVALID_PARAMETERS for
   /// another data type, a field that is too long or a missing value.
   T_PDU_ERROR Set(const PDU_PARAM_ITEM& item);

@@ -60,7 +60,7 @@ void CopEngine::Pump() {
 
 void CopEngine::BeginTurn(Cop& cop) {
   if (!std::exchange(cop.executing, true)) SayStatus(cop, PDU_COPST_EXECUTING);
-  cop.repeats = ParamsOf(cop).Number("CP_RepeatReqCountApp");
+  cop.repeats = ParamsOf(cop).Number(ComParam::CP_RepeatReqCountApp);
   Execute(cop);
 }
 
@@ -111,7 +111,7 @@ void CopEngine::BeginReceiving(Cop& cop) {
     LeaveTurn(cop);
     return;
   }
-  if (HasTimeout(cop)) StartTimeout(cop, "CP_P2Max");
+  if (HasTimeout(cop)) StartTimeout(cop, ComParam::CP_P2Max);
 }
 
 bool CopEngine::HasTimeout(const Cop& cop) {
@@ -119,7 +119,7 @@ bool CopEngine::HasTimeout(const Cop& cop) {
          (!cop.ReceivesOnly() || cop.receiveCycles == PDU_CYCLES_MULTIPLE);
 }
 
-void CopEngine::StartTimeout(Cop& cop, const char* comParam) {
+void CopEngine::StartTimeout(Cop& cop, ComParam comParam) {
   const Micros time = ParamsOf(cop).Number(comParam);
   scheduler_.Cancel(cop.timer);
   cop.timer =
@@ -220,7 +220,7 @@ void CopEngine::Received(UNUM32 handle) {
   if (cop->receiveCycles != PDU_CYCLES_MULTIPLE && cop->received >= cop->receiveCycles) {
     EndOfCycle(*cop);
   } else if (HasTimeout(*cop)) {
-    StartTimeout(*cop, "CP_P2Max");
+    StartTimeout(*cop, ComParam::CP_P2Max);
   }
 }
 
@@ -231,8 +231,8 @@ void CopEngine::HoldTimeout(UNUM32 uniqueRespId) {
 bool CopEngine::Pending(UNUM32 handle) {
   Cop* cop = FindCop(handle);
   if (cop == nullptr || cop->phase != Cop::Phase::kReceiving || !HasTimeout(*cop)) return false;
-  if (ParamsOf(*cop).Number("CP_RC78Handling") == 0) return false;
-  StartTimeout(*cop, "CP_P2Star");
+  if (ParamsOf(*cop).Number(ComParam::CP_RC78Handling) == 0) return false;
+  StartTimeout(*cop, ComParam::CP_P2Star);
   return true;
 }
 

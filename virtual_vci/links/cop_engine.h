@@ -84,7 +84,7 @@ class CopEngine {
   void EndOfCycle(Cop& cop);
   void Rest(Cop& cop);
   void Timeout(UNUM32 handle);
-  void StartTimeout(Cop& cop, const char* comParam);
+  void StartTimeout(Cop& cop, ComParam comParam);
   static bool HasTimeout(const Cop& cop);
   /// Those it runs with.
   const ComParamSet& ParamsOf(const Cop& cop) const;

@@ -26,7 +26,7 @@ Link::Link(UNUM32 handle, Resource resource, const LinkOptions& options, Schedul
       observer_(observer),
       cops_(scheduler_, events_, *this) {
   for (const ComParamDefault& each : resource_.kind->defaults)
-    working_.SetNumber(each.name, each.value);
+    working_.SetNumber(each.id, each.value);
   active_ = working_;
   protocol_ = resource_.kind->make({scheduler_, cops_, events_, filters_, activeResponses_,
                                     options_.packing, options_.passWithoutFilter});

@@ -51,7 +51,7 @@ class Protocol {
 
 /// A ComParam that a protocol starts with on its bus instead of with the usual default.
 struct ComParamDefault {
-  const char* name;
+  ComParam id;
   UNUM32 value;
 };
 

@@ -1,7 +1,5 @@
 #include "virtual_vci/links/unique_resp.h"
 
-#include "virtual_vci/links/com_params.h"
-
 namespace virtual_vci {
 
 namespace {
@@ -22,10 +20,9 @@ T_PDU_ERROR ReadEntry(const PDU_ECU_UNIQUE_RESP_DATA& data, UniqueRespEntry& ent
 
 }  // namespace
 
-UNUM32 UniqueRespEntry::Number(std::string_view comParam, UNUM32 otherwise) const {
-  const auto id = ComParamIdOf(comParam);
+UNUM32 UniqueRespEntry::Number(ComParam comParam, UNUM32 otherwise) const {
   for (const auto& [known, value] : params) {
-    if (known == id) return value;
+    if (known == static_cast<UNUM32>(comParam)) return value;
   }
   return otherwise;
 }

@@ -4,11 +4,12 @@
 #define VIRTUAL_VCI_LINKS_UNIQUE_RESP_H_
 
 #include <map>
-#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "passbridge/d_pdu_api.h"
 #include "virtual_vci/items/items.h"
+#include "virtual_vci/links/com_params.h"
 
 namespace virtual_vci {
 
@@ -18,7 +19,7 @@ struct UniqueRespEntry {
   UNUM32 uniqueRespId = 0;
   std::vector<std::pair<UNUM32, UNUM32>> params;  ///< identifier and value, in the order given
 
-  UNUM32 Number(std::string_view comParam, UNUM32 otherwise) const;
+  UNUM32 Number(ComParam comParam, UNUM32 otherwise) const;
 };
 
 class UniqueRespTable {

@@ -19,8 +19,8 @@ constexpr UNUM32 kFormatPadded = 0x30;
 
 constexpr UNUM32 kNoOverride = 0xFFFF;
 
-CanAddress AddressOf(const UniqueRespEntry& entry, std::string_view id, std::string_view format,
-                     std::string_view extension) {
+CanAddress AddressOf(const UniqueRespEntry& entry, ComParam id, ComParam format,
+                     ComParam extension) {
   const UNUM32 bits = entry.Number(format, 0);
   CanAddress address{entry.Number(id, 0), (bits & kFormat29Bit) != 0, std::nullopt};
   if ((bits & kFormatExtended) != 0)
@@ -67,10 +67,11 @@ class Iso15765::Conversation : private IsoTpReceiver::Host {
  public:
   Conversation(Iso15765& owner, const UniqueRespEntry& entry)
       : uniqueRespId(entry.uniqueRespId),
-        request(AddressOf(entry, "CP_CanPhysReqId", "CP_CanPhysReqFormat", "CP_CanPhysReqExtAddr")),
-        response(
-            AddressOf(entry, "CP_CanRespUSDTId", "CP_CanRespUSDTFormat", "CP_CanRespUSDTExtAddr")),
-        padded((entry.Number("CP_CanRespUSDTFormat", 0) & kFormatPadded) != 0),
+        request(AddressOf(entry, ComParam::CP_CanPhysReqId, ComParam::CP_CanPhysReqFormat,
+                          ComParam::CP_CanPhysReqExtAddr)),
+        response(AddressOf(entry, ComParam::CP_CanRespUSDTId, ComParam::CP_CanRespUSDTFormat,
+                           ComParam::CP_CanRespUSDTExtAddr)),
+        padded((entry.Number(ComParam::CP_CanRespUSDTFormat, 0) & kFormatPadded) != 0),
         owner_(owner),
         receiver_(owner.link_.scheduler, *this) {}
 
@@ -122,31 +123,31 @@ Iso15765::~Iso15765() { GoOffline(); }
 
 Iso15765::Settings Iso15765::Read(const ComParamSet& params) {
   Settings settings;
-  settings.bitRate = params.Number("CP_Baudrate");
-  settings.loopback = params.Number("CP_Loopback") != 0;
-  settings.transmitIndication = params.Number("CP_TransmitIndEnable") != 0;
-  settings.startIndication = params.Number("CP_StartMsgIndEnable") != 0;
-  settings.mixedFormat = params.Number("CP_CanMixedFormat");
-  settings.as = params.Number("CP_As");
-  if (params.Number("CP_CanFillerByteHandling") != 0) {
-    settings.padding = static_cast<std::uint8_t>(params.Number("CP_CanFillerByte"));
+  settings.bitRate = params.Number(ComParam::CP_Baudrate);
+  settings.loopback = params.Number(ComParam::CP_Loopback) != 0;
+  settings.transmitIndication = params.Number(ComParam::CP_TransmitIndEnable) != 0;
+  settings.startIndication = params.Number(ComParam::CP_StartMsgIndEnable) != 0;
+  settings.mixedFormat = params.Number(ComParam::CP_CanMixedFormat);
+  settings.as = params.Number(ComParam::CP_As);
+  if (params.Number(ComParam::CP_CanFillerByteHandling) != 0) {
+    settings.padding = static_cast<std::uint8_t>(params.Number(ComParam::CP_CanFillerByte));
   }
   const auto firstSequence =
-      static_cast<std::uint8_t>(params.Number("CP_CanFirstConsecutiveFrameValue"));
-  settings.sender.bs = params.Number("CP_Bs");
-  settings.sender.cs = params.Number("CP_Cs");
-  settings.sender.maxWaits = params.Number("CP_CanMaxNumWaitFrames");
+      static_cast<std::uint8_t>(params.Number(ComParam::CP_CanFirstConsecutiveFrameValue));
+  settings.sender.bs = params.Number(ComParam::CP_Bs);
+  settings.sender.cs = params.Number(ComParam::CP_Cs);
+  settings.sender.maxWaits = params.Number(ComParam::CP_CanMaxNumWaitFrames);
   settings.sender.firstSequence = firstSequence;
-  if (const UNUM32 block = params.Number("CP_BlockSizeOverride"); block != kNoOverride) {
+  if (const UNUM32 block = params.Number(ComParam::CP_BlockSizeOverride); block != kNoOverride) {
     settings.sender.blockSize = static_cast<std::uint8_t>(block);
   }
-  if (const UNUM32 time = params.Number("CP_StMinOverride"); time != kNoOverride)
+  if (const UNUM32 time = params.Number(ComParam::CP_StMinOverride); time != kNoOverride)
     settings.sender.separationTime = time;
   settings.receiver.padding = settings.padding;
-  settings.receiver.blockSize = static_cast<std::uint8_t>(params.Number("CP_BlockSize"));
-  settings.receiver.stMin = static_cast<std::uint8_t>(params.Number("CP_StMin"));
-  settings.receiver.br = params.Number("CP_Br");
-  settings.receiver.cr = params.Number("CP_Cr");
+  settings.receiver.blockSize = static_cast<std::uint8_t>(params.Number(ComParam::CP_BlockSize));
+  settings.receiver.stMin = static_cast<std::uint8_t>(params.Number(ComParam::CP_StMin));
+  settings.receiver.br = params.Number(ComParam::CP_Br);
+  settings.receiver.cr = params.Number(ComParam::CP_Cr);
   settings.receiver.firstSequence = firstSequence;
   return settings;
 }

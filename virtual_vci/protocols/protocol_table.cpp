@@ -14,7 +14,7 @@ std::unique_ptr<Protocol> Make(const LinkContext& link) {
   return std::make_unique<T>(link);
 }
 
-constexpr auto kSingleWire = std::to_array<ComParamDefault>({{"CP_Baudrate", 33333}});
+constexpr auto kSingleWire = std::to_array<ComParamDefault>({{ComParam::CP_Baudrate, 33333}});
 
 // Protocol, bus, fewest and most pins, shared or exclusive, how it is made, its own defaults.
 constexpr auto kTable = std::to_array<ProtocolOnBus>({

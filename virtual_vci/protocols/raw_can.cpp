@@ -41,8 +41,9 @@ void RawCan::GoOffline() {
 }
 
 RawCan::Settings RawCan::Read(const ComParamSet& params) {
-  return {params.Number("CP_Baudrate"), params.Number("CP_Loopback") != 0,
-          params.Number("CP_TransmitIndEnable") != 0, params.Number("CP_CanTransmissionTime")};
+  return {params.Number(ComParam::CP_Baudrate), params.Number(ComParam::CP_Loopback) != 0,
+          params.Number(ComParam::CP_TransmitIndEnable) != 0,
+          params.Number(ComParam::CP_CanTransmissionTime)};
 }
 
 void RawCan::ParamsChanged(const ComParamSet& params) { settings_ = Read(params); }
