@@ -103,6 +103,14 @@ typedef T_PDU_ERROR PDUAPI FN_VirtualVciSendFrame(UNUM32 hMod, UNUM32 pin1, UNUM
                                                   UNUM32 identifier, const UNUM8* data,
                                                   UNUM32 size);
 
+/// Sends a message on the bus of these pins as if a further ECU did, whatever kind of bus it is:
+/// the bytes are those that a link of the bus takes and gives (CAN: four bytes of identifier, most
+/// significant first, and up to eight of data; else the whole frame). `flags` are transmit flags,
+/// of which 0x100 makes the identifier one of 29 bits. PDU_ERR_PIN_NOT_CONNECTED without a bus,
+/// PDU_ERR_INVALID_PARAMETERS for bytes that are no message there.
+typedef T_PDU_ERROR PDUAPI FN_VirtualVciSendBytes(UNUM32 hMod, UNUM32 pin1, UNUM32 pin2,
+                                                  UNUM32 flags, const UNUM8* data, UNUM32 size);
+
 /// Stops (0) or starts (1) the cyclic messages of every ECU of a connected module.
 typedef T_PDU_ERROR PDUAPI FN_VirtualVciSetCyclic(UNUM32 hMod, UNUM32 on);
 
@@ -128,8 +136,8 @@ typedef T_PDU_ERROR PDUAPI FN_VirtualVciReset(void);
   FUNCTION(VirtualVciSendFrame)                 \
   FUNCTION(VirtualVciSetCyclic)                 \
   FUNCTION(VirtualVciAdvance)                   \
-  FUNCTION(VirtualVciReset)
-
+  FUNCTION(VirtualVciReset)                     \
+  FUNCTION(VirtualVciSendBytes)
 #define VVCI_POINTER_TYPE(name) typedef FN_##name* PFN_##name;
 VIRTUAL_VCI_CONTROL_FUNCTIONS(VVCI_POINTER_TYPE)
 #undef VVCI_POINTER_TYPE

@@ -27,6 +27,12 @@ std::optional<UNUM32> IdOfObject(T_PDU_OBJT type, const char* name) {
   return type == PDU_OBJT_COMPARAM ? ComParamIdOf(name) : ObjectIdOf(type, name);
 }
 
+/// I/O controls of a module that have an output.
+bool Reads(IoCtl command) {
+  return command == IoCtl::kReadVbatt || command == IoCtl::kReadProgVoltage ||
+         command == IoCtl::kGetCableId;
+}
+
 T_PDU_ERROR Destroy(Library& library, PDU_ITEM* item) {
   return library.Items().Destroy(item) ? PDU_STATUS_NOERROR : PDU_ERR_INVALID_PARAMETERS;
 }
@@ -149,13 +155,13 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI PDUDestroyComLogicalLink(UNUM32 hMod, UNUM32 hCLL
 }
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI PDULockResource(UNUM32 hMod, UNUM32 hCLL, UNUM32 LockMask) {
-  return WithModule({Function::kPDULockResource, hMod, hCLL, LockMask},
-                    [&](Library&, Module& module) { return module.Lock(hCLL, LockMask); });
+  return WithLink({Function::kPDULockResource, hMod, hCLL, LockMask},
+                  [&](Library&, Link& link) { return link.Lock(LockMask); });
 }
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI PDUUnlockResource(UNUM32 hMod, UNUM32 hCLL, UNUM32 LockMask) {
-  return WithModule({Function::kPDUUnlockResource, hMod, hCLL, LockMask},
-                    [&](Library&, Module& module) { return module.Unlock(hCLL, LockMask); });
+  return WithLink({Function::kPDUUnlockResource, hMod, hCLL, LockMask},
+                  [&](Library&, Link& link) { return link.Unlock(LockMask); });
 }
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI PDURegisterEventCallback(UNUM32 hMod, UNUM32 hCLL,
@@ -170,21 +176,23 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI PDUGetComParam(UNUM32 hMod, UNUM32 hCLL, UNUM32 P
   return WithModule({Function::kPDUGetComParam, hMod, hCLL, ParamId},
                     [&](Library& library, Module& module) -> T_PDU_ERROR {
                       if (pParamItem == nullptr) return PDU_ERR_INVALID_PARAMETERS;
-                      ItemPtr item;
-                      const T_PDU_ERROR result = module.GetComParam(hCLL, ParamId, item);
-                      return HandOut(library, result, std::move(item), pParamItem);
+                      return module.OnLink(hCLL, [&](Link& link) {
+                        ItemPtr item;
+                        const T_PDU_ERROR result = link.GetComParam(ParamId, item);
+                        return HandOut(library, result, std::move(item), pParamItem);
+                      });
                     });
 }
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI PDUSetComParam(UNUM32 hMod, UNUM32 hCLL,
                                               PDU_PARAM_ITEM* pParamItem) {
   const UNUM32 id = pParamItem == nullptr ? 0 : pParamItem->ComParamId;
-  return WithModule({Function::kPDUSetComParam, hMod, hCLL, id},
-                    [&](Library&, Module& module) -> T_PDU_ERROR {
-                      if (pParamItem == nullptr || pParamItem->ItemType != PDU_IT_PARAM)
-                        return PDU_ERR_INVALID_PARAMETERS;
-                      return module.SetComParam(hCLL, *pParamItem);
-                    });
+  return WithModule(
+      {Function::kPDUSetComParam, hMod, hCLL, id}, [&](Library&, Module& module) -> T_PDU_ERROR {
+        if (pParamItem == nullptr || pParamItem->ItemType != PDU_IT_PARAM)
+          return PDU_ERR_INVALID_PARAMETERS;
+        return module.OnLink(hCLL, [&](Link& link) { return link.SetComParam(*pParamItem); });
+      });
 }
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI PDUGetUniqueRespIdTable(
@@ -192,9 +200,10 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI PDUGetUniqueRespIdTable(
   return WithModule({Function::kPDUGetUniqueRespIdTable, hMod, hCLL},
                     [&](Library& library, Module& module) -> T_PDU_ERROR {
                       if (pUniqueRespIdTable == nullptr) return PDU_ERR_INVALID_PARAMETERS;
-                      ItemPtr item;
-                      const T_PDU_ERROR result = module.GetUniqueRespIdTable(hCLL, item);
-                      return HandOut(library, result, std::move(item), pUniqueRespIdTable);
+                      return module.OnLink(hCLL,
+                                           [&](Link& link) {
+      return HandOut(library, PDU_STATUS_NOERROR, link.GetUniqueRespIdTable(), pUniqueRespIdTable);
+                      });
                     });
 }
 
@@ -206,18 +215,20 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI PDUSetUniqueRespIdTable(
                           pUniqueRespIdTable->ItemType != PDU_IT_UNIQUE_RESP_ID_TABLE) {
                         return PDU_ERR_INVALID_PARAMETERS;
                       }
-                      return module.SetUniqueRespIdTable(hCLL, *pUniqueRespIdTable);
+                      return module.OnLink(hCLL, [&](Link& link) {
+                        return link.SetUniqueRespIdTable(*pUniqueRespIdTable);
+                      });
                     });
 }
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI PDUConnect(UNUM32 hMod, UNUM32 hCLL) {
-  return WithModule({Function::kPDUConnect, hMod, hCLL},
-                    [&](Library&, Module& module) { return module.ConnectLink(hCLL); });
+  return WithLink({Function::kPDUConnect, hMod, hCLL},
+                  [](Library&, Link& link) { return link.Connect(); });
 }
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI PDUDisconnect(UNUM32 hMod, UNUM32 hCLL) {
-  return WithModule({Function::kPDUDisconnect, hMod, hCLL},
-                    [&](Library&, Module& module) { return module.DisconnectLink(hCLL); });
+  return WithLink({Function::kPDUDisconnect, hMod, hCLL},
+                  [](Library&, Link& link) { return link.Disconnect(); });
 }
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI PDUStartComPrimitive(UNUM32 hMod, UNUM32 hCLL, T_PDU_COPT CoPType,
@@ -234,15 +245,16 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI PDUStartComPrimitive(UNUM32 hMod, UNUM32 hCLL, T_
         cop->tag = pCoPTag;
         const UNUM32 handle = cop->handle = NextCopHandle();
         const bool temporary = pCopCtrlData != nullptr && pCopCtrlData->TempParamUpdate != 0;
-        const T_PDU_ERROR result = module.StartCop(hCLL, std::move(cop), temporary);
+        const T_PDU_ERROR result = module.OnLink(
+            hCLL, [&](Link& link) { return link.StartCop(std::move(cop), temporary); });
         if (result == PDU_STATUS_NOERROR) *phCoP = handle;
         return result;
       });
 }
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI PDUCancelComPrimitive(UNUM32 hMod, UNUM32 hCLL, UNUM32 hCoP) {
-  return WithModule({Function::kPDUCancelComPrimitive, hMod, hCLL, hCoP},
-                    [&](Library&, Module& module) { return module.CancelCop(hCLL, hCoP); });
+  return WithLink({Function::kPDUCancelComPrimitive, hMod, hCLL, hCoP},
+                  [&](Library&, Link& link) { return link.CancelCop(hCoP); });
 }
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI PDUGetEventItem(UNUM32 hMod, UNUM32 hCLL,
@@ -298,15 +310,20 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI PDUIoCtl(UNUM32 hMod, UNUM32 hCLL, UNUM32 IoCtlCo
                       if (ObjectNameOf(PDU_OBJT_IO_CTRL, IoCtlCommandId) == nullptr)
                         return PDU_ERR_ID_NOT_SUPPORTED;
                       const auto command = static_cast<IoCtl>(IoCtlCommandId);
-                      const bool reads = command == IoCtl::kReadVbatt ||
-                                         command == IoCtl::kReadProgVoltage ||
-                                         command == IoCtl::kGetCableId;
-                      if (hCLL != PDU_HANDLE_UNDEF)
-                        return module.LinkIoCtl(hCLL, command, pInputData);
-                      if (reads && pOutputData == nullptr) return PDU_ERR_INVALID_PARAMETERS;
                       ItemPtr item;
-                      const T_PDU_ERROR result = module.ModuleIoCtl(command, pInputData, item);
-                      return item ? HandOut(library, result, std::move(item), pOutputData) : result;
+                      T_PDU_ERROR result = PDU_STATUS_NOERROR;
+                      if (hCLL != PDU_HANDLE_UNDEF) {
+                        result = module.OnLink(hCLL, [&](Link& link) {
+                          return link.IoControl(command, pInputData, item);
+                        });
+                      } else if (Reads(command) && pOutputData == nullptr) {
+                        return PDU_ERR_INVALID_PARAMETERS;
+                      } else {
+                        result = module.IoControl(command, pInputData, item);
+                      }
+                      return item && pOutputData != nullptr
+                                 ? HandOut(library, result, std::move(item), pOutputData)
+                                 : result;
                     });
 }
 
@@ -335,7 +352,10 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI PDUGetStatus(UNUM32 hMod, UNUM32 hCLL, UNUM32 hCo
                          std::shared_ptr<Module> module;
                          if (const T_PDU_ERROR error = library.FindModule(hMod, module))
                            return error;
-                         result = module->LinkStatus(hCLL, hCoP, status, timestamp);
+                         result = module->OnLink(hCLL, [&](const Link& link) {
+                           timestamp = link.Timestamp();
+                           return link.GetStatus(hCoP, status);
+                         });
                        }
                        if (result != PDU_STATUS_NOERROR) return result;
                        *pStatusCode = status;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <span>
 #include <type_traits>
+#include <vector>
 
 #include "virtual_vci/exports/session.h"
 #include "virtual_vci/items/item_ledger.h"
@@ -33,6 +34,14 @@ T_PDU_ERROR ControlModule(UNUM32 handle, Body&& body) {
     if (const T_PDU_ERROR error = library.FindModule(handle, module)) return error;
     return body(*module);
   });
+}
+
+T_PDU_ERROR SendBytes(UNUM32 hMod, UNUM32 pin1, UNUM32 pin2, UNUM32 flags,
+                      std::span<const UNUM8> message) {
+  std::vector<UNUM32> pins{pin1};
+  if (pin2 != 0) pins.push_back(pin2);
+  return ControlModule(hMod,
+                       [&](Module& module) { return module.SendBytes(pins, flags, message); });
 }
 
 }  // namespace
@@ -93,17 +102,23 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI VirtualVciSetVoltages(UNUM32 serialNumber, UNUM32
       [&](Library& library) { return library.SetVoltages(serialNumber, battery, programming); });
 }
 
+VVCI_EXPORT T_PDU_ERROR PDUAPI VirtualVciSendBytes(UNUM32 hMod, UNUM32 pin1, UNUM32 pin2,
+                                                   UNUM32 flags, const UNUM8* data, UNUM32 size) {
+  if (size == 0 || data == nullptr) return PDU_ERR_INVALID_PARAMETERS;
+  return SendBytes(hMod, pin1, pin2, flags, {data, size});
+}
+
 VVCI_EXPORT T_PDU_ERROR PDUAPI VirtualVciSendFrame(UNUM32 hMod, UNUM32 pin1, UNUM32 pin2,
                                                    UNUM32 identifier, const UNUM8* data,
                                                    UNUM32 size) {
   if (size > 8 || (size != 0 && data == nullptr)) return PDU_ERR_INVALID_PARAMETERS;
   const bool extended = (identifier & kExtendedBit) != 0;
-  const CanFrame frame =
-      CanFrame::Make(identifier & ~kExtendedBit, extended, std::span(data, size));
-  if (frame.id > (extended ? 0x1FFFFFFFu : 0x7FFu)) return PDU_ERR_INVALID_PARAMETERS;
-  std::vector<UNUM32> pins{pin1};
-  if (pin2 != 0) pins.push_back(pin2);
-  return ControlModule(hMod, [&](Module& module) { return module.SendFrame(pins, frame); });
+  const UNUM32 id = identifier & ~kExtendedBit;
+  if (id > (extended ? 0x1FFFFFFFu : 0x7FFu)) return PDU_ERR_INVALID_PARAMETERS;
+  std::vector<UNUM8> message;
+  for (int shift = 24; shift >= 0; shift -= 8) message.push_back(static_cast<UNUM8>(id >> shift));
+  if (size != 0) message.insert(message.end(), data, data + size);
+  return SendBytes(hMod, pin1, pin2, extended ? kBytesOf29BitId : 0, message);
 }
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI VirtualVciSetCyclic(UNUM32 hMod, UNUM32 on) {

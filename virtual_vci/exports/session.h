@@ -74,6 +74,14 @@ T_PDU_ERROR WithModule(const CallInfo& call, Body&& body) {
   });
 }
 
+/// With a link of a connected module, under the module's lock.
+template <typename Body>
+T_PDU_ERROR WithLink(const CallInfo& call, Body&& body) {
+  return WithModule(call, [&](Library& library, Module& module) -> T_PDU_ERROR {
+    return module.OnLink(call.link, [&](Link& link) { return body(library, link); });
+  });
+}
+
 /// Gives an item to the application through `out` if the result is good.
 template <typename T>
 T_PDU_ERROR HandOut(Library& library, T_PDU_ERROR result, ItemPtr item, T** out) {

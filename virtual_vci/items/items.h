@@ -78,6 +78,12 @@ ItemPtr MakeResultItem(const EventHead& head, const ResultInfo& info, std::span<
                        std::size_t capacity = 0);
 ItemPtr MakeUnum32Item(UNUM32 value);
 
+/// What an I/O control was given, or null if that is something else.
+template <typename T>
+const T* DataOf(const PDU_DATA_ITEM* item, T_PDU_IT type) {
+  return item != nullptr && item->ItemType == type ? static_cast<const T*>(item->pData) : nullptr;
+}
+
 inline PDU_EVENT_ITEM& AsEvent(const ItemPtr& item) {
   return *reinterpret_cast<PDU_EVENT_ITEM*>(item.get());
 }

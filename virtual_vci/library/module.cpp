@@ -4,20 +4,20 @@
 #include <atomic>
 #include <utility>
 
+#include "virtual_vci/protocols/protocol_table.h"
+
 namespace virtual_vci {
 
 namespace {
 
-constexpr UNUM32 kRawModeFlag = 0x80;         // of byte 0 of the create flags
-constexpr std::size_t kFloodBacklog = 1024;   // frames that may wait in a link's queue
-constexpr std::uint32_t kFloodBudget = 1024;  // frames that may go out without anybody taking any
-constexpr Micros kFloodPause = 10000;
+constexpr UNUM32 kRawModeFlag = 0x80;        // of byte 0 of the create flags
+constexpr std::size_t kFloodBacklog = 1024;  // frames that may wait in a link's queue
 
-bool Floods(const Scenario& scenario) {
-  return std::any_of(scenario.ecus.begin(), scenario.ecus.end(), [](const EcuConfig& ecu) {
-    return std::any_of(ecu.cyclic.begin(), ecu.cyclic.end(),
-                       [](const CyclicConfig& each) { return each.period == 0; });
-  });
+std::unique_ptr<Bus> MakeBus(BusType type, Scheduler& scheduler, std::uint32_t bitRate) {
+  const auto table = ProtocolTable();
+  const auto row = std::find_if(table.begin(), table.end(),
+                                [&](const ProtocolOnBus& each) { return each.bus == type; });
+  return row->makeBus(scheduler, bitRate);
 }
 
 bool IsRawMode(const PDU_FLAG_DATA* flags) {
@@ -42,13 +42,13 @@ Module::Module(UNUM32 handle, const VciConfig& vci, const Scenario& scenario, Cl
     : handle_(handle),
       vci_(vci),
       apiTag_(apiTag),
-      floods_(Floods(scenario)),
       scheduler_(clock),
       events_(events, outbox_),
+      flood_(scheduler_, [this]() VVCI_NO_ANALYSIS { return HasRoom(); }),
       resources_(scenario.buses),
       battery_(vci.battery) {
   MutexLock lock(lock_);
-  vehicle_ = std::make_unique<Vehicle>(scenario, scheduler_, [this] { return MayFlood(); });
+  vehicle_ = std::make_unique<Vehicle>(scenario, scheduler_, flood_, MakeBus);
   MutexLock queuesLock(queuesLock_);
   queues_.emplace(PDU_HANDLE_UNDEF, std::move(events));
 }
@@ -70,7 +70,7 @@ void Module::Run() {
       continue;
     }
     lock.Unlock();
-    for (const auto& queue : queues) queue->RunCallback();
+    for (const auto& queue : queues) queue->Callback().Run();
     lock.Relock();
   }
 }
@@ -92,18 +92,17 @@ void Module::Kick() {
 }
 
 void Module::Stop(bool wait) {
-  std::map<UNUM32, std::unique_ptr<Link>> links;
   {
     MutexLock lock(lock_);
     stop_ = true;
-    for (auto& [handle, link] : links_) link->Disconnect();
+    for (auto& [handle, link] : links_) link->GoOffline();
     links_.clear();
     vehicle_.reset();
     Kick();
   }
   {
     MutexLock lock(queuesLock_);
-    for (auto& [handle, queue] : queues_) queue->RemoveCallback();
+    for (auto& [handle, queue] : queues_) queue->Callback().Remove();
     queues_.clear();
   }
   if (wait && thread_.joinable() && !OnOwnThread()) thread_.join();
@@ -124,7 +123,7 @@ void Module::Lose() {
   const EventHead head{PDU_HANDLE_UNDEF, nullptr, now};
   events_.Push(MakeErrorItem(head, PDU_ERR_EVT_LOST_COMM_TO_VCI, 0));
   for (auto& [handle, link] : links_) {
-    link->Disconnect();
+    link->GoOffline();
     link->Events().Push(MakeErrorItem(head, PDU_ERR_EVT_LOST_COMM_TO_VCI, 0));
   }
   Kick();
@@ -166,13 +165,18 @@ T_PDU_ERROR Module::CreateLink(const PDU_RSC_DATA* data, UNUM32 resourceId, void
   const UNUM32 handle = NextLinkHandle();
   auto queue = std::make_shared<EventQueue>(handle_, handle, apiTag_, tag);
   const LinkOptions options{IsRawMode(flags), vci_.packedReception, vci_.passWithoutFilter};
+  BusSlot& slot = SlotOf(*resource);
+  const LinkSite site{*slot.bus, access_[&slot], scheduler_, flood_};
   links_.emplace(
-      handle, std::make_unique<Link>(handle, *resource, options, scheduler_,
-                                     EventPort(queue, outbox_), static_cast<LinkObserver&>(*this)));
+      handle, std::make_unique<Link>(handle, *resource, options, site, EventPort(queue, outbox_)));
   MutexLock queuesLock(queuesLock_);
   queues_.emplace(handle, std::move(queue));
   *link = handle;
   return PDU_STATUS_NOERROR;
+}
+
+BusSlot& Module::SlotOf(const Resource& resource) {
+  return vehicle_->BusAt(resource.kind->bus, resource.pins);
 }
 
 T_PDU_ERROR Module::DestroyLink(UNUM32 link) {
@@ -181,8 +185,7 @@ T_PDU_ERROR Module::DestroyLink(UNUM32 link) {
     MutexLock lock(lock_);
     Link* found = stop_ ? nullptr : Find(link);
     if (found == nullptr) return PDU_ERR_INVALID_HANDLE;
-    found->Disconnect();
-    DropLocks(*found);
+    found->GoOffline();
     queue = found->Events().Shared();
     links_.erase(link);
     Kick();
@@ -191,44 +194,8 @@ T_PDU_ERROR Module::DestroyLink(UNUM32 link) {
     MutexLock lock(queuesLock_);
     queues_.erase(link);
   }
-  queue->RemoveCallback();
+  queue->Callback().Remove();
   return PDU_STATUS_NOERROR;
-}
-
-T_PDU_ERROR Module::ConnectLink(UNUM32 link) {
-  MutexLock lock(lock_);
-  Link* found = nullptr;
-  if (const T_PDU_ERROR error = Enter(link, found)) return error;
-  if (found->Status() != PDU_CLLST_OFFLINE) return PDU_ERR_CLL_CONNECTED;
-  found->Connect(*vehicle_->BusAt(found->On().kind->bus, found->On().pins).can);
-  RefillFlood();
-  return PDU_STATUS_NOERROR;
-}
-
-T_PDU_ERROR Module::DisconnectLink(UNUM32 link) {
-  MutexLock lock(lock_);
-  Link* found = nullptr;
-  if (const T_PDU_ERROR error = Enter(link, found)) return error;
-  if (found->Status() == PDU_CLLST_OFFLINE) return PDU_ERR_CLL_NOT_CONNECTED;
-  found->Disconnect();
-  return PDU_STATUS_NOERROR;
-}
-
-T_PDU_ERROR Module::StartCop(UNUM32 link, std::unique_ptr<Cop> cop, bool temporary) {
-  MutexLock lock(lock_);
-  Link* found = nullptr;
-  if (const T_PDU_ERROR error = Enter(link, found)) return error;
-  if (const T_PDU_ERROR error = CheckLocks(*found, *cop)) return error;
-  const T_PDU_ERROR error = found->StartCop(std::move(cop), temporary);
-  RefillFlood();
-  return error;
-}
-
-T_PDU_ERROR Module::CancelCop(UNUM32 link, UNUM32 cop) {
-  MutexLock lock(lock_);
-  Link* found = nullptr;
-  if (const T_PDU_ERROR error = Enter(link, found)) return error;
-  return found->CancelCop(cop) ? PDU_STATUS_NOERROR : PDU_ERR_INVALID_HANDLE;
 }
 
 std::shared_ptr<EventQueue> Module::QueueOf(UNUM32 link) {
@@ -242,7 +209,7 @@ T_PDU_ERROR Module::NextEvent(UNUM32 link, ItemPtr& out) {
   if (!queue) return PDU_ERR_INVALID_HANDLE;
   bool drained = false;
   out = queue->Pop(drained);
-  if (drained && floods_) Drained();
+  if (drained && flood_.Used()) Drained();
   if (out) return PDU_STATUS_NOERROR;
   return lost_ && link != PDU_HANDLE_UNDEF ? PDU_ERR_COMM_PC_TO_VCI_FAILED
                                            : PDU_ERR_EVENT_QUEUE_EMPTY;
@@ -252,7 +219,7 @@ T_PDU_ERROR Module::SetCallback(UNUM32 link, CALLBACKFNC callback) {
   const auto queue = QueueOf(link);
   if (!queue) return PDU_ERR_INVALID_HANDLE;
   // The one that was there must not be called any more when this returns.
-  queue->RemoveCallback();
+  queue->Callback().Remove();
   if (callback == nullptr) return PDU_STATUS_NOERROR;
   MutexLock lock(lock_);
   EventPort(queue, outbox_).SetCallback(callback);
@@ -260,51 +227,16 @@ T_PDU_ERROR Module::SetCallback(UNUM32 link, CALLBACKFNC callback) {
   return PDU_STATUS_NOERROR;
 }
 
-// Called by ECUs, under the lock.
-VVCI_NO_ANALYSIS bool Module::MayFlood() {
-  const bool room = std::any_of(links_.begin(), links_.end(), [](const auto& entry) {
-    return entry.second->Status() != PDU_CLLST_OFFLINE &&
-           entry.second->Events().Queue().Backlog() < kFloodBacklog;
+bool Module::HasRoom() const {
+  return std::any_of(links_.begin(), links_.end(), [](const auto& entry) {
+    return entry.second->IsOnline() && entry.second->Events().Queue().Backlog() < kFloodBacklog;
   });
-  if (!room) return false;
-  if (floodBudget_ > 0) {
-    --floodBudget_;
-    return true;
-  }
-  if (!std::exchange(floodTimer_, true)) {
-    scheduler_.After(kFloodPause, Pace::kPeriodic, [this]() VVCI_NO_ANALYSIS {
-      floodTimer_ = false;
-      RefillFlood();
-    });
-  }
-  return false;
-}
-
-void Module::RefillFlood() {
-  if (!floods_ || !vehicle_) return;
-  floodBudget_ = kFloodBudget;
-  vehicle_->Resume();
 }
 
 void Module::Drained() {
   MutexLock lock(lock_);
-  RefillFlood();
+  flood_.Refill();
   Kick();
-}
-
-// Called by links, under the lock.
-VVCI_NO_ANALYSIS void Module::PhysicalParamsChanged(UNUM32 link) {
-  if (const Link* changed = Find(link)) TellOthers(*changed, PDU_INFO_PHYS_COMPARAM_CHG);
-}
-
-void Module::TellOthers(const Link& link, T_PDU_INFO info) {
-  for (auto& [handle, other] : links_) {
-    if (other.get() == &link || other->On().kind->bus != link.On().kind->bus ||
-        other->On().pins != link.On().pins) {
-      continue;
-    }
-    other->Events().Push(MakeInfoItem(static_cast<UNUM32>(scheduler_.Now()), info, link.On().id));
-  }
 }
 
 }  // namespace virtual_vci

@@ -6,11 +6,10 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
-#include <string>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -24,13 +23,19 @@ namespace virtual_vci {
 /// A connected module: clock, vehicle, links, and the thread that runs them. Every function may be
 /// called from any thread; callbacks of the application come on the module's own thread, with no
 /// lock held.
-class Module : private LinkObserver {
+///
+/// Locks, in their order: Library, Module (everything that runs on its clock: vehicle, links,
+/// protocols), the module's list of queues, an EventQueue, its EventCallback. SystemThread, the
+/// item store and the recorder take theirs last, and none after it.
+class Module {
  public:
   /// `vci` and `scenario` must outlive the module.
   Module(UNUM32 handle, const VciConfig& vci, const Scenario& scenario, ClockKind clock,
          void* apiTag, std::shared_ptr<EventQueue> events);
   /// Stop must have been called.
-  ~Module() override;
+  ~Module();
+  Module(const Module&) = delete;
+  Module& operator=(const Module&) = delete;
 
   /// Starts the thread, which keeps the module alive until it ends.
   static void Start(const std::shared_ptr<Module>& module);
@@ -50,19 +55,16 @@ class Module : private LinkObserver {
   T_PDU_ERROR CreateLink(const PDU_RSC_DATA* data, UNUM32 resourceId, void* tag,
                          const PDU_FLAG_DATA* flags, UNUM32* link);
   T_PDU_ERROR DestroyLink(UNUM32 link);
-  T_PDU_ERROR ConnectLink(UNUM32 link);
-  T_PDU_ERROR DisconnectLink(UNUM32 link);
-  T_PDU_ERROR Lock(UNUM32 link, UNUM32 mask);
-  T_PDU_ERROR Unlock(UNUM32 link, UNUM32 mask);
-  T_PDU_ERROR GetComParam(UNUM32 link, UNUM32 id, ItemPtr& out);
-  T_PDU_ERROR SetComParam(UNUM32 link, const PDU_PARAM_ITEM& item);
-  T_PDU_ERROR GetUniqueRespIdTable(UNUM32 link, ItemPtr& out);
-  T_PDU_ERROR SetUniqueRespIdTable(UNUM32 link, const PDU_UNIQUE_RESP_ID_TABLE_ITEM& item);
-  T_PDU_ERROR StartCop(UNUM32 link, std::unique_ptr<Cop> cop, bool temporary);
-  T_PDU_ERROR CancelCop(UNUM32 link, UNUM32 cop);
-  T_PDU_ERROR LinkIoCtl(UNUM32 link, IoCtl command, const PDU_DATA_ITEM* input);
-  T_PDU_ERROR ModuleIoCtl(IoCtl command, const PDU_DATA_ITEM* input, ItemPtr& out);
-  T_PDU_ERROR LinkStatus(UNUM32 link, UNUM32 cop, T_PDU_STATUS& status, UNUM32& timestamp);
+  /// Runs `body(Link&)` under the module's lock, after everything that is due, and returns its
+  /// result. PDU_ERR_INVALID_HANDLE, PDU_ERR_COMM_PC_TO_VCI_FAILED: it has not run.
+  template <typename Body>
+  T_PDU_ERROR OnLink(UNUM32 link, Body&& body) {
+    MutexLock lock(lock_);
+    Link* found = nullptr;
+    if (const T_PDU_ERROR error = Enter(link, found)) return error;
+    return body(*found);
+  }
+  T_PDU_ERROR IoControl(IoCtl command, const PDU_DATA_ITEM* input, ItemPtr& out);
   /// `link` PDU_HANDLE_UNDEF: the module's.
   T_PDU_ERROR GetLastError(UNUM32 link, LastError& error);
   /// The next event item of a link or, with PDU_HANDLE_UNDEF, of the module. Doesn't take the
@@ -76,12 +78,13 @@ class Module : private LinkObserver {
   std::optional<std::vector<UNUM32>> ConflictsOf(UNUM32 resourceId);
 
   void SetVoltages(UNUM32 battery, UNUM32 programming);
-  T_PDU_ERROR SendFrame(const std::vector<UNUM32>& pins, const CanFrame& frame);
+  /// As an ECU does: see Bus::SendBytes. PDU_ERR_PIN_NOT_CONNECTED without a bus on the pins.
+  T_PDU_ERROR SendBytes(const std::vector<UNUM32>& pins, UNUM32 flags,
+                        std::span<const UNUM8> message);
   void SetCyclic(bool on);
   void Advance(Micros time);
 
  private:
-  void PhysicalParamsChanged(UNUM32 link) override;
   void Run();
   void WaitForWork(MutexLock& lock) VVCI_REQUIRES(lock_);
   /// The thread has to look what is to do.
@@ -92,31 +95,28 @@ class Module : private LinkObserver {
   Link* Find(UNUM32 link) VVCI_REQUIRES(lock_);
   /// PDU_STATUS_NOERROR and the link, or what to return. Runs what is due.
   T_PDU_ERROR Enter(UNUM32 link, Link*& found) VVCI_REQUIRES(lock_);
-  bool MayFlood();
-  void RefillFlood() VVCI_REQUIRES(lock_);
-  void TellOthers(const Link& link, T_PDU_INFO info) VVCI_REQUIRES(lock_);
-  T_PDU_ERROR CheckLocks(const Link& link, const Cop& cop) VVCI_REQUIRES(lock_);
-  void DropLocks(const Link& link) VVCI_REQUIRES(lock_);
+  /// Whether some link has room for messages that go out as fast as they are taken.
+  bool HasRoom() const VVCI_REQUIRES(lock_);
+  BusSlot& SlotOf(const Resource& resource) VVCI_REQUIRES(lock_);
   T_PDU_ERROR SetProgrammingVoltage(const PDU_DATA_ITEM* input) VVCI_REQUIRES(lock_);
 
   const UNUM32 handle_;
   const VciConfig& vci_;
   void* const apiTag_;
-  const bool floods_;  ///< some message of the scenario goes out as fast as it is taken
 
   Mutex lock_;
   Scheduler scheduler_ VVCI_GUARDED_BY(lock_);
   Outbox outbox_ VVCI_GUARDED_BY(lock_);
   EventPort events_ VVCI_GUARDED_BY(lock_);
+  FloodGate flood_;  ///< guarded by the lock, too, but for Used
   std::unique_ptr<Vehicle> vehicle_ VVCI_GUARDED_BY(lock_);
   ResourceList resources_ VVCI_GUARDED_BY(lock_);
+  std::map<const BusSlot*, BusAccess> access_ VVCI_GUARDED_BY(lock_);
   std::map<UNUM32, std::unique_ptr<Link>> links_ VVCI_GUARDED_BY(lock_);
   LastError lastError_ VVCI_GUARDED_BY(lock_);
   UNUM32 battery_ VVCI_GUARDED_BY(lock_);
   UNUM32 programming_ VVCI_GUARDED_BY(lock_) = 0;
   std::atomic<bool> lost_ = false;
-  std::uint32_t floodBudget_ VVCI_GUARDED_BY(lock_) = 0;
-  bool floodTimer_ VVCI_GUARDED_BY(lock_) = false;
   bool stop_ VVCI_GUARDED_BY(lock_) = false;
   bool wake_ VVCI_GUARDED_BY(lock_) = false;
   std::condition_variable changed_;

@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "virtual_vci/protocols/protocol_table.h"
+#include "virtual_vci/scenario/bus_types.h"
+#include "virtual_vci/vehicle/vehicle.h"
 
 namespace virtual_vci {
 
@@ -20,8 +22,9 @@ bool CanSwitchTo(UNUM32 pin) {
          std::find(kFixedPins.begin(), kFixedPins.end(), pin) == kFixedPins.end();
 }
 
-bool GoodPins(const std::vector<UNUM32>& pins, const ProtocolOnBus& kind) {
-  if (pins.size() < kind.minPins || pins.size() > kind.maxPins) return false;
+bool GoodPins(const std::vector<UNUM32>& pins, BusType bus) {
+  const BusTypeInfo& type = BusTypeOf(bus);
+  if (pins.size() < type.minPins || pins.size() > type.maxPins) return false;
   if (pins.size() == 2 && pins[0] == pins[1]) return false;
   return std::all_of(pins.begin(), pins.end(), CanSwitchTo);
 }
@@ -48,7 +51,7 @@ bool Describes(const PDU_RSC_DATA& data, const Resource& resource) {
 
 bool Conflict(const Resource& one, const Resource& other) {
   const bool together =
-      one.kind->shared && one.kind->bus == other.kind->bus && one.pins == other.pins;
+      one.kind->shared && one.kind->bus == other.kind->bus && PinsMeet(one.pins, other.pins);
   return !together && Overlap(one.pins, other.pins);
 }
 
@@ -82,7 +85,7 @@ T_PDU_ERROR ResourceList::For(const PDU_RSC_DATA& data, const Resource*& found) 
   if (kind == table.end()) return PDU_ERR_RESOURCE_ERROR;
   std::vector<UNUM32> pins;
   for (UNUM32 i = 0; i < data.NumPinData; ++i) pins.push_back(data.pDLCPinData[i].DLCPinNumber);
-  if (!GoodPins(pins, *kind)) return PDU_ERR_INVALID_PARAMETERS;
+  if (!GoodPins(pins, kind->bus)) return PDU_ERR_INVALID_PARAMETERS;
   const auto same = std::find_if(resources_.begin(), resources_.end(), [&](const Resource& each) {
     return each.kind == &*kind && each.pins == pins;
   });

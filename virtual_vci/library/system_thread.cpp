@@ -19,7 +19,7 @@ ItemPtr SystemThread::Pop() {
 }
 
 void SystemThread::SetCallback(CALLBACKFNC callback) {
-  queue_.RemoveCallback();
+  queue_.Callback().Remove();
   if (callback == nullptr) return;
   {
     MutexLock lock(lock_);
@@ -41,7 +41,7 @@ void SystemThread::Kick() {
 }
 
 void SystemThread::Stop() {
-  queue_.RemoveCallback();
+  queue_.Callback().Remove();
   std::thread thread;
   {
     MutexLock lock(lock_);
@@ -60,7 +60,7 @@ void SystemThread::Run() {
       continue;
     }
     lock.Unlock();
-    queue_.RunCallback();
+    queue_.Callback().Run();
     lock.Relock();
   }
 }

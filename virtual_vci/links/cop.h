@@ -61,7 +61,7 @@ struct Cop {
   /// UPDATEPARAM: what becomes active; with temporary ComParams: what it runs with. Else null.
   std::shared_ptr<const ComParamSet> params;
 
-  enum class Phase { kWaiting, kSending, kReceiving, kResting };
+  enum class Phase { kWaiting, kInitialising, kSending, kReceiving, kResting };
   Phase phase = Phase::kWaiting;
   bool executing = false;  ///< the application has been told
   SNUM32 received = 0;     ///< in this cycle
@@ -69,6 +69,7 @@ struct Cop {
   std::optional<Scheduler::Timer> timer;
 
   bool Sends() const { return sendCycles != 0; }
+  bool SendsData() const { return Sends() && !data.empty(); }
   bool Receives() const { return type == PDU_COPT_SENDRECV && receiveCycles != 0; }
   /// Goes on for ever beside the others instead of taking its turn.
   bool ReceivesOnly() const { return type == PDU_COPT_SENDRECV && sendCycles == 0; }

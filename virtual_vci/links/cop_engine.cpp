@@ -6,6 +6,14 @@
 
 namespace virtual_vci {
 
+namespace {
+
+bool IsWithProtocol(const Cop& cop) {
+  return cop.phase == Cop::Phase::kInitialising || cop.phase == Cop::Phase::kSending;
+}
+
+}  // namespace
+
 CopEngine::CopEngine(Scheduler& scheduler, EventPort& events, CopTarget& target)
     : scheduler_(scheduler), events_(events), target_(target) {}
 
@@ -67,11 +75,13 @@ void CopEngine::BeginTurn(Cop& cop) {
 void CopEngine::Execute(Cop& cop) {
   switch (cop.type) {
     case PDU_COPT_STARTCOMM:
-      target_.StartCommunication();
-      break;
+      cop.phase = Cop::Phase::kInitialising;
+      protocol_->StartCommunication(cop);
+      return;
     case PDU_COPT_STOPCOMM:
-      target_.StopCommunication();
-      break;
+      cop.phase = Cop::Phase::kInitialising;
+      protocol_->StopCommunication(cop);
+      return;
     case PDU_COPT_UPDATEPARAM:
       target_.ActivateParams(*cop.params);
       break;
@@ -86,7 +96,26 @@ void CopEngine::Execute(Cop& cop) {
     default:
       break;
   }
-  if (cop.Sends() && !cop.data.empty()) {
+  SendData(cop);
+}
+
+void CopEngine::CommunicationDone(UNUM32 handle, bool dataSent) {
+  Cop* cop = FindCop(handle);
+  if (cop == nullptr || cop->phase != Cop::Phase::kInitialising) return;
+  if (cop->type == PDU_COPT_STARTCOMM) {
+    target_.CommunicationStarted();
+  } else {
+    target_.CommunicationStopped();
+  }
+  if (dataSent) {
+    End(handle, PDU_COPST_FINISHED);
+  } else {
+    SendData(*cop);
+  }
+}
+
+void CopEngine::SendData(Cop& cop) {
+  if (cop.SendsData()) {
     cop.phase = Cop::Phase::kSending;
     protocol_->Send(cop);
   } else {
@@ -172,8 +201,8 @@ void CopEngine::LeaveTurn(const Cop& cop) {
 
 void CopEngine::SendFailed(UNUM32 handle, T_PDU_ERR_EVT code, UNUM32 extra) {
   Cop* cop = FindCop(handle);
-  if (cop == nullptr || cop->phase != Cop::Phase::kSending) return;
-  if (cop->sendCycles == PDU_CYCLES_INFINITE) {
+  if (cop == nullptr || !IsWithProtocol(*cop)) return;
+  if (cop->phase == Cop::Phase::kSending && cop->sendCycles == PDU_CYCLES_INFINITE) {
     // A repeated message that finds nobody goes on: somebody may turn up.
     events_.Push(MakeErrorItem(HeadOf(*cop), code, extra));
     target_.NoteError(code, extra, handle, HeadOf(*cop).timestamp);
@@ -256,7 +285,7 @@ void CopEngine::End(UNUM32 handle, T_PDU_STATUS status) {
 bool CopEngine::Cancel(UNUM32 handle) {
   Cop* cop = FindCop(handle);
   if (cop == nullptr) return false;
-  if (cop->phase == Cop::Phase::kSending) protocol_->StopSending();
+  if (IsWithProtocol(*cop)) protocol_->StopSending();
   End(handle, PDU_COPST_CANCELLED);
   return true;
 }

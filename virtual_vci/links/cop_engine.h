@@ -20,8 +20,8 @@ namespace virtual_vci {
 class CopTarget {
  public:
   virtual ~CopTarget() = default;
-  virtual void StartCommunication() = 0;
-  virtual void StopCommunication() = 0;
+  virtual void CommunicationStarted() = 0;
+  virtual void CommunicationStopped() = 0;
   virtual void ActivateParams(const ComParamSet& params) = 0;
   virtual void RestoreParams() = 0;
   virtual const ComParamSet& ActiveParams() const = 0;
@@ -53,7 +53,11 @@ class CopEngine {
   std::optional<T_PDU_STATUS> Status(UNUM32 handle) const;
 
   // For the protocol.
+  /// The communication is started or stopped, whichever the ComPrimitive is for. It goes on with
+  /// its data, unless these were part of it (`dataSent`).
+  void CommunicationDone(UNUM32 handle, bool dataSent = false);
   void SendDone(UNUM32 handle);
+  /// Also: the bus could not be initialised.
   void SendFailed(UNUM32 handle, T_PDU_ERR_EVT code, UNUM32 extra);
   /// An error of a reception that no ComPrimitive waits for in particular: goes to the one that
   /// would have got it.
@@ -80,6 +84,7 @@ class CopEngine {
   void Pump();
   void BeginTurn(Cop& cop);
   void Execute(Cop& cop);
+  void SendData(Cop& cop);
   void BeginReceiving(Cop& cop);
   void EndOfCycle(Cop& cop);
   void Rest(Cop& cop);

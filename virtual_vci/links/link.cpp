@@ -16,40 +16,75 @@ bool SamePhysicalParams(const ComParamSet& one, const ComParamSet& other) {
 
 }  // namespace
 
-Link::Link(UNUM32 handle, Resource resource, const LinkOptions& options, Scheduler& scheduler,
-           EventPort events, LinkObserver& observer)
+Link::Link(UNUM32 handle, Resource resource, const LinkOptions& options, const LinkSite& site,
+           EventPort events)
     : handle_(handle),
       resource_(std::move(resource)),
       options_(options),
-      scheduler_(scheduler),
+      site_(site),
       events_(std::move(events)),
-      observer_(observer),
-      cops_(scheduler_, events_, *this) {
+      cops_(site_.scheduler, events_, *this) {
   for (const ComParamDefault& each : resource_.kind->defaults)
     working_.SetNumber(each.id, each.value);
   active_ = working_;
-  protocol_ = resource_.kind->make({scheduler_, cops_, events_, filters_, activeResponses_,
-                                    options_.packing, options_.passWithoutFilter});
+  protocol_ =
+      resource_.kind->makeProtocol({site_.scheduler, cops_, events_, filters_, activeResponses_,
+                                    options_.packing, options_.passWithoutFilter},
+                                   site_.bus);
   cops_.SetProtocol(protocol_.get());
+  site_.access.Join({handle_, resource_.id, &events_});
 }
 
-Link::~Link() = default;
+Link::~Link() { site_.access.Leave(handle_, Timestamp()); }
+
+T_PDU_ERROR Link::GetStatus(UNUM32 cop, T_PDU_STATUS& status) const {
+  if (cop == PDU_HANDLE_UNDEF) {
+    status = status_;
+    return PDU_STATUS_NOERROR;
+  }
+  const auto copStatus = cops_.Status(cop);
+  if (!copStatus) return PDU_ERR_INVALID_HANDLE;
+  status = *copStatus;
+  return PDU_STATUS_NOERROR;
+}
+
+T_PDU_ERROR Link::GetComParam(UNUM32 id, ItemPtr& out) const {
+  if (ComParamOf(id) == nullptr) return PDU_ERR_COMPARAM_NOT_SUPPORTED;
+  out = working_.MakeItem(id);
+  return PDU_STATUS_NOERROR;
+}
+
+T_PDU_ERROR Link::SetComParam(const PDU_PARAM_ITEM& item) {
+  const ComParamInfo* info = ComParamOf(item.ComParamId);
+  if (info == nullptr) return PDU_ERR_COMPARAM_NOT_SUPPORTED;
+  if (info->paramClass == PDU_PC_BUSTYPE && site_.access.IsLockedFor(handle_, PDU_LOCK_COMPARAMS))
+    return PDU_ERR_COMPARAM_LOCKED;
+  return working_.Set(item);
+}
 
 void Link::SetStatus(T_PDU_STATUS status) {
   status_ = status;
-  events_.Push(
-      MakeStatusItem({PDU_HANDLE_UNDEF, nullptr, static_cast<UNUM32>(scheduler_.Now())}, status));
+  events_.Push(MakeStatusItem({PDU_HANDLE_UNDEF, nullptr, Timestamp()}, status));
 }
 
-void Link::Connect(CanBus& bus) {
+T_PDU_ERROR Link::Connect() {
+  if (IsOnline()) return PDU_ERR_CLL_CONNECTED;
   active_ = working_;
   activeResponses_ = workingResponses_;
-  protocol_->GoOnline(bus, active_);
+  protocol_->GoOnline(active_);
   SetStatus(PDU_CLLST_ONLINE);
+  site_.flood.Refill();
+  return PDU_STATUS_NOERROR;
 }
 
-void Link::Disconnect() {
-  if (status_ == PDU_CLLST_OFFLINE) return;
+T_PDU_ERROR Link::Disconnect() {
+  if (!IsOnline()) return PDU_ERR_CLL_NOT_CONNECTED;
+  GoOffline();
+  return PDU_STATUS_NOERROR;
+}
+
+void Link::GoOffline() {
+  if (!IsOnline()) return;
   cops_.CancelAll();
   protocol_->GoOffline();
   SetStatus(PDU_CLLST_OFFLINE);
@@ -62,13 +97,15 @@ void Link::Reset() {
 }
 
 T_PDU_ERROR Link::CheckStart(const Cop& cop, bool temporary) const {
+  if (cop.SendsData() && site_.access.IsLockedFor(handle_, PDU_LOCK_TRANSMIT))
+    return PDU_ERR_RSC_LOCKED;
   if (status_ == PDU_CLLST_OFFLINE) return PDU_ERR_CLL_NOT_CONNECTED;
   const bool started = status_ == PDU_CLLST_COMM_STARTED;
   if (cop.type == PDU_COPT_STOPCOMM && !started) return PDU_ERR_CLL_NOT_STARTED;
   if (temporary && (cop.type != PDU_COPT_SENDRECV || !SamePhysicalParams(working_, active_))) {
     return PDU_ERR_TEMPPARAM_NOT_ALLOWED;
   }
-  if (!cop.Sends() || cop.data.empty()) return PDU_STATUS_NOERROR;
+  if (!cop.SendsData()) return PDU_STATUS_NOERROR;
   // A link in raw mode leaves it to the application whether there is anything to start.
   if (cop.type == PDU_COPT_SENDRECV && !started && !options_.rawMode)
     return PDU_ERR_CLL_NOT_STARTED;
@@ -76,19 +113,26 @@ T_PDU_ERROR Link::CheckStart(const Cop& cop, bool temporary) const {
 }
 
 T_PDU_ERROR Link::StartCop(std::unique_ptr<Cop> cop, bool temporary) {
-  if (const T_PDU_ERROR error = CheckStart(*cop, temporary)) return error;
-  if (cop->type == PDU_COPT_UPDATEPARAM || temporary)
-    cop->params = std::make_shared<const ComParamSet>(working_);
-  if (temporary) working_ = active_;
-  cops_.Start(std::move(cop));
-  return PDU_STATUS_NOERROR;
+  const T_PDU_ERROR error = CheckStart(*cop, temporary);
+  if (error == PDU_STATUS_NOERROR) {
+    if (cop->type == PDU_COPT_UPDATEPARAM || temporary)
+      cop->params = std::make_shared<const ComParamSet>(working_);
+    if (temporary) working_ = active_;
+    cops_.Start(std::move(cop));
+  }
+  site_.flood.Refill();
+  return error;
 }
 
-void Link::StartCommunication() {
+T_PDU_ERROR Link::CancelCop(UNUM32 cop) {
+  return cops_.Cancel(cop) ? PDU_STATUS_NOERROR : PDU_ERR_INVALID_HANDLE;
+}
+
+void Link::CommunicationStarted() {
   if (status_ == PDU_CLLST_ONLINE) SetStatus(PDU_CLLST_COMM_STARTED);
 }
 
-void Link::StopCommunication() {
+void Link::CommunicationStopped() {
   if (status_ == PDU_CLLST_COMM_STARTED) SetStatus(PDU_CLLST_ONLINE);
 }
 
@@ -97,7 +141,7 @@ void Link::ActivateParams(const ComParamSet& params) {
   active_ = params;
   activeResponses_ = workingResponses_;
   protocol_->ParamsChanged(active_);
-  if (physical) observer_.PhysicalParamsChanged(handle_);
+  if (physical) site_.access.TellOthers(handle_, PDU_INFO_PHYS_COMPARAM_CHG, Timestamp());
 }
 
 void Link::RestoreParams() {

@@ -4,9 +4,8 @@
 #define VIRTUAL_VCI_LINKS_LINK_H_
 
 #include <memory>
-#include <optional>
-#include <vector>
 
+#include "virtual_vci/links/bus_access.h"
 #include "virtual_vci/links/cop_engine.h"
 #include "virtual_vci/links/filters.h"
 #include "virtual_vci/links/protocol.h"
@@ -23,40 +22,48 @@ struct LastError {
   UNUM32 extra = 0;
 };
 
-/// Told about what a link does that concerns other links. Guarded by the module's lock.
-class LinkObserver {
- public:
-  virtual ~LinkObserver() = default;
-  virtual void PhysicalParamsChanged(UNUM32 link) = 0;
-};
-
 struct LinkOptions {
   bool rawMode = false;
   bool packing = true;
   bool passWithoutFilter = false;
 };
 
-/// Guarded by the module's lock, but for its event queue.
+/// Where a link is. All of it outlives the link.
+struct LinkSite {
+  Bus& bus;
+  BusAccess& access;
+  Scheduler& scheduler;
+  FloodGate& flood;
+};
+
+/// Guarded by the module's lock, but for its event queue. Results are those of the functions of the
+/// D-PDU API.
 class Link : private CopTarget {
  public:
-  Link(UNUM32 handle, Resource resource, const LinkOptions& options, Scheduler& scheduler,
-       EventPort events, LinkObserver& observer);
+  Link(UNUM32 handle, Resource resource, const LinkOptions& options, const LinkSite& site,
+       EventPort events);
   ~Link() override;
+  Link(const Link&) = delete;
+  Link& operator=(const Link&) = delete;
 
-  UNUM32 Handle() const { return handle_; }
   const Resource& On() const { return resource_; }
   EventPort& Events() { return events_; }
-  T_PDU_STATUS Status() const { return status_; }
   const LastError& Error() const { return lastError_; }
-  std::optional<T_PDU_STATUS> CopStatus(UNUM32 cop) const { return cops_.Status(cop); }
+  /// Of the link or, unless it is PDU_HANDLE_UNDEF, of one of its ComPrimitives.
+  T_PDU_ERROR GetStatus(UNUM32 cop, T_PDU_STATUS& status) const;
+  bool IsOnline() const { return status_ != PDU_CLLST_OFFLINE; }
+  UNUM32 Timestamp() const { return static_cast<UNUM32>(site_.scheduler.Now()); }
 
   /// The working ComParams and response table become active.
-  void Connect(CanBus& bus);
-  /// Everything that runs is cancelled.
-  void Disconnect();
+  T_PDU_ERROR Connect();
+  T_PDU_ERROR Disconnect();
+  /// Goes offline if it is online: everything that runs is cancelled.
+  void GoOffline();
 
-  ItemPtr GetComParam(UNUM32 id) const { return working_.MakeItem(id); }
-  T_PDU_ERROR SetComParam(const PDU_PARAM_ITEM& item) { return working_.Set(item); }
+  T_PDU_ERROR Lock(UNUM32 mask) { return site_.access.Lock(handle_, mask, Timestamp()); }
+  T_PDU_ERROR Unlock(UNUM32 mask) { return site_.access.Unlock(handle_, mask, Timestamp()); }
+  T_PDU_ERROR GetComParam(UNUM32 id, ItemPtr& out) const;
+  T_PDU_ERROR SetComParam(const PDU_PARAM_ITEM& item);
   ItemPtr GetUniqueRespIdTable() const { return workingResponses_.MakeItem(); }
   T_PDU_ERROR SetUniqueRespIdTable(const PDU_UNIQUE_RESP_ID_TABLE_ITEM& item) {
     return workingResponses_.Set(item);
@@ -65,28 +72,28 @@ class Link : private CopTarget {
   /// `cop` as ReadCop made it. The link must be online. `temporary`: with the working ComParams,
   /// which are restored.
   T_PDU_ERROR StartCop(std::unique_ptr<Cop> cop, bool temporary);
-  bool CancelCop(UNUM32 cop) { return cops_.Cancel(cop); }
-  CopEngine& Cops() { return cops_; }
-  FilterList& Filters() { return filters_; }
+  T_PDU_ERROR CancelCop(UNUM32 cop);
+  T_PDU_ERROR IoControl(IoCtl command, const PDU_DATA_ITEM* input, ItemPtr& output);
   /// Cancels everything, drops what waits in the event queue, forgets the filters; stays online.
   void Reset();
 
  private:
-  void StartCommunication() override;
-  void StopCommunication() override;
+  // CopTarget
+  void CommunicationStarted() override;
+  void CommunicationStopped() override;
   void ActivateParams(const ComParamSet& params) override;
   void RestoreParams() override;
   const ComParamSet& ActiveParams() const override { return active_; }
   void NoteError(T_PDU_ERR_EVT code, UNUM32 extra, UNUM32 cop, UNUM32 timestamp) override;
+
   T_PDU_ERROR CheckStart(const Cop& cop, bool temporary) const;
   void SetStatus(T_PDU_STATUS status);
 
   const UNUM32 handle_;
   const Resource resource_;
   const LinkOptions options_;
-  Scheduler& scheduler_;
+  const LinkSite site_;
   EventPort events_;
-  LinkObserver& observer_;
 
   T_PDU_STATUS status_ = PDU_CLLST_OFFLINE;
   LastError lastError_;

@@ -3,7 +3,6 @@
 #ifndef VIRTUAL_VCI_LINKS_PROTOCOL_H_
 #define VIRTUAL_VCI_LINKS_PROTOCOL_H_
 
-#include <cstddef>
 #include <memory>
 #include <span>
 
@@ -11,7 +10,7 @@
 #include "virtual_vci/items/event_port.h"
 #include "virtual_vci/links/cop.h"
 #include "virtual_vci/links/filters.h"
-#include "virtual_vci/vehicle/can_bus.h"
+#include "virtual_vci/vehicle/bus.h"
 
 namespace virtual_vci {
 
@@ -30,14 +29,13 @@ struct LinkContext {
 };
 
 /// Guarded by the module's lock. A protocol never sees two ComPrimitives at once: the link's engine
-/// gives it one, hears of its end through CopEngine::SendDone or SendFailed, and then gives it the
-/// next.
+/// gives it one, hears of its end (CopEngine, "For the protocol"), and then gives it the next.
 class Protocol {
  public:
   virtual ~Protocol() = default;
-  /// The link goes online on this bus, with these ComParams; a protocol detaches itself when it is
+  /// The link goes online, with these ComParams; a protocol detaches itself from its bus when it is
   /// destroyed.
-  virtual void GoOnline(CanBus& bus, const ComParamSet& params) = 0;
+  virtual void GoOnline(const ComParamSet& params) = 0;
   virtual void GoOffline() = 0;
   /// The active ComParams, or the response table, have changed.
   virtual void ParamsChanged(const ComParamSet& params) = 0;
@@ -45,8 +43,17 @@ class Protocol {
   virtual T_PDU_ERROR Check(const Cop& cop) const = 0;
   /// Starts one send cycle.
   virtual void Send(const Cop& cop) = 0;
-  /// Forgets the send cycle under way; nothing is reported.
+  /// Forgets the send cycle, start or stop under way; nothing is reported.
   virtual void StopSending() = 0;
+  /// Initialises the bus. Answer with CopEngine::CommunicationDone or SendFailed, at once or later:
+  /// only then is the communication started.
+  virtual void StartCommunication(const Cop& cop) = 0;
+  /// Likewise.
+  virtual void StopCommunication(const Cop& cop) = 0;
+  /// I/O controls that the link doesn't know.
+  virtual T_PDU_ERROR IoControl(IoCtl, const PDU_DATA_ITEM*, ItemPtr&) {
+    return PDU_ERR_ID_NOT_SUPPORTED;
+  }
 };
 
 /// A ComParam that a protocol starts with on its bus instead of with the usual default.
@@ -59,10 +66,11 @@ struct ComParamDefault {
 struct ProtocolOnBus {
   ProtocolId protocol;
   BusType bus;
-  std::size_t minPins;
-  std::size_t maxPins;
   bool shared;  ///< several links may use the pins
-  std::unique_ptr<Protocol> (*make)(const LinkContext& link);
+  /// `bitRate` 0: the first who has one decides.
+  std::unique_ptr<Bus> (*makeBus)(Scheduler& scheduler, std::uint32_t bitRate);
+  /// On a bus that makeBus made.
+  std::unique_ptr<Protocol> (*makeProtocol)(const LinkContext& link, Bus& bus);
   std::span<const ComParamDefault> defaults;
 };
 

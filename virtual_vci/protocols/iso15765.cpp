@@ -4,13 +4,10 @@
 #include <utility>
 
 #include "virtual_vci/links/cop_engine.h"
-#include "virtual_vci/protocols/raw_can.h"
 
 namespace virtual_vci {
 
 namespace {
-
-constexpr std::uint64_t kFlowControlToken = 0;
 
 // Bits of a CAN format ComParam.
 constexpr UNUM32 kFormat29Bit = 0x02;
@@ -26,11 +23,6 @@ CanAddress AddressOf(const UniqueRespEntry& entry, ComParam id, ComParam format,
   if ((bits & kFormatExtended) != 0)
     address.extension = static_cast<std::uint8_t>(entry.Number(extension, 0));
   return address;
-}
-
-bool ComesFrom(const CanFrame& frame, const CanAddress& address) {
-  return frame.id == address.id && frame.extended == address.extended &&
-         (!address.extension || (frame.size > 0 && frame.data[0] == *address.extension));
 }
 
 Bytes HeaderOf(const CanAddress& address) {
@@ -96,7 +88,7 @@ class Iso15765::Conversation : private IsoTpReceiver::Host {
   UNUM32 startTimestamp = 0;  ///< of the first frame
 
  private:
-  void TransmitFlowControl(const CanFrame& frame) override { owner_.SendFlowControl(frame); }
+  void TransmitFlowControl(const CanFrame& frame) override { owner_.TransmitAside(frame); }
   void ReceiveStarted(std::size_t) override {
     startTimestamp = static_cast<UNUM32>(owner_.times_.start);
     segmented_ = true;
@@ -117,18 +109,15 @@ class Iso15765::Conversation : private IsoTpReceiver::Host {
   bool segmented_ = false;
 };
 
-Iso15765::Iso15765(const LinkContext& link) : link_(link), sender_(link.scheduler, *this) {}
+Iso15765::Iso15765(const LinkContext& link, CanBus& bus)
+    : CanProtocol(link, bus, ComParam::CP_As), sender_(link.scheduler, *this) {}
 
-Iso15765::~Iso15765() { GoOffline(); }
+Iso15765::~Iso15765() = default;
 
 Iso15765::Settings Iso15765::Read(const ComParamSet& params) {
   Settings settings;
-  settings.bitRate = params.Number(ComParam::CP_Baudrate);
-  settings.loopback = params.Number(ComParam::CP_Loopback) != 0;
-  settings.transmitIndication = params.Number(ComParam::CP_TransmitIndEnable) != 0;
   settings.startIndication = params.Number(ComParam::CP_StartMsgIndEnable) != 0;
   settings.mixedFormat = params.Number(ComParam::CP_CanMixedFormat);
-  settings.as = params.Number(ComParam::CP_As);
   if (params.Number(ComParam::CP_CanFillerByteHandling) != 0) {
     settings.padding = static_cast<std::uint8_t>(params.Number(ComParam::CP_CanFillerByte));
   }
@@ -153,6 +142,7 @@ Iso15765::Settings Iso15765::Read(const ComParamSet& params) {
 }
 
 void Iso15765::ParamsChanged(const ComParamSet& params) {
+  CanProtocol::ParamsChanged(params);
   settings_ = Read(params);
   Rebuild();
 }
@@ -178,136 +168,72 @@ void Iso15765::Rebuild() {
   for (const auto& conversation : conversations_) conversation->Configure(settings_);
 }
 
-void Iso15765::GoOnline(CanBus& bus, const ComParamSet& params) {
-  ParamsChanged(params);
-  bus_ = &bus;
-  bus_->Attach(*this);
-}
-
 void Iso15765::GoOffline() {
-  StopSending();
+  CanProtocol::GoOffline();
   for (const auto& conversation : conversations_) conversation->Reset();
-  if (bus_ != nullptr) bus_->Detach(*this);
-  bus_ = nullptr;
 }
 
 T_PDU_ERROR Iso15765::Check(const Cop& cop) const {
-  const bool raw = Has(cop.txFlags, kTxRawFrame);
-  if (raw && settings_.mixedFormat == 0) return PDU_ERR_INVALID_PARAMETERS;
-  const auto messages = MessagesOf(cop);
-  const bool good =
-      !messages.empty() && std::all_of(messages.begin(), messages.end(), [&](const auto& message) {
-        if (raw) return FrameOf(message, Has(cop.txFlags, kTx29BitId)).has_value();
-        return DestinationOf(message, cop.txFlags).has_value();
-      });
-  return good ? PDU_STATUS_NOERROR : PDU_ERR_INVALID_PARAMETERS;
+  if (Has(cop.txFlags, kTxRawFrame) && settings_.mixedFormat == 0)
+    return PDU_ERR_INVALID_PARAMETERS;
+  return CanProtocol::Check(cop);
 }
 
-void Iso15765::Send(const Cop& cop) {
-  sending_ = cop.handle;
+bool Iso15765::IsMessage(const Cop& cop, std::span<const UNUM8> bytes) const {
+  if (Has(cop.txFlags, kTxRawFrame))
+    return FrameOf(bytes, Has(cop.txFlags, kTx29BitId)).has_value();
+  return DestinationOf(bytes, cop.txFlags).has_value();
+}
+
+CanProtocol::Form Iso15765::FormOf(const Cop& cop) const {
+  if (raw_) return {.uniqueRespId = kRawFrameRespId};
+  return {.header = kIdentifierBytes + (Has(cop.txFlags, kTxExtendedAddress) ? 1 : 0)};
+}
+
+void Iso15765::BeginSending(const Cop& cop) {
   sendSettings_ = cop.params ? Read(*cop.params) : settings_;
   raw_ = Has(cop.txFlags, kTxRawFrame);
-  messages_.clear();
-  next_ = 0;
-  for (const auto& message : MessagesOf(cop))
-    messages_.emplace_back(message.begin(), message.end());
-  SendNext();
 }
 
-void Iso15765::SendNext() {
-  const Cop* cop = link_.cops.Find(sending_);
-  if (cop == nullptr) return;
-  const Bytes& message = messages_[next_];
+void Iso15765::SendMessage(const Cop& cop, std::span<const UNUM8> bytes) {
   if (raw_) {
-    const auto frame = FrameOf(message, Has(cop->txFlags, kTx29BitId));
-    bus_->Send(*this, *frame, ++token_, sendSettings_.as);
+    TransmitFrame(*FrameOf(bytes, Has(cop.txFlags, kTx29BitId)));
     return;
   }
-  const CanAddress to = *DestinationOf(message, cop->txFlags);
-  const auto payload = message.begin() + kIdentifierBytes + (to.extension ? 1 : 0);
+  const CanAddress to = *DestinationOf(bytes, cop.txFlags);
+  const auto payload = bytes.subspan(kIdentifierBytes + (to.extension ? 1 : 0));
   const bool known = std::any_of(conversations_.begin(), conversations_.end(),
                                  [&](const auto& each) { return each->request == to; });
-  if (!known && static_cast<std::size_t>(message.end() - payload) > SingleFrameCapacity(to)) {
-    SendFailed(IsoTpError::kNoConversation);
+  if (!known && payload.size() > SingleFrameCapacity(to)) {
+    SendEnded(IsoTpError::kNoConversation);
     return;
   }
   IsoTpSender::Config config = sendSettings_.sender;
   config.to = to;
   config.padding = sendSettings_.padding;
-  sender_.Start(config, Bytes(payload, message.end()));
-}
-
-void Iso15765::Transmit(const CanFrame& frame) {
-  bus_->Send(*this, frame, ++token_, sendSettings_.as);
+  sender_.Start(config, Bytes(payload.begin(), payload.end()));
 }
 
 void Iso15765::StopSending() {
   sender_.Cancel();
-  if (bus_ != nullptr && sending_ != PDU_HANDLE_UNDEF) bus_->Cancel(*this, token_);
-  sending_ = PDU_HANDLE_UNDEF;
+  CanProtocol::StopSending();
 }
 
-void Iso15765::Sent(std::uint64_t token, const CanFrame&, bool acknowledged, FrameTimes times) {
-  if (token == kFlowControlToken || token != token_ || sending_ == PDU_HANDLE_UNDEF) return;
+void Iso15765::FrameSent(bool acknowledged, FrameTimes times) {
   times_ = times;
   if (!raw_) {
     sender_.FrameSent(acknowledged);
-  } else if (acknowledged) {
-    MessageSent();
   } else {
-    SendFailed(IsoTpError::kTimeoutAs);
+    SendEnded(acknowledged ? IsoTpError::kNone : IsoTpError::kTimeoutAs);
   }
 }
 
 void Iso15765::SendEnded(IsoTpError error) {
   if (error == IsoTpError::kNone) {
-    MessageSent();
+    MessageSent(times_);
   } else {
-    SendFailed(error);
+    MessageFailed(static_cast<UNUM32>(error));
   }
-}
-
-void Iso15765::SendFailed(IsoTpError error) {
-  const UNUM32 handle = std::exchange(sending_, PDU_HANDLE_UNDEF);
-  link_.cops.SendFailed(handle, PDU_ERR_EVT_TX_ERROR, static_cast<UNUM32>(error));
-}
-
-EventHead Iso15765::HeadFor(const Cop& cop) const {
-  EventHead head = link_.cops.HeadOf(cop);
-  head.timestamp = static_cast<UNUM32>(times_.end);
-  return head;
-}
-
-void Iso15765::MessageSent() {
-  const Cop* cop = link_.cops.Find(sending_);
-  if (cop == nullptr) return;
-  const Bytes& message = messages_[next_];
-  const bool extended = Has(cop->txFlags, kTxExtendedAddress) && !raw_;
-  ResultInfo info;
-  info.startTimestamp = static_cast<UNUM32>(times_.start);
-  if (raw_) info.uniqueRespId = kRawFrameRespId;
-  if (Has(cop->txFlags, kTx29BitId)) Put(info.rxFlags, kRx29BitId);
-  if (extended) Put(info.rxFlags, kRxExtendedAddress);
-  if (sendSettings_.transmitIndication) {
-    ResultInfo done = info;
-    Put(done.rxFlags, kRxTxDone);
-    done.header = std::span(message).first(kIdentifierBytes + (extended ? 1 : 0));
-    done.txDoneTimestamp = static_cast<UNUM32>(times_.end);
-    link_.events.Push(MakeResultItem(HeadFor(*cop), done, {}));
-  }
-  if (sendSettings_.loopback) {
-    Put(info.rxFlags, kRxLoopback);
-    link_.events.Push(MakeResultItem(HeadFor(*cop), info, message));
-  }
-  if (++next_ < messages_.size()) {
-    SendNext();
-  } else {
-    link_.cops.SendDone(std::exchange(sending_, PDU_HANDLE_UNDEF));
-  }
-}
-
-void Iso15765::SendFlowControl(const CanFrame& frame) {
-  bus_->Send(*this, frame, kFlowControlToken, settings_.as);
 }
 
 void Iso15765::Heard(const CanFrame& frame, FrameTimes times) {
@@ -315,10 +241,10 @@ void Iso15765::Heard(const CanFrame& frame, FrameTimes times) {
   times_ = times;
   Conversation* from = nullptr;
   for (const auto& conversation : conversations_) {
-    if (ComesFrom(frame, conversation->response)) from = conversation.get();
+    if (HasAddress(frame, conversation->response)) from = conversation.get();
   }
   if (settings_.mixedFormat == 2 || (settings_.mixedFormat != 0 && from == nullptr))
-    HeardRaw(frame, times);
+    DeliverFrame(frame, times, {.uniqueRespId = kRawFrameRespId});
   if (from == nullptr) return;
   const auto bytes = frame.Bytes().subspan(from->response.extension ? 1 : 0);
   const bool flowControl = !bytes.empty() && bytes[0] >> 4 == 3;
@@ -327,21 +253,6 @@ void Iso15765::Heard(const CanFrame& frame, FrameTimes times) {
   } else if (sender_.Busy() && sender_.To() == from->request) {
     sender_.FlowControl(bytes);
   }
-}
-
-void Iso15765::HeardRaw(const CanFrame& frame, FrameTimes times) {
-  const FrameBytes bytes(frame);
-  if (!link_.filters.Passes(bytes.All(), link_.passWithoutFilter)) return;
-  const auto receiver = link_.cops.ReceiverOf(bytes.All(), kRawFrameRespId);
-  if (!receiver) return;
-  ResultInfo info;
-  if (frame.extended) Put(info.rxFlags, kRx29BitId);
-  info.uniqueRespId = kRawFrameRespId;
-  info.acceptanceId = receiver->acceptanceId;
-  info.startTimestamp = static_cast<UNUM32>(times.start);
-  const UNUM32 handle = receiver->cop->handle;
-  link_.events.Push(MakeResultItem(HeadFor(*receiver->cop), info, bytes.All()));
-  link_.cops.Received(handle);
 }
 
 void Iso15765::IndicateStart(const Conversation& from) {
@@ -357,7 +268,7 @@ void Iso15765::IndicateStart(const Conversation& from) {
   info.acceptanceId = receiver->acceptanceId;
   info.startTimestamp = static_cast<UNUM32>(times_.start);
   info.header = header;
-  link_.events.Push(MakeResultItem(HeadFor(*receiver->cop), info, {}));
+  link_.events.Push(MakeResultItem(HeadOf(*receiver->cop, times_), info, {}));
 }
 
 void Iso15765::Deliver(const Conversation& from, const Bytes& message) {
@@ -373,7 +284,7 @@ void Iso15765::Deliver(const Conversation& from, const Bytes& message) {
   info.startTimestamp = from.startTimestamp;
   const UNUM32 handle = receiver->cop->handle;
   const bool pending = message.size() == 3 && message[0] == 0x7F && message[2] == 0x78;
-  link_.events.Push(MakeResultItem(HeadFor(*receiver->cop), info, bytes));
+  link_.events.Push(MakeResultItem(HeadOf(*receiver->cop, times_), info, bytes));
   if (!pending || !link_.cops.Pending(handle)) link_.cops.Received(handle);
 }
 

@@ -5,10 +5,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <span>
 #include <vector>
 
-#include "virtual_vci/links/protocol.h"
 #include "virtual_vci/links/unique_resp.h"
+#include "virtual_vci/protocols/can_protocol.h"
 #include "virtual_vci/vehicle/isotp.h"
 
 namespace virtual_vci {
@@ -24,28 +26,22 @@ inline constexpr UNUM32 kRawFrameRespId = 0x11898;
 /// CP_CanMixedFormat 1: frames that belong to no conversation arrive as raw ones, if the link's
 /// filters let them pass; 2: all do. A ComPrimitive with the raw-frame flag sends its bytes as a
 /// frame.
-class Iso15765 : public Protocol, private BusNode, private IsoTpSender::Host {
+class Iso15765 : public CanProtocol, private IsoTpSender::Host {
  public:
-  explicit Iso15765(const LinkContext& link);
+  Iso15765(const LinkContext& link, CanBus& bus);
   ~Iso15765() override;
 
-  void GoOnline(CanBus& bus, const ComParamSet& params) override;
   void GoOffline() override;
   void ParamsChanged(const ComParamSet& params) override;
   T_PDU_ERROR Check(const Cop& cop) const override;
-  void Send(const Cop& cop) override;
   void StopSending() override;
 
  private:
   class Conversation;
   /// What the ComParams say, in the form in which it is needed.
   struct Settings {
-    std::uint32_t bitRate = 0;
-    bool loopback = false;
-    bool transmitIndication = false;
     bool startIndication = false;
     UNUM32 mixedFormat = 0;
-    Micros as = 0;
     std::optional<std::uint8_t> padding;
     IsoTpSender::Config sender;
     IsoTpReceiver::Config receiver;
@@ -53,27 +49,22 @@ class Iso15765 : public Protocol, private BusNode, private IsoTpSender::Host {
   static Settings Read(const ComParamSet& params);
   void Rebuild();
 
-  // BusNode
+  // CanProtocol
+  bool IsMessage(const Cop& cop, std::span<const UNUM8> bytes) const override;
+  Form FormOf(const Cop& cop) const override;
+  void BeginSending(const Cop& cop) override;
+  void SendMessage(const Cop& cop, std::span<const UNUM8> bytes) override;
+  void FrameSent(bool acknowledged, FrameTimes times) override;
+  // CanNode
   void Heard(const CanFrame& frame, FrameTimes times) override;
-  void Sent(std::uint64_t token, const CanFrame& frame, bool acknowledged,
-            FrameTimes times) override;
-  std::uint32_t BitRate() const override { return settings_.bitRate; }
   // IsoTpSender::Host
-  void Transmit(const CanFrame& frame) override;
+  void Transmit(const CanFrame& frame) override { TransmitFrame(frame); }
   void SendEnded(IsoTpError error) override;
 
-  void SendNext();
-  void SendFailed(IsoTpError error);
-  void MessageSent();
-  void SendFlowControl(const CanFrame& frame);
-  void HeardRaw(const CanFrame& frame, FrameTimes times);
   void Deliver(const Conversation& from, const Bytes& message);
   void IndicateStart(const Conversation& from);
   void DeliverFailure(const Conversation& from, IsoTpError error);
-  EventHead HeadFor(const Cop& cop) const;
 
-  LinkContext link_;
-  CanBus* bus_ = nullptr;
   Settings settings_;
   std::vector<UniqueRespEntry> entries_;
   std::vector<std::unique_ptr<Conversation>> conversations_;
@@ -82,12 +73,8 @@ class Iso15765 : public Protocol, private BusNode, private IsoTpSender::Host {
   FrameTimes times_;  ///< of the frame that is being handled
 
   IsoTpSender sender_;
-  UNUM32 sending_ = PDU_HANDLE_UNDEF;
-  Settings sendSettings_;        ///< those of the ComPrimitive being sent
-  bool raw_ = false;             ///< it sends raw frames
-  std::vector<Bytes> messages_;  ///< it consists of
-  std::size_t next_ = 0;
-  std::uint64_t token_ = 1;
+  Settings sendSettings_;  ///< those of the ComPrimitive being sent
+  bool raw_ = false;       ///< it sends raw frames
 };
 
 }  // namespace virtual_vci

@@ -10,20 +10,30 @@ namespace virtual_vci {
 namespace {
 
 template <typename T>
-std::unique_ptr<Protocol> Make(const LinkContext& link) {
-  return std::make_unique<T>(link);
+std::unique_ptr<Bus> NewBus(Scheduler& scheduler, std::uint32_t bitRate) {
+  return std::make_unique<T>(scheduler, bitRate);
 }
+
+template <typename T, typename OnBus>
+std::unique_ptr<Protocol> NewProtocol(const LinkContext& link, Bus& bus) {
+  return std::make_unique<T>(link, static_cast<OnBus&>(bus));
+}
+
+constexpr auto kNewCan = NewBus<CanBus>;
+constexpr auto kNewRaw = NewProtocol<RawCan, CanBus>;
+constexpr auto kNewIso = NewProtocol<Iso15765, CanBus>;
 
 constexpr auto kSingleWire = std::to_array<ComParamDefault>({{ComParam::CP_Baudrate, 33333}});
 
-// Protocol, bus, fewest and most pins, shared or exclusive, how it is made, its own defaults.
+// Protocol, bus, shared or exclusive, how bus and protocol are made, ComParams that begin
+// differently. How many pins a bus is on, its type says (bus_types.h).
 constexpr auto kTable = std::to_array<ProtocolOnBus>({
-    {ProtocolId::kRawCan, BusType::kDualWireCan, 2, 2, true, Make<RawCan>, {}},
-    {ProtocolId::kRawCan, BusType::kFaultTolerantCan, 2, 2, true, Make<RawCan>, {}},
-    {ProtocolId::kRawCan, BusType::kSingleWireCan, 1, 1, true, Make<RawCan>, kSingleWire},
-    {ProtocolId::kIso15765, BusType::kDualWireCan, 2, 2, true, Make<Iso15765>, {}},
-    {ProtocolId::kIso15765, BusType::kFaultTolerantCan, 2, 2, true, Make<Iso15765>, {}},
-    {ProtocolId::kIso15765, BusType::kSingleWireCan, 1, 1, true, Make<Iso15765>, kSingleWire},
+    {ProtocolId::kRawCan, BusType::kDualWireCan, true, kNewCan, kNewRaw, {}},
+    {ProtocolId::kRawCan, BusType::kFaultTolerantCan, true, kNewCan, kNewRaw, {}},
+    {ProtocolId::kRawCan, BusType::kSingleWireCan, true, kNewCan, kNewRaw, kSingleWire},
+    {ProtocolId::kIso15765, BusType::kDualWireCan, true, kNewCan, kNewIso, {}},
+    {ProtocolId::kIso15765, BusType::kFaultTolerantCan, true, kNewCan, kNewIso, {}},
+    {ProtocolId::kIso15765, BusType::kSingleWireCan, true, kNewCan, kNewIso, kSingleWire},
 });
 
 }  // namespace

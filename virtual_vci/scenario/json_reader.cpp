@@ -19,7 +19,7 @@ std::optional<std::uint64_t> HexNumber(std::string_view text) {
 
 }  // namespace
 
-void JsonValue::RequireObject(std::initializer_list<std::string_view> known) const {
+void JsonValue::RequireObject(std::span<const std::string_view> known) const {
   for (const auto& [name, value] : Members()) {
     if (std::find(known.begin(), known.end(), name) != known.end()) continue;
     std::string names;

@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -37,7 +38,10 @@ class JsonValue {
 
   bool IsObject() const { return value_->is_object(); }
   /// An object whose members are all among these.
-  void RequireObject(std::initializer_list<std::string_view> known) const;
+  void RequireObject(std::span<const std::string_view> known) const;
+  void RequireObject(std::initializer_list<std::string_view> known) const {
+    RequireObject(std::span(known.begin(), known.size()));
+  }
   std::optional<JsonValue> Find(std::string_view member) const;
   JsonValue Get(std::string_view member) const;
   /// The elements of an array.

@@ -4,7 +4,9 @@
 #ifndef VIRTUAL_VCI_SCENARIO_SCENARIO_H_
 #define VIRTUAL_VCI_SCENARIO_SCENARIO_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -43,18 +45,16 @@ struct BusConfig {
   std::uint32_t bitRate = 500000;
 };
 
-struct CanAddress {
-  std::uint32_t id = 0;
-  bool extended = false;
-  std::optional<std::uint8_t> extension;  ///< address byte of extended addressing
-  bool operator==(const CanAddress&) const = default;
-};
+/// How an ECU sits on a bus. Every kind of bus has its own.
+struct PortConfig {
+  PortConfig() = default;
+  virtual ~PortConfig() = default;
 
-/// A message that an ECU sends by itself.
-struct CyclicConfig {
-  CanAddress address;
-  Template data;
-  Micros period = 0;  ///< 0: as fast as the application takes them
+  std::size_t bus = 0;  ///< index of the bus
+
+ protected:
+  PortConfig(const PortConfig&) = default;
+  PortConfig& operator=(const PortConfig&) = default;
 };
 
 /// A request that is answered as the scenario says, before anything else looks at it.
@@ -89,28 +89,14 @@ struct UdsConfig {
   std::uint32_t downloadLimit = 1024 * 1024;  ///< bytes of one download
 };
 
-/// How an ECU takes and sends segmented messages.
-struct TransportConfig {
-  std::uint8_t blockSize = 0;
-  std::uint8_t stMin = 0;
-  std::uint32_t waits = 0;  ///< wait frames before it takes a message
-  std::size_t maxLength = 4095;
-};
-
 struct EcuConfig {
   std::string name;
-  std::size_t bus = 0;  ///< index of its bus
-  CanAddress request;
-  std::optional<CanAddress> functional;
-  CanAddress response;
   Micros responseTime = 5000;
-  std::optional<std::uint8_t> padding;  ///< fills its frames up to 8 bytes
-  TransportConfig transport;
   std::vector<Signal> signals;
   std::vector<RuleConfig> rules;
   std::optional<ObdConfig> obd;
   std::optional<UdsConfig> uds;
-  std::vector<CyclicConfig> cyclic;
+  std::vector<std::shared_ptr<const PortConfig>> ports;
 };
 
 struct Scenario {

@@ -1,8 +1,9 @@
 #include <initializer_list>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
-#include "virtual_vci/scenario/scenario.h"
+#include "virtual_vci/scenario/can_port_config.h"
 
 namespace virtual_vci {
 
@@ -47,10 +48,18 @@ void AddIdentifiers(EcuConfig& ecu, std::initializer_list<IdentifierText> identi
   }
 }
 
-void AddCyclic(EcuConfig& ecu, std::initializer_list<CyclicText> messages) {
+/// The port of an ECU on the only bus.
+void AddPort(EcuConfig& ecu, std::uint32_t request, std::uint32_t response,
+             std::initializer_list<CyclicText> messages) {
+  CanPortConfig port;
+  port.request = {request, false, {}};
+  port.functional = CanAddress{0x7DF, false, {}};
+  port.response = {response, false, {}};
+  port.padding = 0xAA;
   for (const auto& [address, data, period] : messages) {
-    ecu.cyclic.push_back({address, MustParse(data, ecu.signals), period});
+    port.cyclic.push_back({address, MustParse(data, ecu.signals), period});
   }
+  ecu.ports.push_back(std::make_shared<CanPortConfig>(port));
 }
 
 Signal Sweep(const char* name, std::uint8_t bytes, std::uint32_t min, std::uint32_t max,
@@ -82,10 +91,6 @@ std::vector<VciConfig> Vcis() {
 EcuConfig Engine() {
   EcuConfig ecu;
   ecu.name = "engine";
-  ecu.request = {0x7E0, false, {}};
-  ecu.functional = CanAddress{0x7DF, false, {}};
-  ecu.response = {0x7E8, false, {}};
-  ecu.padding = 0xAA;
   ecu.signals = {
       Sweep("rpm", 2, 800 * 4, 4000 * 4, 20 * kSecond),
       Sweep("speed", 1, 0, 120, 30 * kSecond),
@@ -116,21 +121,17 @@ EcuConfig Engine() {
                        {0xF195, "02 03 04", false},
                        {0x0100, "{rpm}", false},
                        {0x0200, "00 00 00 00", true}});
-  AddCyclic(ecu,
-            {{{0x100, false, {}}, "{rpm} {throttle} {load} 00 00 00 {alive}", 10 * kMillisecond},
-             {{0x110, false, {}}, "{speed} 00 {coolant} {intake}", 20 * kMillisecond},
-             {{0x18FEF100, true, {}}, "FF {speed} 00 FF FF FF FF {alive}", 100 * kMillisecond}});
+  AddPort(ecu, 0x7E0, 0x7E8,
+          {{{0x100, false, {}}, "{rpm} {throttle} {load} 00 00 00 {alive}", 10 * kMillisecond},
+           {{0x110, false, {}}, "{speed} 00 {coolant} {intake}", 20 * kMillisecond},
+           {{0x18FEF100, true, {}}, "FF {speed} 00 FF FF FF FF {alive}", 100 * kMillisecond}});
   return ecu;
 }
 
 EcuConfig Transmission() {
   EcuConfig ecu;
   ecu.name = "transmission";
-  ecu.request = {0x7E1, false, {}};
-  ecu.functional = CanAddress{0x7DF, false, {}};
-  ecu.response = {0x7E9, false, {}};
   ecu.responseTime = 8000;
-  ecu.padding = 0xAA;
   ecu.signals = {Sweep("gear", 1, 1, 6, 30 * kSecond), Sweep("speed", 1, 0, 120, 30 * kSecond),
                  Sweep("oil", 1, 70 + 40, 90 + 40, 60 * kSecond)};
   ecu.obd.emplace();
@@ -143,7 +144,7 @@ EcuConfig Transmission() {
   AddIdentifiers(ecu, {{0xF190, kVinBytes, true},
                        {0xF18C, "54 43 4D 30 30 30 31", false},
                        {0x0100, "{gear}", false}});
-  AddCyclic(ecu, {{{0x1A0, false, {}}, "{gear} {oil} 00 00", 50 * kMillisecond}});
+  AddPort(ecu, 0x7E1, 0x7E9, {{{0x1A0, false, {}}, "{gear} {oil} 00 00", 50 * kMillisecond}});
   return ecu;
 }
 

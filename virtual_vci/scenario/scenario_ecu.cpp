@@ -1,37 +1,20 @@
 #include "virtual_vci/scenario/scenario_ecu.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "virtual_vci/scenario/bus_types.h"
+#include "virtual_vci/scenario/read_values.h"
 
 namespace virtual_vci {
 
 namespace {
 
-constexpr auto kLongestTime = static_cast<std::uint32_t>(kNoLimit / kMillisecond);  // ms
 constexpr std::size_t kVinLength = 17;
-
-/// An identifier: a number above 0x7FF has 29 bits, a smaller one has if "extended" says so.
-CanAddress ReadAddress(const JsonValue& json) {
-  CanAddress address;
-  if (json.IsObject()) {
-    json.RequireObject({"id", "extended", "address"});
-    address.id = json.Get("id").Number(0, 0x1FFFFFFF);
-    address.extended = json.BoolOr("extended", address.id > 0x7FF);
-    if (!address.extended && address.id > 0x7FF) json.Get("id").Fail("an identifier of 11 bits");
-    if (const auto extension = json.Find("address"))
-      address.extension = static_cast<std::uint8_t>(extension->Number(0, 0xFF));
-  } else {
-    address.id = json.Number(0, 0x1FFFFFFF);
-    address.extended = address.id > 0x7FF;
-  }
-  return address;
-}
-
-Template ReadTemplate(const JsonValue& json, const std::vector<Signal>& signals) {
-  auto parsed = Template::Parse(json.Text(), signals);
-  if (!parsed) json.Fail("bytes like \"41 0C {signal} [1]\", with signals that this ECU has");
-  return *std::move(parsed);
-}
 
 Signal ReadSignal(const std::string& name, const JsonValue& json) {
   json.RequireObject({"kind", "bytes", "value", "min", "max", "period"});
@@ -49,7 +32,7 @@ Signal ReadSignal(const std::string& name, const JsonValue& json) {
   signal.kind = kind == "counter" ? Signal::Kind::kCounter : Signal::Kind::kSweep;
   signal.min = json.NumberOr("min", 0, 0, most);
   signal.max = json.NumberOr("max", most, signal.min, most);
-  signal.period = Micros{json.NumberOr("period", 1000, 1, kLongestTime)} * kMillisecond;
+  if (const auto period = json.Find("period")) signal.period = ReadTime(*period, 1);
   return signal;
 }
 
@@ -60,14 +43,6 @@ RuleConfig ReadRule(const JsonValue& json, const std::vector<Signal>& signals) {
   if (!pattern) request.Fail("bytes like \"22 F1 ??\", with \"*\" at the end for any further ones");
   return {*std::move(pattern), ReadTemplate(json.Get("response"), signals),
           json.NumberOr("pending", 0, 0, 100)};
-}
-
-CyclicConfig ReadCyclic(const JsonValue& json, const std::vector<Signal>& signals) {
-  json.RequireObject({"id", "data", "period"});
-  CyclicConfig cyclic{ReadAddress(json.Get("id")), ReadTemplate(json.Get("data"), signals),
-                      Micros{json.Get("period").Number(0, kLongestTime)} * kMillisecond};
-  if (cyclic.data.Build(signals, 0, {}).size() > 8) json.Get("data").Fail("at most 8 bytes");
-  return cyclic;
 }
 
 std::uint32_t HexName(const std::string& name, const JsonValue& json, std::uint32_t max) {
@@ -134,35 +109,41 @@ UdsConfig ReadUds(const JsonValue& json, const std::vector<Signal>& signals) {
   return uds;
 }
 
-TransportConfig ReadTransport(const JsonValue& json) {
-  json.RequireObject({"blockSize", "stMin", "waits", "maxLength"});
-  TransportConfig transport;
-  transport.blockSize = static_cast<std::uint8_t>(json.NumberOr("blockSize", 0, 0, 0xFF));
-  transport.stMin = static_cast<std::uint8_t>(json.NumberOr("stMin", 0, 0, 0xFF));
-  transport.waits = json.NumberOr("waits", 0, 0, 1000);
-  transport.maxLength = json.NumberOr("maxLength", 4095, 7, 4095);
-  return transport;
+/// An ECU, or one of its "ports".
+std::shared_ptr<const PortConfig> ReadPort(const JsonValue& json,
+                                           std::span<const std::string_view> otherMembers,
+                                           const std::vector<BusConfig>& buses,
+                                           const std::vector<Signal>& signals) {
+  const std::size_t bus = json.NumberOr("bus", 0, 0, static_cast<std::uint32_t>(buses.size() - 1));
+  const BusTypeInfo& type = BusTypeOf(buses[bus].type);
+  std::vector<std::string_view> members(otherMembers.begin(), otherMembers.end());
+  members.insert(members.end(), type.portMembers.begin(), type.portMembers.end());
+  json.RequireObject(members);
+  auto port = type.readPort(json, signals);
+  port->bus = bus;
+  return port;
 }
 
 }  // namespace
 
-EcuConfig ReadEcu(const JsonValue& json, std::size_t buses) {
-  json.RequireObject({"name", "bus", "request", "functional", "response", "responseTime", "padding",
-                      "transport", "signals", "rules", "obd", "uds", "cyclic"});
+EcuConfig ReadEcu(const JsonValue& json, const std::vector<BusConfig>& buses) {
+  static constexpr auto kMembers = std::to_array<std::string_view>(
+      {"name", "responseTime", "signals", "rules", "obd", "uds", "ports", "bus"});
+  constexpr std::span kAll(kMembers);
   EcuConfig ecu;
   ecu.name = json.TextOr("name", "");
-  if (buses == 0) json.Fail("a bus for this ECU in /buses");
-  ecu.bus = json.NumberOr("bus", 0, 0, static_cast<std::uint32_t>(buses - 1));
-  ecu.request = ReadAddress(json.Get("request"));
-  ecu.response = ReadAddress(json.Get("response"));
-  if (const auto functional = json.Find("functional")) ecu.functional = ReadAddress(*functional);
-  ecu.responseTime = Micros{json.NumberOr("responseTime", 5, 0, kLongestTime)} * kMillisecond;
-  if (const auto padding = json.Find("padding"))
-    ecu.padding = static_cast<std::uint8_t>(padding->Number(0, 0xFF));
-  if (const auto transport = json.Find("transport")) ecu.transport = ReadTransport(*transport);
+  if (buses.empty()) json.Fail("a bus for this ECU in /buses");
+  if (const auto time = json.Find("responseTime")) ecu.responseTime = ReadTime(*time);
   if (const auto signals = json.Find("signals")) {
     for (const auto& [name, signal] : signals->Members())
       ecu.signals.push_back(ReadSignal(name, signal));
+  }
+  if (const auto ports = json.Find("ports")) {
+    json.RequireObject(kAll.first(kAll.size() - 1));
+    for (const JsonValue& port : ports->Elements())
+      ecu.ports.push_back(ReadPort(port, kAll.last(1), buses, ecu.signals));
+  } else {
+    ecu.ports.push_back(ReadPort(json, kAll, buses, ecu.signals));
   }
   if (const auto rules = json.Find("rules")) {
     for (const JsonValue& rule : rules->Elements())
@@ -170,10 +151,6 @@ EcuConfig ReadEcu(const JsonValue& json, std::size_t buses) {
   }
   if (const auto obd = json.Find("obd")) ecu.obd = ReadObd(*obd, ecu.signals);
   if (const auto uds = json.Find("uds")) ecu.uds = ReadUds(*uds, ecu.signals);
-  if (const auto cyclic = json.Find("cyclic")) {
-    for (const JsonValue& message : cyclic->Elements())
-      ecu.cyclic.push_back(ReadCyclic(message, ecu.signals));
-  }
   return ecu;
 }
 

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <set>
 
+#include "virtual_vci/scenario/bus_types.h"
 #include "virtual_vci/scenario/json_reader.h"
 #include "virtual_vci/scenario/scenario_ecu.h"
 
@@ -20,8 +21,8 @@ struct Name {
 };
 
 /// The value that a text names.
-template <typename Value, std::size_t N>
-Value ReadName(const JsonValue& json, const std::array<Name<Value>, N>& names) {
+template <typename Names>
+auto ReadName(const JsonValue& json, const Names& names) -> decltype(names[0].value) {
   const std::string text = json.Text();
   std::string known;
   for (const auto& [name, value] : names) {
@@ -42,11 +43,6 @@ constexpr auto kInterfaces = std::to_array<Name<const char*>>({{"USB", "USB"},
                                                                {"Wireless", "Wireless"},
                                                                {"Bluetooth", "Bluetooth"},
                                                                {"Local", "Local"}});
-constexpr auto kBusTypes =
-    std::to_array<Name<BusType>>({{"ISO_11898_2_DWCAN", BusType::kDualWireCan},
-                                  {"ISO_11898_3_DWFTCAN", BusType::kFaultTolerantCan},
-                                  {"SAE_J2411_SWCAN", BusType::kSingleWireCan}});
-
 InterfaceConfig ReadInterface(const JsonValue& json) {
   json.RequireObject({"type", "address", "wifiQuality"});
   InterfaceConfig interface {
@@ -85,15 +81,24 @@ VciConfig ReadVci(const JsonValue& json) {
   return vci;
 }
 
+BusType ReadBusType(const JsonValue& json) {
+  std::vector<Name<BusType>> names;
+  for (const BusTypeInfo& each : BusTypes())
+    names.push_back({ObjectNameOf(PDU_OBJT_BUSTYPE, static_cast<UNUM32>(each.type)), each.type});
+  return ReadName(json, names);
+}
+
 BusConfig ReadBus(const JsonValue& json) {
   json.RequireObject({"type", "pins", "bitRate"});
   BusConfig bus;
-  if (const auto type = json.Find("type")) bus.type = ReadName(*type, kBusTypes);
+  if (const auto type = json.Find("type")) bus.type = ReadBusType(*type);
+  const BusTypeInfo& type = BusTypeOf(bus.type);
   const JsonValue pins = json.Get("pins");
   for (const JsonValue& pin : pins.Elements()) bus.pins.push_back(pin.Number(1, 15));
-  const std::size_t wanted = bus.type == BusType::kSingleWireCan ? 1 : 2;
-  if (bus.pins.size() != wanted) pins.Fail(wanted == 1 ? "one pin" : "two pins");
-  bus.bitRate = json.NumberOr("bitRate", bus.bitRate, 5, 1000000);
+  if (bus.pins.size() < type.minPins || bus.pins.size() > type.maxPins) {
+    pins.Fail(type.maxPins == 1 ? "one pin" : type.minPins == 2 ? "two pins" : "one or two pins");
+  }
+  bus.bitRate = json.NumberOr("bitRate", type.bitRate, 5, 1000000);
   return bus;
 }
 
@@ -112,7 +117,7 @@ Scenario ReadScenario(const JsonValue& json) {
   }
   if (const auto ecus = json.Find("ecus")) {
     for (const JsonValue& ecu : ecus->Elements())
-      scenario.ecus.push_back(ReadEcu(ecu, scenario.buses.size()));
+      scenario.ecus.push_back(ReadEcu(ecu, scenario.buses));
   }
   return scenario;
 }

@@ -6,8 +6,6 @@ namespace virtual_vci {
 
 namespace {
 
-constexpr std::uint32_t kStandardOverhead = 47;
-constexpr std::uint32_t kExtendedOverhead = 67;
 constexpr std::uint32_t kDefaultBitRate = 500000;
 constexpr Micros kRetryPause = 2000;
 
@@ -15,33 +13,30 @@ std::uint32_t Arbitration(const CanFrame& frame) {
   return frame.extended ? (frame.id << 1 | 1u) : (frame.id << 19);
 }
 
+constexpr Micros kStrangerPatience = 100000;
+
+/// Only sends.
+class Stranger : public CanNode {
+  void Heard(const CanFrame&, FrameTimes) override {}
+  void Sent(std::uint64_t, const CanFrame&, bool, FrameTimes) override {}
+};
+
 }  // namespace
 
-CanFrame CanFrame::Make(std::uint32_t id, bool extended, std::span<const std::uint8_t> bytes) {
-  CanFrame frame{
-      id, extended, static_cast<std::uint8_t>(std::min<std::size_t>(bytes.size(), 8)), {}};
-  std::copy_n(bytes.begin(), frame.size, frame.data.begin());
-  return frame;
-}
-
-std::uint32_t BitsOf(const CanFrame& frame) {
-  return (frame.extended ? kExtendedOverhead : kStandardOverhead) + 8u * frame.size;
-}
-
-std::uint32_t CanBus::RateOf(const BusNode& node) const {
+std::uint32_t CanBus::RateOf(const CanNode& node) const {
   return node.BitRate() == 0 ? bitRate_ : node.BitRate();
 }
 
-bool CanBus::Reaches(const BusNode& from, const BusNode& to) const {
+bool CanBus::Reaches(const CanNode& from, const CanNode& to) const {
   return &from != &to && RateOf(from) == bitRate_ && RateOf(to) == bitRate_;
 }
 
-void CanBus::Attach(BusNode& node) {
+void CanBus::Attach(CanNode& node) {
   if (bitRate_ == 0) bitRate_ = node.BitRate();
   nodes_.push_back(&node);
 }
 
-void CanBus::Detach(BusNode& node) {
+void CanBus::Detach(CanNode& node) {
   std::erase(nodes_, &node);
   const auto ofNode = [&](const auto& entry) { return entry.second.sender == &node; };
   std::erase_if(waiting_, ofNode);
@@ -49,13 +44,13 @@ void CanBus::Detach(BusNode& node) {
   if (onWire_ && ofNode(*onWire_)) onWire_->second.sender = nullptr;
 }
 
-void CanBus::Send(BusNode& node, const CanFrame& frame, std::uint64_t token, Micros patience) {
+void CanBus::Send(CanNode& node, const CanFrame& frame, std::uint64_t token, Micros patience) {
   const Key key{Arbitration(frame), ++serial_};
   waiting_.emplace(key, Pending{&node, frame, token, scheduler_.Now() + patience});
   if (!onWire_) StartNext();
 }
 
-void CanBus::Cancel(BusNode& node, std::uint64_t token) {
+void CanBus::Cancel(CanNode& node, std::uint64_t token) {
   const auto same = [&](const auto& entry) {
     return entry.second.sender == &node && entry.second.token == token;
   };
@@ -89,13 +84,13 @@ void CanBus::Complete() {
     return;
   }
   const bool acknowledged = std::any_of(
-      nodes_.begin(), nodes_.end(), [&](BusNode* node) { return Reaches(*pending.sender, *node); });
+      nodes_.begin(), nodes_.end(), [&](CanNode* node) { return Reaches(*pending.sender, *node); });
   if (!acknowledged && scheduler_.Now() + kRetryPause <= pending.giveUp) {
     Retry(key, pending);
   } else {
-    BusNode* const sender = pending.sender;
+    CanNode* const sender = pending.sender;
     if (acknowledged) {
-      for (BusNode* node : nodes_) {
+      for (CanNode* node : nodes_) {
         if (Reaches(*sender, *node)) node->Heard(pending.frame, times);
       }
     }
@@ -113,6 +108,17 @@ void CanBus::Retry(Key key, Pending pending) {
     waiting_.emplace(node.mapped().first, node.mapped().second);
     StartNext();
   });
+}
+
+bool CanBus::SendBytes(std::span<const std::uint8_t> message, std::uint32_t flags) {
+  const auto frame = FrameOf(message, (flags & kBytesOf29BitId) != 0);
+  if (!frame) return false;
+  if (!stranger_) {
+    stranger_ = std::make_unique<Stranger>();
+    Attach(*stranger_);
+  }
+  Send(*stranger_, *frame, 0, kStrangerPatience);
+  return true;
 }
 
 }  // namespace virtual_vci

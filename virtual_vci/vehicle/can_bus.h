@@ -1,44 +1,26 @@
 /// \file
-/// A simulated CAN bus: frames, nodes, arbitration and bit times.
+/// A simulated CAN bus: nodes, arbitration and bit times.
 #ifndef VIRTUAL_VCI_VEHICLE_CAN_BUS_H_
 #define VIRTUAL_VCI_VEHICLE_CAN_BUS_H_
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <span>
 #include <utility>
 #include <vector>
 
-#include "virtual_vci/vehicle/scheduler.h"
+#include "virtual_vci/vehicle/bus.h"
+#include "virtual_vci/vehicle/can_frame.h"
 
 namespace virtual_vci {
 
-struct CanFrame {
-  std::uint32_t id = 0;
-  bool extended = false;  ///< 29-bit identifier
-  std::uint8_t size = 0;
-  std::array<std::uint8_t, 8> data{};
-
-  static CanFrame Make(std::uint32_t id, bool extended, std::span<const std::uint8_t> bytes);
-  std::span<const std::uint8_t> Bytes() const { return {data.data(), size}; }
-};
-
-/// How long a frame and the pause behind it take on the wire, without stuff bits, in bits.
-std::uint32_t BitsOf(const CanFrame& frame);
-
-/// When a frame was on the wire.
-struct FrameTimes {
-  Micros start = 0;
-  Micros end = 0;
-};
-
 /// Whatever is connected to a bus: a link of the application, an ECU.
-class BusNode {
+class CanNode {
  public:
-  virtual ~BusNode() = default;
+  virtual ~CanNode() = default;
   /// Another node's frame.
   virtual void Heard(const CanFrame& frame, FrameTimes times) = 0;
   /// What became of an own frame: acknowledged by another node, or given up.
@@ -48,27 +30,31 @@ class BusNode {
   virtual std::uint32_t BitRate() const { return 0; }
 };
 
-/// Nodes that share pins. Not synchronised: the module's lock guards it. Nodes may send and cancel
-/// from within Heard and Sent, but not attach or detach.
-class CanBus {
+/// Nodes that share pins. Guarded by the module's lock. Nodes may send and cancel from within Heard
+/// and Sent, but not attach or detach.
+class CanBus : public Bus {
  public:
   /// `bitRate` 0: the first node that has one decides.
   CanBus(Scheduler& scheduler, std::uint32_t bitRate) : scheduler_(scheduler), bitRate_(bitRate) {}
 
+  // Bus
+  std::unique_ptr<EcuPort> MakePort(const PortConfig& config, const PortContext& context) override;
+  bool SendBytes(std::span<const std::uint8_t> message, std::uint32_t flags) override;
+
   std::uint32_t BitRate() const { return bitRate_; }
-  void Attach(BusNode& node);
+  void Attach(CanNode& node);
   /// The node is never called again; its waiting frames are forgotten.
-  void Detach(BusNode& node);
+  void Detach(CanNode& node);
   /// Queues a frame; the lowest identifier goes first, as on the wire. A frame that nobody
   /// acknowledges is repeated until `patience` is over.
-  void Send(BusNode& node, const CanFrame& frame, std::uint64_t token, Micros patience);
+  void Send(CanNode& node, const CanFrame& frame, std::uint64_t token, Micros patience);
   /// Forgets a node's frames of this token; one that is on the wire goes out, but isn't reported.
-  void Cancel(BusNode& node, std::uint64_t token);
+  void Cancel(CanNode& node, std::uint64_t token);
 
  private:
   using Key = std::pair<std::uint32_t, std::uint64_t>;  ///< arbitration value, serial number
   struct Pending {
-    BusNode* sender;
+    CanNode* sender;
     CanFrame frame;
     std::uint64_t token;
     Micros giveUp;
@@ -76,12 +62,12 @@ class CanBus {
   void StartNext();
   void Complete();
   void Retry(Key key, Pending pending);
-  bool Reaches(const BusNode& from, const BusNode& to) const;
-  std::uint32_t RateOf(const BusNode& node) const;
+  bool Reaches(const CanNode& from, const CanNode& to) const;
+  std::uint32_t RateOf(const CanNode& node) const;
 
   Scheduler& scheduler_;
   std::uint32_t bitRate_;
-  std::vector<BusNode*> nodes_;
+  std::vector<CanNode*> nodes_;
   std::map<Key, Pending> waiting_;
   std::optional<std::pair<Key, Pending>> onWire_;
   Micros wireStart_ = 0;
@@ -90,7 +76,8 @@ class CanBus {
       0;  ///< fraction of a microsecond that the last frame left, in bit times × 1e6
   std::uint64_t serial_ = 0;
   std::map<std::uint64_t, std::pair<Key, Pending>>
-      resting_;  ///< unacknowledged frames, by retry number
+      resting_;                        ///< unacknowledged frames, by retry number
+  std::unique_ptr<CanNode> stranger_;  ///< who sends for SendBytes, once that was called
 };
 
 }  // namespace virtual_vci

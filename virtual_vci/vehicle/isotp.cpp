@@ -33,6 +33,11 @@ Micros SeparationTime(std::uint8_t code) {
   return kLongestSeparation;
 }
 
+bool HasAddress(const CanFrame& frame, const CanAddress& address) {
+  return frame.id == address.id && frame.extended == address.extended &&
+         (!address.extension || (frame.size > 0 && frame.data[0] == *address.extension));
+}
+
 CanFrame AddressedFrame(const CanAddress& to, std::span<const std::uint8_t> bytes,
                         std::optional<std::uint8_t> padding) {
   Bytes all;

@@ -8,9 +8,9 @@
 #include <optional>
 #include <span>
 
-#include "virtual_vci/scenario/patterns.h"
-#include "virtual_vci/scenario/scenario.h"
-#include "virtual_vci/vehicle/can_bus.h"
+#include "virtual_vci/scenario/can_port_config.h"
+#include "virtual_vci/vehicle/can_frame.h"
+#include "virtual_vci/vehicle/scheduler.h"
 
 namespace virtual_vci {
 
@@ -33,6 +33,8 @@ inline constexpr std::size_t kMaxIsoTpMessage = 4095;
 /// A separation time as flow control codes it; reserved codes stand for the longest.
 Micros SeparationTime(std::uint8_t code);
 
+/// Whether a frame has this address.
+bool HasAddress(const CanFrame& frame, const CanAddress& address);
 /// A frame to this address with these bytes, filled up if there is a filler.
 CanFrame AddressedFrame(const CanAddress& to, std::span<const std::uint8_t> bytes,
                         std::optional<std::uint8_t> padding);

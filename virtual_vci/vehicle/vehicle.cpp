@@ -4,26 +4,33 @@
 
 namespace virtual_vci {
 
-class Vehicle::StrangerNode : public BusNode {
- public:
-  explicit StrangerNode(CanBus& bus) : bus_(bus) { bus_.Attach(*this); }
-  ~StrangerNode() override { bus_.Detach(*this); }
-  void Heard(const CanFrame&, FrameTimes) override {}
-  void Sent(std::uint64_t, const CanFrame&, bool, FrameTimes) override {}
+bool PinsMeet(const std::vector<UNUM32>& one, const std::vector<UNUM32>& other) {
+  const std::size_t common = std::min(one.size(), other.size());
+  return common != 0 &&
+         std::equal(one.begin(), one.begin() + static_cast<std::ptrdiff_t>(common), other.begin());
+}
 
- private:
-  CanBus& bus_;
-};
+Vehicle::Vehicle(const Scenario& scenario, Scheduler& scheduler, FloodGate& flood, MakeBus makeBus)
+    : scheduler_(scheduler), makeBus_(makeBus) {
+  for (const BusConfig& bus : scenario.buses) Add(bus.type, bus.pins, bus.bitRate);
+  for (const EcuConfig& config : scenario.ecus) {
+    Ecu& ecu = *ecus_.emplace_back(std::make_unique<Ecu>(config, scheduler, flood));
+    for (const auto& port : config.ports) ecu.SitOn(*buses_[port->bus]->bus, *port);
+    ecu.SetCyclic(true);
+  }
+}
 
-Vehicle::Vehicle(const Scenario& scenario, Scheduler& scheduler, const FloodGate& mayFlood)
-    : scheduler_(scheduler) {
-  for (const BusConfig& bus : scenario.buses) {
-    buses_.push_back(std::make_unique<BusSlot>(
-        BusSlot{bus.type, bus.pins, std::make_unique<CanBus>(scheduler, bus.bitRate)}));
+BusSlot& Vehicle::Add(BusType type, const std::vector<UNUM32>& pins, std::uint32_t bitRate) {
+  buses_.push_back(
+      std::make_unique<BusSlot>(BusSlot{type, pins, makeBus_(type, scheduler_, bitRate)}));
+  return *buses_.back();
+}
+
+BusSlot& Vehicle::BusAt(BusType type, const std::vector<UNUM32>& pins) {
+  for (const auto& slot : buses_) {
+    if (slot->type == type && PinsMeet(slot->pins, pins)) return *slot;
   }
-  for (const EcuConfig& ecu : scenario.ecus) {
-    ecus_.push_back(std::make_unique<Ecu>(ecu, scheduler, *buses_[ecu.bus]->can, mayFlood));
-  }
+  return Add(type, pins, 0);
 }
 
 BusSlot* Vehicle::FindBus(const std::vector<UNUM32>& pins) {
@@ -32,29 +39,8 @@ BusSlot* Vehicle::FindBus(const std::vector<UNUM32>& pins) {
   return found == buses_.end() ? nullptr : found->get();
 }
 
-BusSlot& Vehicle::BusAt(BusType type, const std::vector<UNUM32>& pins) {
-  for (const auto& slot : buses_) {
-    if (slot->type == type && slot->pins == pins) return *slot;
-  }
-  buses_.push_back(
-      std::make_unique<BusSlot>(BusSlot{type, pins, std::make_unique<CanBus>(scheduler_, 0)}));
-  return *buses_.back();
-}
-
 void Vehicle::SetCyclic(bool on) {
   for (const auto& ecu : ecus_) ecu->SetCyclic(on);
-}
-
-void Vehicle::Resume() {
-  for (const auto& ecu : ecus_) ecu->Resume();
-}
-
-BusNode& Vehicle::Stranger(BusSlot& slot) {
-  for (const auto& [bus, node] : strangers_) {
-    if (bus == &slot) return *node;
-  }
-  strangers_.emplace_back(&slot, std::make_unique<StrangerNode>(*slot.can));
-  return *strangers_.back().second;
 }
 
 }  // namespace virtual_vci

@@ -3,45 +3,49 @@
 #ifndef VIRTUAL_VCI_VEHICLE_VEHICLE_H_
 #define VIRTUAL_VCI_VEHICLE_VEHICLE_H_
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
-#include "virtual_vci/scenario/scenario.h"
+#include "passbridge/d_pdu_api.h"
 #include "virtual_vci/vehicle/ecu.h"
 
 namespace virtual_vci {
 
-/// A bus with what its links share. Owners are link handles, 0 if there is none.
+/// Pins, and the bus that is on them. A K line is one with and without its L line.
 struct BusSlot {
   BusType type;
   std::vector<UNUM32> pins;
-  std::unique_ptr<CanBus> can;
-  UNUM32 comParamsOwner = 0;
-  UNUM32 transmitOwner = 0;
+  std::unique_ptr<Bus> bus;
 };
+
+/// Whether what is connected to the ones meets what is connected to the others: they are the same,
+/// or one list has further pins behind those of the other.
+bool PinsMeet(const std::vector<UNUM32>& one, const std::vector<UNUM32>& other);
 
 /// Guarded by the module's lock.
 class Vehicle {
  public:
-  Vehicle(const Scenario& scenario, Scheduler& scheduler, const FloodGate& mayFlood);
+  /// `bitRate` 0: the first who has one decides.
+  using MakeBus = std::unique_ptr<Bus> (*)(BusType type, Scheduler& scheduler,
+                                           std::uint32_t bitRate);
+
+  Vehicle(const Scenario& scenario, Scheduler& scheduler, FloodGate& flood, MakeBus makeBus);
 
   /// The bus on these pins; made if there is none, so that links can talk to each other on pins
   /// with no ECU.
   BusSlot& BusAt(BusType type, const std::vector<UNUM32>& pins);
-  /// Null if nothing is there.
+  /// Null if nothing is on exactly these pins.
   BusSlot* FindBus(const std::vector<UNUM32>& pins);
-
   void SetCyclic(bool on);
-  void Resume();
-  /// Another node on the bus that only sends; made when it is first needed.
-  BusNode& Stranger(BusSlot& slot);
 
  private:
-  class StrangerNode;
+  BusSlot& Add(BusType type, const std::vector<UNUM32>& pins, std::uint32_t bitRate);
+
   Scheduler& scheduler_;
+  const MakeBus makeBus_;
   std::vector<std::unique_ptr<BusSlot>> buses_;
   std::vector<std::unique_ptr<Ecu>> ecus_;
-  std::vector<std::pair<BusSlot*, std::unique_ptr<BusNode>>> strangers_;
 };
 
 }  // namespace virtual_vci

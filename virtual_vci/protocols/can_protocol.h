@@ -1,0 +1,97 @@
+/// \file
+/// What raw CAN and ISO 15765 have in common.
+#ifndef VIRTUAL_VCI_PROTOCOLS_CAN_PROTOCOL_H_
+#define VIRTUAL_VCI_PROTOCOLS_CAN_PROTOCOL_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "virtual_vci/links/protocol.h"
+#include "virtual_vci/vehicle/can_bus.h"
+
+namespace virtual_vci {
+
+/// The node on the bus, the ComPrimitive being sent message by message, indications and echoes, the
+/// delivery of frames. Derived classes say what a message is.
+class CanProtocol : public Protocol, protected CanNode {
+ public:
+  ~CanProtocol() override;
+  CanProtocol(const CanProtocol&) = delete;
+  CanProtocol& operator=(const CanProtocol&) = delete;
+
+  void GoOnline(const ComParamSet& params) override;
+  void GoOffline() override;
+  void ParamsChanged(const ComParamSet& params) override;
+  T_PDU_ERROR Check(const Cop& cop) const override;
+  void Send(const Cop& cop) override;
+  void StopSending() override;
+  // There is nothing to initialise on CAN.
+  void StartCommunication(const Cop& cop) override;
+  void StopCommunication(const Cop& cop) override;
+
+ protected:
+  /// How a message of a ComPrimitive looks in results.
+  struct Form {
+    std::size_t header = kIdentifierBytes;  ///< bytes of the message that are its address
+    UNUM32 uniqueRespId = PDU_ID_UNDEF;
+    bool packing = false;
+  };
+
+  /// `patience`: the ComParam that says how long a frame is tried.
+  CanProtocol(const LinkContext& link, CanBus& bus, ComParam patience)
+      : link_(link), bus_(bus), patienceParam_(patience) {}
+
+  virtual bool IsMessage(const Cop& cop, std::span<const UNUM8> bytes) const = 0;
+  virtual Form FormOf(const Cop& cop) const = 0;
+  /// The ComPrimitive is sent with these ComParams, if they aren't the active ones.
+  virtual void BeginSending(const Cop& cop) = 0;
+  /// Sends one message: Transmit, then MessageSent or MessageFailed.
+  virtual void SendMessage(const Cop& cop, std::span<const UNUM8> bytes) = 0;
+  /// A frame of Transmit was acknowledged or given up.
+  virtual void FrameSent(bool acknowledged, FrameTimes times) = 0;
+
+  /// A frame of the ComPrimitive being sent.
+  void TransmitFrame(const CanFrame& frame);
+  /// A frame whose fate nobody needs to know.
+  void TransmitAside(const CanFrame& frame);
+  void MessageSent(FrameTimes times);
+  void MessageFailed(UNUM32 reason);
+  /// Gives a frame to whoever receives it, if the filters let it pass.
+  void DeliverFrame(const CanFrame& frame, FrameTimes times, const Form& form);
+  EventHead HeadOf(const Cop& cop, FrameTimes times) const;
+
+  const LinkContext link_;
+
+ private:
+  struct Settings {
+    std::uint32_t bitRate = 0;
+    bool loopback = false;
+    bool transmitIndication = false;
+    Micros patience = 0;
+  };
+  // CanNode
+  void Sent(std::uint64_t token, const CanFrame& frame, bool acknowledged,
+            FrameTimes times) override;
+  std::uint32_t BitRate() const override { return settings_.bitRate; }
+
+  Settings Read(const ComParamSet& params) const;
+  void SendNext();
+  void Echo(const Cop& cop, std::span<const UNUM8> message, FrameTimes times);
+
+  CanBus& bus_;
+  const ComParam patienceParam_;
+  bool online_ = false;
+  Settings settings_;
+
+  UNUM32 sending_ = PDU_HANDLE_UNDEF;
+  Settings sendSettings_;                         ///< those of the ComPrimitive being sent
+  std::vector<std::span<const UNUM8>> messages_;  ///< in its data
+  std::size_t next_ = 0;
+  std::uint64_t token_ = 0;
+};
+
+}  // namespace virtual_vci
+
+#endif  // VIRTUAL_VCI_PROTOCOLS_CAN_PROTOCOL_H_

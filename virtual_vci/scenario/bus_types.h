@@ -1,0 +1,35 @@
+/// \file
+/// The types of bus that a vehicle can have.
+#ifndef VIRTUAL_VCI_SCENARIO_BUS_TYPES_H_
+#define VIRTUAL_VCI_SCENARIO_BUS_TYPES_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "virtual_vci/scenario/json_reader.h"
+#include "virtual_vci/scenario/scenario.h"
+
+namespace virtual_vci {
+
+struct BusTypeInfo {
+  BusType type;  ///< scenarios name it by its short name
+  std::size_t minPins;
+  std::size_t maxPins;
+  std::uint32_t bitRate;  ///< if the scenario says nothing
+  /// What an ECU has to say for its port, and who reads it.
+  std::span<const std::string_view> portMembers;
+  std::shared_ptr<PortConfig> (*readPort)(const JsonValue& json,
+                                          const std::vector<Signal>& signals);
+};
+
+std::span<const BusTypeInfo> BusTypes();
+/// `type` that is listed.
+const BusTypeInfo& BusTypeOf(BusType type);
+
+}  // namespace virtual_vci
+
+#endif  // VIRTUAL_VCI_SCENARIO_BUS_TYPES_H_

@@ -1,0 +1,105 @@
+#include "virtual_vci/vehicle/can_port.h"
+
+#include <utility>
+
+namespace virtual_vci {
+
+namespace {
+
+// Tokens on the bus; cyclic messages follow.
+constexpr std::uint64_t kResponseToken = 0;
+constexpr std::uint64_t kEcuFlowControlToken = 1;
+constexpr std::uint64_t kFirstCyclicToken = 2;
+constexpr Micros kPatience = 100000;
+
+std::vector<Micros> PeriodsOf(const std::vector<CanPortConfig::Cyclic>& messages) {
+  std::vector<Micros> periods;
+  for (const auto& message : messages) periods.push_back(message.period);
+  return periods;
+}
+
+}  // namespace
+
+std::unique_ptr<EcuPort> CanBus::MakePort(const PortConfig& config, const PortContext& context) {
+  return std::make_unique<CanPort>(static_cast<const CanPortConfig&>(config), context, *this);
+}
+
+CanPort::CanPort(const CanPortConfig& config, const PortContext& context, CanBus& bus)
+    : config_(config),
+      context_(context),
+      bus_(bus),
+      cyclic_(PeriodsOf(config.cyclic), context.scheduler, context.flood, *this),
+      receiver_(context.scheduler, *this),
+      sender_(context.scheduler, *this) {
+  IsoTpReceiver::Config receiver;
+  receiver.flowControlTo = config.response;
+  receiver.padding = config.padding;
+  receiver.blockSize = config.transport.blockSize;
+  receiver.stMin = config.transport.stMin;
+  receiver.waits = config.transport.waits;
+  receiver.maxLength = config.transport.maxLength;
+  receiver_.Configure(receiver);
+  bus_.Attach(*this);
+}
+
+CanPort::~CanPort() { bus_.Detach(*this); }
+
+void CanPort::SendCyclic(std::size_t index) {
+  const CanPortConfig::Cyclic& cyclic = config_.cyclic[index];
+  const Bytes data = cyclic.data.Build(context_.signals, context_.scheduler.Now(), {});
+  // A message that found nobody is not repeated: the next one is newer.
+  bus_.Send(*this, CanFrame::Make(cyclic.address.id, cyclic.address.extended, data),
+            kFirstCyclicToken + index, 0);
+}
+
+void CanPort::CancelCyclic(std::size_t index) { bus_.Cancel(*this, kFirstCyclicToken + index); }
+
+void CanPort::Sent(std::uint64_t token, const CanFrame&, bool acknowledged, FrameTimes) {
+  if (token == kResponseToken) sender_.FrameSent(acknowledged);
+  if (token >= kFirstCyclicToken) cyclic_.Sent(static_cast<std::size_t>(token - kFirstCyclicToken));
+}
+
+void CanPort::Heard(const CanFrame& frame, FrameTimes) {
+  if (HasAddress(frame, config_.request)) {
+    const auto bytes = frame.Bytes().subspan(config_.request.extension ? 1 : 0);
+    if (!bytes.empty() && bytes[0] >> 4 == 3) {
+      sender_.FlowControl(bytes);
+    } else {
+      receiver_.Frame(bytes);
+    }
+  } else if (config_.functional && HasAddress(frame, *config_.functional)) {
+    HeardFunctional(frame.Bytes().subspan(config_.functional->extension ? 1 : 0));
+  }
+}
+
+// Requests to all are single frames.
+void CanPort::HeardFunctional(std::span<const std::uint8_t> frame) {
+  if (frame.empty()) return;
+  const std::size_t length = frame[0];
+  if (length == 0 || length > 7 || length >= frame.size()) return;
+  const auto request = frame.subspan(1, length);
+  context_.host.Requested(*this, Bytes(request.begin(), request.end()), true);
+}
+
+void CanPort::ReceiveEnded(IsoTpError error, Bytes message) {
+  if (error == IsoTpError::kNone) context_.host.Requested(*this, std::move(message), false);
+}
+
+void CanPort::Respond(Bytes message) {
+  IsoTpSender::Config config;
+  config.to = config_.response;
+  config.padding = config_.padding;
+  sender_.Start(config, std::move(message));
+}
+
+void CanPort::Transmit(const CanFrame& frame) {
+  bus_.Send(*this, frame, kResponseToken, kPatience);
+}
+
+void CanPort::TransmitFlowControl(const CanFrame& frame) {
+  bus_.Send(*this, frame, kEcuFlowControlToken, kPatience);
+}
+
+void CanPort::SendEnded(IsoTpError) { context_.host.Responded(*this); }
+
+}  // namespace virtual_vci
