@@ -113,6 +113,23 @@ TEST_F(CanTest, FiltersDecideWhatPasses) {
   EXPECT_THAT(heard(0), ElementsAre());
 }
 
+TEST_F(CanTest, ControlSendsBytesThatAreAFrame) {
+  library_.VirtualVciSetCyclic(module_, 0);
+  link_->Open();
+  const auto send = [&](const Bytes& bytes, UNUM32 flags) {
+    return library_.VirtualVciSendBytes(module_, 6, 14, flags, bytes.data(),
+                                        static_cast<UNUM32>(bytes.size()));
+  };
+  const Bytes message = Message(0x18DA1234, {1, 2, 3});
+  EXPECT_EQ(send(message, 0), PDU_ERR_INVALID_PARAMETERS) << "an identifier of 29 bits";
+  EXPECT_EQ(send({0, 0, 1}, 0), PDU_ERR_INVALID_PARAMETERS);
+  EXPECT_EQ(send(message, 0x100), PDU_STATUS_NOERROR);
+  const auto frame = link_->AwaitResult();
+  ASSERT_TRUE(frame);
+  EXPECT_EQ(frame->data, message);
+  EXPECT_TRUE(frame->Has(2, 0x01));
+}
+
 TEST_F(CanTest, LoopbackAndTransmitIndicationTellOfOwnFrames) {
   library_.VirtualVciSetCyclic(module_, 0);
   EXPECT_EQ(link_->Set("CP_Loopback", 1), PDU_STATUS_NOERROR);

@@ -93,6 +93,8 @@ TEST_F(ScenarioTest, BadFilesAreNamedWithPlaceAndExpectation) {
       {ecu(R"(,"signals":{"x":{"kind":"saw"}})"), "/ecus/0/signals/x/kind: expected"},
       {ecu(R"(,"cyclic":[{"id":1,"data":"00 00 00 00 00 00 00 00 00","period":1}])"),
        "/ecus/0/cyclic/0/data: expected at most 8 bytes"},
+      {ecu(R"(,"ports":[])"), "/ecus/0/request: expected one of these members: name,"},
+      {ecu(R"(,"color":1)"), "/ecus/0/color: expected one of these members: name,"},
       {ecu(R"(,"obd":{"faults":["X0301"]})"),
        "/ecus/0/obd/faults/0: expected a fault code like \"P0301\""},
       {ecu(R"(,"obd":{"vin":"short"})"), "/ecus/0/obd/vin: expected 17 characters"},

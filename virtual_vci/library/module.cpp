@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <stdexcept>
 #include <utility>
 
 #include "virtual_vci/protocols/protocol_table.h"
@@ -14,10 +15,10 @@ constexpr UNUM32 kRawModeFlag = 0x80;        // of byte 0 of the create flags
 constexpr std::size_t kFloodBacklog = 1024;  // frames that may wait in a link's queue
 
 std::unique_ptr<Bus> MakeBus(BusType type, Scheduler& scheduler, std::uint32_t bitRate) {
-  const auto table = ProtocolTable();
-  const auto row = std::find_if(table.begin(), table.end(),
-                                [&](const ProtocolOnBus& each) { return each.bus == type; });
-  return row->makeBus(scheduler, bitRate);
+  for (const ProtocolOnBus& each : ProtocolTable()) {
+    if (each.bus == type) return each.makeBus(scheduler, bitRate);
+  }
+  throw std::logic_error("type of bus without a protocol");
 }
 
 bool IsRawMode(const PDU_FLAG_DATA* flags) {

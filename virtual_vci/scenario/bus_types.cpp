@@ -1,6 +1,5 @@
 #include "virtual_vci/scenario/bus_types.h"
 
-#include <algorithm>
 #include <array>
 
 #include "virtual_vci/scenario/can_port_config.h"
@@ -18,11 +17,5 @@ constexpr auto kBusTypes = std::to_array<BusTypeInfo>({
 }  // namespace
 
 std::span<const BusTypeInfo> BusTypes() { return kBusTypes; }
-
-const BusTypeInfo& BusTypeOf(BusType type) {
-  const auto types = BusTypes();
-  return *std::find_if(types.begin(), types.end(),
-                       [&](const BusTypeInfo& each) { return each.type == type; });
-}
 
 }  // namespace virtual_vci

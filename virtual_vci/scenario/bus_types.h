@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
@@ -27,8 +28,13 @@ struct BusTypeInfo {
 };
 
 std::span<const BusTypeInfo> BusTypes();
-/// `type` that is listed.
-const BusTypeInfo& BusTypeOf(BusType type);
+/// Throws std::logic_error for a type that isn't listed.
+inline const BusTypeInfo& BusTypeOf(BusType type) {
+  for (const BusTypeInfo& each : BusTypes()) {
+    if (each.type == type) return each;
+  }
+  throw std::logic_error("unlisted type of bus");
+}
 
 }  // namespace virtual_vci
 

@@ -142,6 +142,7 @@ EcuConfig ReadEcu(const JsonValue& json, const std::vector<BusConfig>& buses) {
     json.RequireObject(kAll.first(kAll.size() - 1));
     for (const JsonValue& port : ports->Elements())
       ecu.ports.push_back(ReadPort(port, kAll.last(1), buses, ecu.signals));
+    if (ecu.ports.empty()) ports->Fail("at least one port");
   } else {
     ecu.ports.push_back(ReadPort(json, kAll, buses, ecu.signals));
   }
