@@ -48,9 +48,9 @@ class AppValue {
   FieldWidth width_ = FieldWidth::k32;
 };
 
-/// A text buffer of the application, as the cells that it lies in and their number.
+/// A text buffer of an application as the cells that it lies in, and their number.
 inline AppValue TextCell(char* text) { return {text, FieldWidth::k32}; }
-inline constexpr std::size_t kTextWords = J2534_TEXT_SIZE / sizeof(std::uint32_t);
+inline constexpr std::size_t kTextCells = J2534_TEXT_SIZE / sizeof(std::uint32_t);
 
 /// What an ioctl gets: a pointer to something that depends on the ioctl, and the width of the
 /// `unsigned long` fields in it.

@@ -228,13 +228,13 @@ Status CJ2534Device::PassThruReadVersion(char* firmwareVersion, char* dllVersion
   constexpr Method kMethod{"CJ2534Device::PassThruReadVersion()", Module::Device, 0x09};
   return Traced(kMethod, [&](Exits& exit) -> Status {
     if (const Status status = CheckUsable(exit, true)) return status;
-    if (ValidatePointer(TextCell(firmwareVersion), kTextWords)) {
+    if (ValidatePointer(TextCell(firmwareVersion), kTextCells)) {
       return exit.Fail(4, ERR_NULL_PARAMETER, "NULL FirmwareVersion pointer.");
     }
-    if (ValidatePointer(TextCell(dllVersion), kTextWords)) {
+    if (ValidatePointer(TextCell(dllVersion), kTextCells)) {
       return exit.Fail(5, ERR_NULL_PARAMETER, "NULL DllVersion pointer.");
     }
-    if (ValidatePointer(TextCell(apiVersion), kTextWords)) {
+    if (ValidatePointer(TextCell(apiVersion), kTextCells)) {
       return exit.Fail(6, ERR_NULL_PARAMETER, "NULL ApiVersion pointer.");
     }
     PDU_VERSION_DATA version{};

@@ -214,9 +214,9 @@ Status CJ2534Server::PassThruReadVersion(std::uint32_t deviceId, char* firmwareV
                                     Forwarding::By::DeviceId, "Device was not found ",
                                     "Error reading Version information."};
   return Forward(kRead, deviceId,
-                 {{TextCell(firmwareVersion), kTextWords, "NULL FirmwareVersion pointer."},
-                  {TextCell(dllVersion), kTextWords, "NULL DllVersion pointer."},
-                  {TextCell(apiVersion), kTextWords, "NULL ApiVersion pointer."}},
+                 {{TextCell(firmwareVersion), kTextCells, "NULL FirmwareVersion pointer."},
+                  {TextCell(dllVersion), kTextCells, "NULL DllVersion pointer."},
+                  {TextCell(apiVersion), kTextCells, "NULL ApiVersion pointer."}},
                  [&](CJ2534Device& device) {
     return device.PassThruReadVersion(firmwareVersion, dllVersion, apiVersion);
   });
