@@ -97,10 +97,10 @@ class CJ2534Channel : public CJ2534, protected ChannelLink, protected EventSink 
   virtual Status SendUpdateComPrimitive(bool wait);
   /// Starts the transmission of `count` messages that lie one after the other.
   /// @param interval  ms; 0 sends once, else the interface repeats until cancelled
-  /// @param waiter    null, or whom to tell when the CoP ends
+  /// @param wait      null, or the wait for the end of the CoP
   /// @param raw       raw CAN frames on an ISO 15765 channel
   virtual Status SendSendOnlyComPrimitive(const AppMessage& msgs, UNUM32* hCop,
-                                          std::uint32_t interval, CopWaiter* waiter, bool raw,
+                                          std::uint32_t interval, CopWait* wait, bool raw,
                                           std::uint32_t count);
   /// Starts communication, with an optional message; waits up to 5 s, late or not is success.
   virtual Status SendStartComComPrimitive(const AppMessage& msg, bool expectResponse);
@@ -275,7 +275,7 @@ class CJ2534Channel : public CJ2534, protected ChannelLink, protected EventSink 
   Status DescribeSend(const AppMessage& msg, bool raw, CopData& data, CopControl& control);
   /// How many of the messages, from the first on, one CoP can carry.
   std::uint32_t CountForOneCop(const AppMessage& msgs, std::uint32_t count);
-  CopEnd WaitForCop(CopWait& wait, UNUM32 hCop, std::uint32_t milliseconds);
+  CopEnd WaitForCop(CopWait& wait, UNUM32 hCop);
 
   Status AddMessage(const pdu::SharedEventItem& item, std::span<const std::uint8_t> payload,
                     std::uint32_t timestamp, bool& stored);

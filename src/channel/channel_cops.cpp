@@ -33,8 +33,8 @@ constexpr std::uint32_t kStartCommTimeout = 5000;  // ms
 constexpr std::uint32_t kUpdateTimeout = 2000;     // ms
 
 // TxFlag bits, by flag byte.
-constexpr UNUM8 kRawFrame = 0x04;  // byte 0
-constexpr UNUM8 kPacked = 0x20;    // byte 3
+constexpr UNUM8 kRawFrame = 0x04;   // byte 0
+constexpr UNUM8 kPackedCop = 0x20;  // byte 3
 
 /// Identifier under which D-PDU libraries have the ComParam that pads frames; fixed, not looked up.
 constexpr UNUM32 kPaddingComParam = 0x37;
@@ -106,20 +106,24 @@ std::uint32_t CJ2534Channel::CountForOneCop(const AppMessage& msgs, std::uint32_
 }
 
 Status CJ2534Channel::SendSendOnlyComPrimitive(const AppMessage& msgs, UNUM32* hCop,
-                                               std::uint32_t interval, CopWaiter* waiter, bool raw,
+                                               std::uint32_t interval, CopWait* wait, bool raw,
                                                std::uint32_t count) {
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::SendSendOnlyComPrimitive()", 0x1E);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     CopControl control;
     control.data.Time = interval;
     control.data.NumSendCycles = interval == 0 ? 1 : PDU_CYCLES_INFINITE;
-    CopStart start{PDU_COPT_SENDRECV, {}, control, waiter, true};
+    CopStart start{PDU_COPT_SENDRECV, {}, control, nullptr, true};
+    if (wait != nullptr) {
+      start.waiter = wait->Waiter();
+      start.patience = wait->Remaining();
+    }
     if (const Status status = DescribeSend(msgs, raw, start.data, control)) {
       return exit.PassOn(1, status, "Adjusting CoP.");
     }
     if (count > 1) {
       start.data = PackMessages(msgs, count);
-      control.txFlags[3] |= kPacked;
+      control.txFlags[3] |= kPackedCop;
     }
     const CopOutcome outcome = link_.StartCop(start, hCop);
     if (outcome.prepared != STATUS_NOERROR) {
@@ -137,7 +141,7 @@ Status CJ2534Channel::SendStartComComPrimitive(const AppMessage& msg, bool expec
   constexpr Method kMethod = ChannelMethod("CJ2534Channel::SendStartComComPrimitive()", 0x1F);
   return Traced(kMethod, [&](Exits& exit) -> Status {
     CopControl control;
-    CopWait wait(link_.Processor());
+    CopWait wait(link_.Processor(), kStartCommTimeout);
     CopStart start{PDU_COPT_STARTCOMM, {}, control, wait.Waiter()};
     if (expectResponse) {
       control.data.NumReceiveCycles = 1;
@@ -158,14 +162,14 @@ Status CJ2534Channel::SendStartComComPrimitive(const AppMessage& msg, bool expec
                                         "Error starting Message.", true)) {
       return status;
     }
-    WaitForCop(wait, hCop, kStartCommTimeout);
+    WaitForCop(wait, hCop);
     return exit.Normal();
   });
 }
 
-CopEnd CJ2534Channel::WaitForCop(CopWait& wait, UNUM32 hCop, std::uint32_t milliseconds) {
+CopEnd CJ2534Channel::WaitForCop(CopWait& wait, UNUM32 hCop) {
   // A loss, or an end, that came before the CoP was registered has woken nobody.
-  return link_.IsAlive() ? wait.Wait(hCop, milliseconds) : CopEnd::Abandoned;
+  return link_.IsAlive() ? wait.Wait(hCop) : CopEnd::Abandoned;
 }
 
 Status CJ2534Channel::SendUpdateComPrimitive(bool wait) {
@@ -173,15 +177,14 @@ Status CJ2534Channel::SendUpdateComPrimitive(bool wait) {
   return Traced(kMethod, [&](Exits& exit) -> Status {
     CopControl control;
     control.data.TxFlag = {};
-    CopWait ended(wait ? link_.Processor() : nullptr);
-    CopStart start{PDU_COPT_UPDATEPARAM, {}, control, wait ? ended.Waiter() : nullptr};
+    CopStart start{PDU_COPT_UPDATEPARAM, {}, control};
     UNUM32 hCop = PDU_HANDLE_UNDEF;
     const CopOutcome outcome = link_.StartCop(start, &hCop);
     if (const Status status = ReportCop(exit, 1, outcome, kLinkCopResults(outcome.started),
                                         "Error starting Update ComParameter.", false)) {
       return status;
     }
-    if (wait) WaitForCop(ended, hCop, kUpdateTimeout);
+    if (wait) link_.WaitForUpdates(kUpdateTimeout);
     return exit.Normal();
   });
 }

@@ -126,15 +126,14 @@ Status CJ2534Channel::WriteCall::Finish(CopEnd end) const {
 
 Status CJ2534Channel::WriteCall::Send(const AppMessage& first, std::uint32_t count, bool raw) {
   channel_.lastPduErrorCode_ = 0;
-  CopWait wait(clock_.HasTimeout() ? channel_.link_.Processor() : nullptr);
+  CopWait wait(clock_.HasTimeout() ? channel_.link_.Processor() : nullptr, clock_.Remaining());
   UNUM32 hCop = PDU_HANDLE_UNDEF;
   if (const Status status = channel_.SendSendOnlyComPrimitive(
-          first, &hCop, 0, clock_.HasTimeout() ? wait.Waiter() : nullptr, raw, count)) {
+          first, &hCop, 0, clock_.HasTimeout() ? &wait : nullptr, raw, count)) {
     return exit_.PassOn(0x0D, status, "Error starting Message.");
   }
   sent_.Store(sent_.Load() + count);
-  return Finish(clock_.HasTimeout() ? channel_.WaitForCop(wait, hCop, clock_.Remaining())
-                                    : CopEnd::Completed);
+  return Finish(clock_.HasTimeout() ? channel_.WaitForCop(wait, hCop) : CopEnd::Completed);
 }
 
 Status CJ2534Channel::WriteCall::SendBatch(const AppMessage& first, std::uint32_t count) {

@@ -66,12 +66,14 @@ struct CopStart {
   CopControl& control;
   CopWaiter* waiter = nullptr;  ///< told when the CoP ends
   bool isTransmit = false;
+  std::uint32_t patience = 2000;  ///< ms that the start may wait for an update that is under way
 };
 
 /// What became of the start of a CoP.
 struct CopOutcome {
   T_PDU_ERROR started = 0;
   Status registered = 0;
+  bool isPending = false;  ///< the waiter will be told of its end
   Status prepared = 0;  ///< not 0: a temporary ComParam could not be set, and nothing was started
   const char* preparation = nullptr;  ///< what is said of that
 };

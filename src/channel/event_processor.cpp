@@ -19,7 +19,7 @@ void Tell(CopWaiter*& waiter, CopEnd end) {
   if (waiter == nullptr) return;
   waiter->end = end;
   // Under the condition lock: a waiter that gives up is forgotten first, and only then goes.
-  waiter->event.Set();
+  waiter->event.End();
   waiter = nullptr;
 }
 
@@ -291,10 +291,10 @@ CopWait::~CopWait() {
   if (processor_ != nullptr && !told_) processor_->ForgetWaiter(&waiter_);
 }
 
-CopEnd CopWait::Wait(UNUM32 hCop, std::uint32_t milliseconds) {
+CopEnd CopWait::Wait(UNUM32 hCop) {
   if (processor_ == nullptr) return CopEnd::Completed;
   if (processor_->CheckCopCondition(hCop, &waiter_) == STATUS_NOERROR &&
-      !waiter_.event.TimedWait(milliseconds) &&
+      !waiter_.event.TimedWait(Remaining()) &&
       processor_->RemoveCopCondition(hCop, &waiter_) == STATUS_NOERROR) {
     told_ = true;
     return CopEnd::Pending;

@@ -15,6 +15,7 @@
 #include "passbridge/d_pdu_api.h"
 #include "pdu/item.h"
 #include "pdu/pdu_api.h"
+#include "platform/clock.h"
 #include "platform/mutex.h"
 
 namespace passbridge {
@@ -28,10 +29,10 @@ enum class CopEnd : std::uint8_t {
   Abandoned,  ///< nobody will tell any more: the link ends, or the VCI is lost
 };
 
-/// Whom the end of a CoP wakes.
+/// Whom the end of one CoP wakes, any number of threads.
 struct CopWaiter {
-  CJ2534Event event;
-  CopEnd end = CopEnd::Pending;  ///< written before the event is set, read after the wait for it
+  CJ2534Event event;             ///< ends with the CoP
+  CopEnd end = CopEnd::Pending;  ///< written before the event ends, read after the wait for it
 };
 
 /// A connected channel's event thread and its table of pending CoPs. The thread drains the link's
@@ -121,9 +122,10 @@ class CJ2534EventProcessor : public CJ2534 {
 /// other waits of the channel, so that no wait can consume the signal of another.
 class CopWait {
  public:
-  /// `processor` may be null: nothing is waited for then.
-  explicit CopWait(std::shared_ptr<CJ2534EventProcessor> processor)
-      : processor_(std::move(processor)) {}
+  /// @param processor     may be null: nothing is waited for then
+  /// @param milliseconds  from now on; the start of the CoP counts
+  CopWait(std::shared_ptr<CJ2534EventProcessor> processor, std::uint32_t milliseconds)
+      : processor_(std::move(processor)), time_(milliseconds) {}
   CopWait(const CopWait&) = delete;
   CopWait& operator=(const CopWait&) = delete;
   ~CopWait();
@@ -131,12 +133,16 @@ class CopWait {
   /// The waiter to register the CoP with.
   CopWaiter* Waiter() { return &waiter_; }
 
-  /// Waits for the CoP that was started with this waiter; it is forgotten when it has not ended
-  /// after so many milliseconds.
-  CopEnd Wait(UNUM32 hCop, std::uint32_t milliseconds);
+  /// What is left of the time, in milliseconds.
+  std::uint32_t Remaining() const { return time_.Remaining(); }
+
+  /// Waits for the CoP that was started with this waiter; it is forgotten when it has not ended in
+  /// time.
+  CopEnd Wait(UNUM32 hCop);
 
  private:
   const std::shared_ptr<CJ2534EventProcessor> processor_;
+  const platform::Countdown time_;
   CopWaiter waiter_;
   bool told_ = false;  // the waiter is registered with no CoP any more
 };

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "pdu/result_map.h"
+#include "platform/clock.h"
 #include "platform/never_destroyed.h"
 
 namespace passbridge {
@@ -180,12 +181,43 @@ std::size_t Link::PendingTransmitCops() const {
 }
 
 CopOutcome Link::StartCop(CopStart& start, UNUM32* hCop) {
+  if (start.type == PDU_COPT_UPDATEPARAM) return StartUpdate(start, hCop);
   return start.control.temporary.empty() ? StartAsItIs(start, hCop)
                                          : StartWithTemporary(start, hCop);
 }
 
+CopOutcome Link::StartUpdate(CopStart& start, UNUM32* hCop) {
+  const auto waiter = std::make_shared<CopWaiter>();
+  start.waiter = waiter.get();
+  {
+    platform::MutexLock lock(updateLock_);
+    updates_.push_back(waiter);  // which keeps it until it was told
+  }
+  const CopOutcome outcome = StartAsItIs(start, hCop);
+  if (!outcome.isPending) waiter->event.End();
+  return outcome;
+}
+
+std::shared_ptr<CopWaiter> Link::PendingUpdate() {
+  platform::MutexLock lock(updateLock_);
+  while (!updates_.empty() && updates_.front()->event.TimedWait(0)) updates_.pop_front();
+  return updates_.empty() ? nullptr : updates_.back();
+}
+
+bool Link::WaitForUpdates(std::uint32_t milliseconds) {
+  const auto pending = PendingUpdate();
+  return pending == nullptr || !IsAlive() || pending->event.TimedWait(milliseconds);
+}
+
 CopOutcome Link::StartWithTemporary(CopStart& start, UNUM32* hCop) {
+  const platform::Countdown patience(start.patience);
   platform::RecursiveMutexLock lock(comParams_.Lock());
+  while (PendingUpdate() != nullptr) {
+    lock.Unlock();
+    const bool ended = WaitForUpdates(patience.Remaining());
+    lock.Lock();
+    if (!ended) break;
+  }
   TemporaryComParams temporary(comParams_, Handles());
   for (const TemporaryComParam& param : start.control.temporary) {
     const Status status = temporary.Set(param.id, param.value);
@@ -216,8 +248,8 @@ CopOutcome Link::StartAndRegister(CopStart& start, UNUM32* hCop) {
       start.data.empty() ? nullptr : start.data.data(), &start.control.data, nullptr, hCop);
   const auto processor = Processor();
   if (result != PDU_STATUS_NOERROR || processor == nullptr) return {.started = result};
-  return {.started = result,
-          .registered = processor->AddCopCondition(*hCop, start.waiter, start.isTransmit)};
+  const Status registered = processor->AddCopCondition(*hCop, start.waiter, start.isTransmit);
+  return {.started = result, .registered = registered, .isPending = registered == STATUS_NOERROR};
 }
 
 T_PDU_ERROR Link::CancelCop(UNUM32 hCop) {

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <memory>
 
 #include "channel/com_param_cache.h"
@@ -83,9 +84,13 @@ class Link {
   // CoPs.
 
   /// Starts a CoP and registers its end, both under PduApiLock. Its temporary ComParams are set
-  /// before, in one step with the start, and gone afterwards, whatever came of it. Without a link
-  /// nothing is started: PDU_ERR_INVALID_HANDLE.
+  /// before, in one step with the start, and gone afterwards, whatever came of it; an update that
+  /// is under way is waited for then, since they would undo what it is about to put in force.
+  /// Without a link nothing is started: PDU_ERR_INVALID_HANDLE.
   CopOutcome StartCop(CopStart& start, UNUM32* hCop);
+  /// Waits for the end of the updates of ComParams that were started so far; false when they have
+  /// not ended after so many milliseconds.
+  bool WaitForUpdates(std::uint32_t milliseconds) EXCLUDES(updateLock_);
   T_PDU_ERROR CancelCop(UNUM32 hCop);
   std::size_t PendingTransmitCops() const;
   /// Null while the link has no event thread.
@@ -112,7 +117,10 @@ class Link {
 
  private:
   CopOutcome StartAsItIs(CopStart& start, UNUM32* hCop);
+  CopOutcome StartUpdate(CopStart& start, UNUM32* hCop) EXCLUDES(updateLock_);
   CopOutcome StartWithTemporary(CopStart& start, UNUM32* hCop);
+  /// The update that was started last and has not ended; null if there is none.
+  std::shared_ptr<CopWaiter> PendingUpdate() EXCLUDES(updateLock_);
   CopOutcome StartAndRegister(CopStart& start, UNUM32* hCop) REQUIRES(pdu::PduApiLock());
   void StopProcessor() EXCLUDES(processorLock_);
 
@@ -129,6 +137,10 @@ class Link {
 
   mutable platform::Mutex processorLock_;  // held for this member only
   std::shared_ptr<CJ2534EventProcessor> processor_ GUARDED_BY(processorLock_);
+
+  platform::Mutex updateLock_;  // held for this member only
+  std::deque<std::shared_ptr<CopWaiter>> updates_
+      GUARDED_BY(updateLock_);  // their order, ended ones too
 
   platform::Mutex startCommLock_;  // after PduApiLock
   UNUM32 startCommCop_ GUARDED_BY(startCommLock_) = PDU_HANDLE_UNDEF;

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <fstream>
 
-#include "pdu/function_list.h"
+#include "passbridge/d_pdu_functions.h"
 
 namespace passbridge::test {
 

@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "handle_map.h"
-#include "pdu/function_list.h"
+#include "passbridge/d_pdu_functions.h"
 #include "platform/dynamic_library.h"
 
 #if defined(_WIN32)

@@ -156,6 +156,28 @@ TEST_F(TemporaryComParamTest, StartThatFailsLeavesNoPadding) {
   EXPECT_EQ(paddingOfStart.back(), 0U);
 }
 
+TEST_F(TemporaryComParamTest, WaitsForAnUpdateThatItWouldUndo) {
+  pdu.FinishComPrimitives(false);
+  ASSERT_EQ(Configure({{LOOPBACK, 1}}), STATUS_NOERROR) << "started, not in force yet";
+  const UNUM32 update = pdu.StartedCops().back().hCoP;
+  const std::size_t before = pdu.StartedCops().size();
+  std::thread writer([this] {
+    EXPECT_EQ(Write({CanMessage({0, 0, 7, 0xE0}, CAN, ISO15765_FRAME_PAD)}, 0, &sent),
+              STATUS_NOERROR);
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_EQ(pdu.StartedCops().size(), before);
+  pdu.Deliver(kModule, pdu.LastLink(), pdu.Items().MakeStatus(PDU_COPST_FINISHED, update));
+  writer.join();
+  EXPECT_EQ(pdu.StartedCops().size(), before + 1);
+
+  // Nobody is kept longer than its time-out by an update that does not end.
+  ASSERT_EQ(Configure({{LOOPBACK, 0}}), STATUS_NOERROR);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(Write({CanMessage({0, 0, 7, 0xE0}, CAN, ISO15765_FRAME_PAD)}, 50, &sent), ERR_TIMEOUT);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1000));
+}
+
 TEST_F(ChannelSendTest, StartOfCommunicationIsKnownBeforeItsResultIs) {
   // The result is delivered while the handle is still on its way to the caller.
   ASSERT_EQ(Connect(ISO14230), STATUS_NOERROR);

@@ -27,6 +27,7 @@ struct EventProcessorTest : testing::Test {
 TEST_F(EventProcessorTest, EndOfACopWakesItsWaiterAndRemovesItsCondition) {
   for (const T_PDU_STATUS end :
        {T_PDU_STATUS{PDU_COPST_FINISHED}, T_PDU_STATUS{PDU_COPST_CANCELLED}}) {
+    waiter.event.Reopen();
     processor.AddCopCondition(7, &waiter, true);
     EXPECT_EQ(processor.GetPendingTxCopCount(), 1U);
     EXPECT_EQ(processor.ProcessStatusCode(StatusItem(PDU_COPST_EXECUTING, 7)), STATUS_NOERROR);
@@ -71,45 +72,46 @@ TEST_F(EventProcessorTest, HandleThatIsUsedAgainIsPendingAgain) {
 }
 
 TEST_F(EventProcessorTest, WaitEndsWithItsOwnCopOnly) {
-  CopWait mine(shared);
+  CopWait mine(shared, 1);
   processor.AddCopCondition(1, mine.Waiter(), true);
   processor.AddCopCondition(2, &waiter, true);
   processor.ProcessStatusCode(StatusItem(PDU_COPST_FINISHED, 2));
-  EXPECT_EQ(mine.Wait(1, 1), CopEnd::Pending) << "the other CoP's end is not this one's";
+  EXPECT_EQ(mine.Wait(1), CopEnd::Pending) << "the other CoP's end is not this one's";
   EXPECT_EQ(processor.RemoveCopCondition(1, nullptr), ERR_FAILED)
       << "a wait that gave up is forgotten";
 
-  processor.AddCopCondition(3, mine.Waiter(), true);
+  CopWait next(shared, 10000);
+  processor.AddCopCondition(3, next.Waiter(), true);
   std::thread ender([&] { processor.ProcessStatusCode(StatusItem(PDU_COPST_FINISHED, 3)); });
-  EXPECT_EQ(mine.Wait(3, 10000), CopEnd::Completed);
+  EXPECT_EQ(next.Wait(3), CopEnd::Completed);
   ender.join();
 }
 
 TEST_F(EventProcessorTest, WaitForgetsOnlyItself) {
   // A library that gives the handle of a CoP whose end nobody has seen yet to the next one.
-  auto first = std::make_unique<CopWait>(shared);
-  CopWait second(shared);
+  auto first = std::make_unique<CopWait>(shared, 0);
+  CopWait second(shared, 0);
   processor.AddCopCondition(7, first->Waiter(), true);
   processor.AddCopCondition(7, second.Waiter(), true);
   processor.ProcessStatusCode(StatusItem(PDU_COPST_FINISHED, 7));
-  EXPECT_EQ(first->Wait(7, 0), CopEnd::Completed) << "the one that was started first";
+  EXPECT_EQ(first->Wait(7), CopEnd::Completed) << "the one that was started first";
   EXPECT_EQ(processor.CheckCopCondition(7, second.Waiter()), STATUS_NOERROR);
   first.reset();
   processor.ProcessStatusCode(StatusItem(PDU_COPST_FINISHED, 7));
-  EXPECT_EQ(second.Wait(7, 0), CopEnd::Completed);
+  EXPECT_EQ(second.Wait(7), CopEnd::Completed);
 
   {
-    CopWait neverWaited(shared);  // an exception came between its start and its wait
+    CopWait neverWaited(shared, 0);  // an exception came between its start and its wait
     processor.AddCopCondition(8, neverWaited.Waiter(), true);
   }
   processor.ProcessStatusCode(StatusItem(PDU_COPST_FINISHED, 8));  // tells nobody
 }
 
 TEST_F(EventProcessorTest, StopEndsEveryWaitAndWhatOutlivesItIsHarmless) {
-  CopWait mine(shared);
+  CopWait mine(shared, 10000);
   processor.AddCopCondition(1, mine.Waiter(), true);
   std::thread stopper([&] { processor.Stop(); });
-  EXPECT_EQ(mine.Wait(1, 10000), CopEnd::Abandoned);
+  EXPECT_EQ(mine.Wait(1), CopEnd::Abandoned);
   stopper.join();
   EXPECT_EQ(processor.GetPendingTxCopCount(), 0U);
 }
