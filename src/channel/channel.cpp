@@ -2,7 +2,7 @@
 
 #include "channel/object_counter.h"
 #include "trace/last_error.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -29,8 +29,7 @@ void CJ2534Channel::StopThreads() {
 
 Status CJ2534Channel::Initialize(UNUM32 moduleHandle, std::uint32_t protocolId, std::uint32_t flags,
                                  std::uint32_t baudRate) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::Initialize()", 0x02);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kInitialize, [&](Exits& exit) -> Status {
     link_.SetModule(moduleHandle);
     protocolId_ = protocolId;
     connectFlags_ = flags;
@@ -87,8 +86,7 @@ bool CJ2534Channel::IsMixedFormat() const {
 }
 
 Status CJ2534Channel::SetJ2534ReceiveBuffer(CJ2534ReceiveBuffer* buffer) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::SetJ2534ReceiveBuffer()", 0x38);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kSetJ2534ReceiveBuffer, [&](Exits& exit) -> Status {
     if (buffer == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL CLL Create Flags Pointer.");
     }
@@ -98,8 +96,7 @@ Status CJ2534Channel::SetJ2534ReceiveBuffer(CJ2534ReceiveBuffer* buffer) {
 }
 
 Status CJ2534Channel::CSingleThreadSync(CJ2534Event* event) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::CSingleThreadSync()", 0x39);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kCSingleThreadSync, [&](Exits& exit) -> Status {
     if (event == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL CLL Create Flags Pointer.");
     }

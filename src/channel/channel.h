@@ -28,11 +28,6 @@ namespace passbridge {
 
 class CJ2534Channel;
 
-/// How a method of the channel base class names itself.
-constexpr Method ChannelMethod(const char* name, std::uint8_t number) {
-  return {name, Module::Channel, number};
-}
-
 /// Ends the threads of a channel before anything of it goes, its subclass's members included.
 struct ChannelDeleter {
   void operator()(CJ2534Channel* channel) const;

@@ -2,7 +2,7 @@
 
 #include "channel/channel.h"
 #include "platform/memory_probe.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -19,8 +19,7 @@ std::size_t SizeOfEntries(const AppConfigList& list, const AppValue& entries) {
 }  // namespace
 
 Status CJ2534Channel::PassThruIoctl_GET_CONFIG(const AppPointer& input) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl_GET_CONFIG()", 0x18);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruIoctlGetConfig, [&](Exits& exit) -> Status {
     if (!HasPins()) {
       return exit.Fail(1, ERR_PIN_INVALID, "Error getting J1962 Pins value to use.");
     }
@@ -78,8 +77,7 @@ Status CJ2534Channel::SetParameters(const Exits& exit, const AppConfigList& list
 }
 
 Status CJ2534Channel::PassThruIoctl_SET_CONFIG(const AppPointer& input) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl_SET_CONFIG()", 0x0E);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruIoctlSetConfig, [&](Exits& exit) -> Status {
     if (!IsReadableList(input)) return exit.Fail(1, ERR_NULL_PARAMETER, "NULL Input pointer.");
     const AppConfigList list(input);
     const AppValue entries = list.Entries();
@@ -115,8 +113,7 @@ Status CJ2534Channel::ApplyParameters(const Exits& exit, const AppConfigList& li
 
 Status CJ2534Channel::ClearForMixedFormat(const Exits& exit) {
   const auto report = [&exit](Status status, const char* message) {
-    return ReportError(exit.Name(), message, status, MakeLocation(Module::Channel, 0x24, 2), 0,
-                       false);
+    return exit.At(methods::channel::kPassThruDisconnect).PassOn(2, status, message);
   };
   if (const auto filters = Filters()) {
     if (const Status status = filters->ClearJ2534PassBlockFilters()) {

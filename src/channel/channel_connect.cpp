@@ -6,7 +6,7 @@
 #include "channel/channel.h"
 #include "config/parameter.h"
 #include "pdu/com_param.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -75,8 +75,7 @@ constexpr std::array<IdRange, 15> kChannelProtocols{{
 
 Status CJ2534Channel::PassThruConnect(std::uint32_t protocolId, std::uint32_t flags,
                                       std::uint32_t baudRate) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruConnect()", 0x23);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruConnect, [&](Exits& exit) -> Status {
     if (const Status status = ValidateChannelProtocolID(protocolId)) {
       return exit.Fail(1, status, "Protocol ID not supported.");
     }
@@ -182,8 +181,7 @@ class LinkUndo {
 }  // namespace
 
 Status CJ2534Channel::ConnectToVehicle() {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::ConnectToVehicle()", 0x0D);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kConnectToVehicle, [&](Exits& exit) -> Status {
     if (link_.HasLink()) link_.Abandon();
     ownRxEvent_.Reopen();
     LinkUndo undo(link_);
@@ -243,8 +241,7 @@ Status CJ2534Channel::BringUpLink(const Exits& exit) {
 }
 
 Status CJ2534Channel::SetConnectionComParameters() {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::SetConnectionComParameters()", 0x0C);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kSetConnectionComParameters, [&](Exits& exit) -> Status {
     const std::uint32_t baudRate = baudRate_;
     const auto parameters = Parameters();
     const Status set = parameters != nullptr
@@ -283,8 +280,7 @@ Status CJ2534Channel::SetComParams(const Exits& exit, std::span<const ComParamSe
 }
 
 Status CJ2534Channel::DisconnectFromVehicle() {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::DisconnectFromVehicle()", 0x24);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kDisconnectFromVehicle, [&](Exits& exit) -> Status {
     link_.StopEvents();  // before the lists, which its thread uses
     DropLists();
     if (const Status status = link_.Destroy(exit)) return status;
@@ -293,8 +289,7 @@ Status CJ2534Channel::DisconnectFromVehicle() {
 }
 
 Status CJ2534Channel::PassThruDisconnect() {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruDisconnect()", 0x24);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruDisconnect, [&](Exits& exit) -> Status {
     if (!link_.HasLink()) return exit.Normal();
     const bool wasConnected = link_.BeginEnd();
     EndReads();
@@ -325,8 +320,7 @@ Status CJ2534Channel::ValidateChannelProtocolID(std::uint32_t protocolId) {
 }
 
 Status CJ2534Channel::GetPduPinData(std::vector<PDU_PIN_DATA>& pins) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::GetPduPinData()", 0x36);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kGetPduPinData, [&](Exits& exit) -> Status {
     const std::uint32_t both = J1962Pins();
     const std::uint32_t first = (both >> 8U) & 0xFFU;
     const std::uint32_t second = both & 0xFFU;
@@ -337,8 +331,7 @@ Status CJ2534Channel::GetPduPinData(std::vector<PDU_PIN_DATA>& pins) {
 }
 
 Status CJ2534Channel::GetPduCllCreateFlags(CllCreateFlags& flags) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::GetPduCllCreateFlags()", 0x37);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kGetPduCllCreateFlags, [&](Exits& exit) -> Status {
     flags = {0xA0, 0x01, 0x00, 0x00};  // raw mode: data begin with the bus header
     return exit.Normal();
   });

@@ -4,7 +4,7 @@
 
 #include "channel/channel.h"
 #include "pdu/result_map.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -108,8 +108,7 @@ std::uint32_t CJ2534Channel::CountForOneCop(const AppMessage& msgs, std::uint32_
 Status CJ2534Channel::SendSendOnlyComPrimitive(const AppMessage& msgs, UNUM32* hCop,
                                                std::uint32_t interval, CopWait* wait, bool raw,
                                                std::uint32_t count) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::SendSendOnlyComPrimitive()", 0x1E);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kSendSendOnlyComPrimitive, [&](Exits& exit) -> Status {
     CopControl control;
     control.data.Time = interval;
     control.data.NumSendCycles = interval == 0 ? 1 : PDU_CYCLES_INFINITE;
@@ -138,8 +137,7 @@ Status CJ2534Channel::SendSendOnlyComPrimitive(const AppMessage& msgs, UNUM32* h
 }
 
 Status CJ2534Channel::SendStartComComPrimitive(const AppMessage& msg, bool expectResponse) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::SendStartComComPrimitive()", 0x1F);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kSendStartComComPrimitive, [&](Exits& exit) -> Status {
     CopControl control;
     CopWait wait(link_.Processor(), kStartCommTimeout);
     CopStart start{PDU_COPT_STARTCOMM, {}, control, wait.Waiter()};
@@ -173,8 +171,7 @@ CopEnd CJ2534Channel::WaitForCop(CopWait& wait, UNUM32 hCop) {
 }
 
 Status CJ2534Channel::SendUpdateComPrimitive(bool wait) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::SendUpdateComPrimitive()", 0x20);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kSendUpdateComPrimitive, [&](Exits& exit) -> Status {
     CopControl control;
     control.data.TxFlag = {};
     CopStart start{PDU_COPT_UPDATEPARAM, {}, control};
@@ -190,14 +187,13 @@ Status CJ2534Channel::SendUpdateComPrimitive(bool wait) {
 }
 
 Status CJ2534Channel::SendRecvOnlyPrimitive() {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::SendRecvOnlyPrimitive()", 0x21);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kSendRecvOnlyPrimitive, [&](Exits& exit) -> Status {
     CopControl control;
     control.data.NumReceiveCycles = PDU_CYCLES_INFINITE;
     control.ExpectEveryResponse(0);
     if (const Status status = GetPduCllCreateFlags(control.txFlags)) {
-      return ReportError(exit.Name(), "Error getting PDU CLL Create Flags.", status,
-                         MakeLocation(Module::Channel, 0x0D, 1), 0, false);
+      return exit.At(methods::channel::kConnectToVehicle)
+          .PassOn(1, status, "Error getting PDU CLL Create Flags.");
     }
     CopStart start{PDU_COPT_SENDRECV, {}, control};
     UNUM32 hCop = PDU_HANDLE_UNDEF;

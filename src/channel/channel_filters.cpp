@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "channel/channel.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -49,8 +49,7 @@ Status CJ2534Channel::PassThruStartMsgFilter(std::uint32_t filterType, const App
                                              const AppMessage& pattern,
                                              const AppMessage& flowControl,
                                              const AppValue& filterId) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruStartMsgFilter()", 0x2A);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruStartMsgFilter, [&](Exits& exit) -> Status {
     platform::MutexLock lock(operationLock_);
     if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
     const FilterRequest request(filterType);
@@ -84,8 +83,7 @@ Status CJ2534Channel::PassThruStartMsgFilter(std::uint32_t filterType, const App
 }
 
 Status CJ2534Channel::PassThruStopMsgFilter(std::uint32_t filterId) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruStopMsgFilter()", 0x2B);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruStopMsgFilter, [&](Exits& exit) -> Status {
     platform::MutexLock lock(operationLock_);
     if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
     if (filterId == 0) return exit.Fail(2, ERR_INVALID_FILTER_ID, "Invalid Filter ID.");

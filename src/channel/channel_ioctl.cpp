@@ -7,7 +7,7 @@
 #include "pdu/io_control.h"
 #include "pdu/result_map.h"
 #include "platform/memory_probe.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -70,8 +70,8 @@ constexpr std::array<IoctlRow, 20> kIoctls{{
     {J1850PWM_TERMINATION, WithInput<&C::PassThruIoctl_J1850PWM_TERMINATION>},
 }};
 
-Status NotSupported(const char* name, std::uint8_t number) {
-  return Traced(ChannelMethod(name, number), [](Exits& exit) -> Status {
+Status NotSupported(const Method& method) {
+  return Traced(method, [](Exits& exit) -> Status {
     return exit.PassOn(0, ERR_NOT_SUPPORTED, "Not Supported.");
   });
 }
@@ -80,8 +80,7 @@ Status NotSupported(const char* name, std::uint8_t number) {
 
 Status CJ2534Channel::PassThruIoctl(std::uint32_t ioctlId, const AppPointer& input,
                                     const AppPointer& output) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl()", 0x27);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruIoctl, [&](Exits& exit) -> Status {
     platform::MutexLock lock(operationLock_);
     const auto* const row =
         std::find_if(kIoctls.begin(), kIoctls.end(),
@@ -97,8 +96,7 @@ Status CJ2534Channel::PassThruIoctl(std::uint32_t ioctlId, const AppPointer& inp
 }
 
 Status CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER() {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER()", 0x11);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruIoctlClearTxBuffer, [&](Exits& exit) -> Status {
     if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
     if (link_.PendingTransmitCops() == 0) return exit.Normal();
     const T_PDU_ERROR result = link_.IoCtl(pdu::IoControl::ClearTxPending);
@@ -110,8 +108,7 @@ Status CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER() {
 }
 
 Status CJ2534Channel::PassThruIoctl_CLEAR_RX_BUFFER() {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruIoctl_CLEAR_RX_BUFFER()", 0x12);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruIoctlClearRxBuffer, [&](Exits& exit) -> Status {
     if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
     const T_PDU_ERROR result =
         HasLink() ? link_.IoCtl(pdu::IoControl::ClearRxQueue) : T_PDU_ERROR{PDU_STATUS_NOERROR};
@@ -127,9 +124,7 @@ Status CJ2534Channel::PassThruIoctl_CLEAR_RX_BUFFER() {
 }
 
 Status CJ2534Channel::PassThruIoctl_CLEAR_PERIODIC_MSGS() {
-  constexpr Method kMethod =
-      ChannelMethod("CJ2534Channel::PassThruIoctl_CLEAR_PERIODIC_MSGS()", 0x13);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruIoctlClearPeriodicMsgs, [&](Exits& exit) -> Status {
     if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
     while (const std::optional<UNUM32> first = periodicMessages_.First()) {
       const Status status = StopPeriodicMsgEx(*first);
@@ -143,9 +138,7 @@ Status CJ2534Channel::PassThruIoctl_CLEAR_PERIODIC_MSGS() {
 }
 
 Status CJ2534Channel::PassThruIoctl_CLEAR_MSG_FILTERS() {
-  constexpr Method kMethod =
-      ChannelMethod("CJ2534Channel::PassThruIoctl_CLEAR_MSG_FILTERS()", 0x14);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruIoctlClearMsgFilters, [&](Exits& exit) -> Status {
     if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
     if (const auto filters = Filters()) {
       if (const Status status = filters->ClearJ2534Filters()) {
@@ -187,20 +180,20 @@ Status CJ2534Channel::PassThruIoctl_BECOME_MASTER(const AppPointer& /*input*/) {
 
 Status CJ2534Channel::PassThruIoctl_START_REPEAT_MESSAGE(const AppPointer& /*input*/,
                                                          const AppPointer& /*output*/) {
-  return NotSupported("CJ2534Channel::PassThruIoctl_START_REPEAT_MESSAGE()", 0x2C);
+  return NotSupported(methods::channel::kPassThruIoctlStartRepeatMessage);
 }
 Status CJ2534Channel::PassThruIoctl_QUERY_REPEAT_MESSAGE(const AppPointer& /*input*/,
                                                          const AppPointer& /*output*/) {
-  return NotSupported("CJ2534Channel::PassThruIoctl_QUERY_REPEAT_MESSAGE()", 0x2D);
+  return NotSupported(methods::channel::kPassThruIoctlQueryRepeatMessage);
 }
 Status CJ2534Channel::PassThruIoctl_STOP_REPEAT_MESSAGE(const AppPointer& /*input*/) {
-  return NotSupported("CJ2534Channel::PassThruIoctl_STOP_REPEAT_MESSAGE()", 0x2E);
+  return NotSupported(methods::channel::kPassThruIoctlStopRepeatMessage);
 }
 Status CJ2534Channel::PassThruIoctl_PROTECT_J1939_ADDR(const AppPointer& /*input*/) {
-  return NotSupported("CJ2534Channel::PassThruIoctl_PROTECT_J1939_ADDR()", 0x30);
+  return NotSupported(methods::channel::kPassThruIoctlProtectJ1939Addr);
 }
 Status CJ2534Channel::PassThruIoctl_J1850PWM_TERMINATION(const AppPointer& /*input*/) {
-  return NotSupported("CJ2534Channel::PassThruIoctl_J1850PWM_TERMINATION()", 0x31);
+  return NotSupported(methods::channel::kPassThruIoctlJ1850pwmTermination);
 }
 
 }  // namespace passbridge

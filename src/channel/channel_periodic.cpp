@@ -5,7 +5,7 @@
 #include "channel/channel.h"
 #include "pdu/result_map.h"
 #include "platform/memory_probe.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -49,8 +49,7 @@ Status CJ2534Channel::CheckPeriodic(const Exits& exit, const AppMessage& msg, co
 
 Status CJ2534Channel::StartPeriodicMsgEx(const AppMessage& msg, const AppValue& msgId,
                                          std::uint32_t interval) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::StartPeriodicMsgEx()", 0x28);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kStartPeriodicMsgEx, [&](Exits& exit) -> Status {
     if (const Status status = CheckPeriodic(exit, msg, msgId, interval)) return status;
     if (const Status status = ValidateMessageWrite(msg.DataSize(), msg.Data(), msg.RxStatus())) {
       return exit.PassOn(7, status, "Invalid Message.");
@@ -71,8 +70,7 @@ Status CJ2534Channel::StartPeriodicMsgEx(const AppMessage& msg, const AppValue& 
 }
 
 Status CJ2534Channel::PassThruStopPeriodicMsg(std::uint32_t msgId) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruStopPeriodicMsg()", 0x29);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruStopPeriodicMsg, [&](Exits& exit) -> Status {
     platform::MutexLock lock(operationLock_);
     if (periodicChannel_ == nullptr) {
       return exit.Fail(1, ERR_INVALID_MSG_ID, "StartPeriodic was not called.");
@@ -82,8 +80,7 @@ Status CJ2534Channel::PassThruStopPeriodicMsg(std::uint32_t msgId) {
 }
 
 Status CJ2534Channel::StopPeriodicMsgEx(std::uint32_t msgId) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruStopPeriodicMsg()", 0x29);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruStopPeriodicMsg, [&](Exits& exit) -> Status {
     if (!HasPins()) {
       return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins value has not been set.");
     }

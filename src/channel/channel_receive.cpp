@@ -7,7 +7,7 @@
 #include "channel/channel.h"
 #include "platform/clock.h"
 #include "platform/memory_probe.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -84,8 +84,7 @@ Status ReportReadTimeout(const Exits& exit, std::uint32_t count, bool sawEmptyBu
 
 Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& numMsgs,
                                        std::uint32_t timeout) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruReadMsgs()", 0x25);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruReadMsgs, [&](Exits& exit) -> Status {
     if (!platform::IsWritable(numMsgs.Address(), numMsgs.Size())) {
       return exit.Fail(3, ERR_NULL_PARAMETER, "NULL Number of Messages pointer.");
     }
@@ -131,8 +130,7 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
 }
 
 Status CJ2534Channel::AddResultData(const pdu::SharedEventItem& item) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::AddResultData()", 0x03);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kAddResultData, [&](Exits& exit) -> Status {
     if (!item) return exit.Fail(1, ERR_NULL_PARAMETER, "NULL Event Item pointer.");
     const auto* const result = static_cast<const PDU_RESULT_DATA*>(item->pData);
     if (result == nullptr) return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Result Data pointer.");
@@ -170,8 +168,7 @@ Status CJ2534Channel::AddPackedRecords(const pdu::SharedEventItem& item,
 Status CJ2534Channel::AddMessage(const pdu::SharedEventItem& item,
                                  std::span<const std::uint8_t> payload, std::uint32_t timestamp,
                                  bool& stored) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::AddResultData()", 0x03);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kAddResultData, [&](Exits& exit) -> Status {
     CJ2534PassThruMsg msg;
     if (const Status status = msg.Initialize(protocolId_, item, payload, timestamp)) {
       return exit.PassOn(5, status, "Error initializing J2534 PassThruMsg object.");
@@ -204,8 +201,7 @@ Status CJ2534Channel::PerformProtocolAdjustments(CJ2534PassThruMsg* /*msg*/) {
 }
 
 Status CJ2534Channel::PerformPostProcessing(CJ2534PassThruMsg* msg) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PerformPostProcessing()", 0x35);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPerformPostProcessing, [&](Exits& exit) -> Status {
     if (msg == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL CJ2534PassThruMsg pointer.");
     }

@@ -5,7 +5,7 @@
 #include "channel/channel.h"
 #include "platform/clock.h"
 #include "platform/memory_probe.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -110,16 +110,14 @@ Status CJ2534Channel::WriteCall::CheckMessage(const AppMessage& msg, bool& raw) 
 
 Status CJ2534Channel::WriteCall::Finish(CopEnd end) const {
   if (!clock_.HasTimeout()) return STATUS_NOERROR;
-  constexpr Location kCopLocation = MakeLocation(Module::Channel, 0x1E, 3);
+  const Exits ofCop = exit_.At(methods::channel::kSendSendOnlyComPrimitive);
   if (end == CopEnd::Abandoned) return channel_.ReportNotConnected(exit_, 5);
-  if (end == CopEnd::Pending) {
-    return ReportError(exit_.Name(), "Error Timeout.", ERR_TIMEOUT, kCopLocation, 0, true);
-  }
+  if (end == CopEnd::Pending) return ofCop.Fail(3, ERR_TIMEOUT, "Error Timeout.");
   if (clock_.IsOver()) {
     return exit_.Fail(0x0E, ERR_TIMEOUT, "Timeout PassThruWriteMsgs took too long.");
   }
   if (const UNUM32 code = channel_.lastPduErrorCode_) {
-    return ReportError(exit_.Name(), "CoP Error.", ERR_FAILED, kCopLocation, code, false);
+    return ofCop.PassOn(3, ERR_FAILED, "CoP Error.", code);
   }
   return STATUS_NOERROR;
 }
@@ -150,8 +148,7 @@ Status CJ2534Channel::WriteCall::SendBatch(const AppMessage& first, std::uint32_
 
 Status CJ2534Channel::PassThruWriteMsgsMultiple(const AppMessage& msgs, const AppValue& numMsgs,
                                                 std::uint32_t timeout) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruWriteMsgsMultiple()", 0x26);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruWriteMsgsMultiple, [&](Exits& exit) -> Status {
     WriteCall call(*this, exit, msgs, numMsgs, timeout);
     std::uint32_t count = 0;
     if (const Status status = call.Begin(count)) return status;
@@ -172,8 +169,7 @@ Status CJ2534Channel::PassThruWriteMsgsMultiple(const AppMessage& msgs, const Ap
 Status CJ2534Channel::PassThruWriteMsgs(const AppMessage& msgs, const AppValue& numMsgs,
                                         std::uint32_t timeout) {
   if (SendsPacked(protocolId_)) return PassThruWriteMsgsMultiple(msgs, numMsgs, timeout);
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::PassThruWriteMsgs()", 0x26);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kPassThruWriteMsgs, [&](Exits& exit) -> Status {
     WriteCall call(*this, exit, msgs, numMsgs, timeout);
     std::uint32_t count = 0;
     if (const Status status = call.Begin(count)) return status;
@@ -196,8 +192,7 @@ Status CJ2534Channel::PassThruWriteMsgs(const AppMessage& msgs, const AppValue& 
 
 Status CJ2534Channel::ValidateDataSize(std::uint32_t size, std::uint32_t minimum,
                                        std::uint32_t maximum) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::ValidateDataSize()", 0x06);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kValidateDataSize, [&](Exits& exit) -> Status {
     if (size < minimum) {
       return exit.Fail(1, ERR_INVALID_MSG,
                        Formatted("%s (%u < %u)", "Too little data.", size, minimum));
@@ -212,8 +207,7 @@ Status CJ2534Channel::ValidateDataSize(std::uint32_t size, std::uint32_t minimum
 
 Status CJ2534Channel::ValidateMessage(std::uint32_t /*dataSize*/, const std::uint8_t* /*data*/,
                                       std::uint32_t /*rxStatus*/) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::ValidateMessage()", 0x32);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kValidateMessage, [&](Exits& exit) -> Status {
     return exit.Fail(0, ERR_FAILED, "This function must be overloaded!");
   });
 }
@@ -224,8 +218,7 @@ Status CJ2534Channel::ValidateMessageWrite(std::uint32_t dataSize, const std::ui
 }
 
 Status CJ2534Channel::ValidateMessageProtocolID(std::uint32_t protocolId, bool& raw) {
-  constexpr Method kMethod = ChannelMethod("CJ2534Channel::ValidateMessageProtocolID()", 0x34);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel::kValidateMessageProtocolID, [&](Exits& exit) -> Status {
     raw = false;
     if (protocolId == protocolId_) return exit.Normal();
     if (IsRawFrameOf(protocolId_, protocolId) && IsMixedFormat()) {

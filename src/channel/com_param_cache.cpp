@@ -8,14 +8,13 @@
 
 #include "pdu/pdu_api.h"
 #include "pdu/result_map.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
 namespace {
 
 // The three operations report under one name and number, that of setting a ComParam.
-constexpr Method kSetPduComParam{"SetPduComParam()", Module::Parameter, 0x06};
 
 constexpr pdu::ResultMap kComParamResults{
     ERR_FAILED,
@@ -89,9 +88,8 @@ Status ComParamCache::Fetch(LinkHandles link, UNUM32 id) {
 }
 
 Status ComParamCache::FetchLocked(LinkHandles link, UNUM32 id) {
-  constexpr Method kMethod{"CJ2534Channel::GetPDUComParam()", Module::Parameter, 0x06};
   ParamItem item;
-  const Status status = Traced(kMethod, [&](Exits& exit) -> Status {
+  const Status status = Traced(methods::parameter::kGetPDUComParam, [&](Exits& exit) -> Status {
     if (id >= kMaxIdentifier) {
       return exit.Fail(1, ERR_NOT_SUPPORTED, "Invalid PDU ComParam Id was returned.");
     }
@@ -107,7 +105,7 @@ Status ComParamCache::FetchLocked(LinkHandles link, UNUM32 id) {
 }
 
 Status ComParamCache::Set(LinkHandles link, UNUM32 id, const void* value, std::uint32_t size) {
-  return Traced(kSetPduComParam, [&](Exits& exit) -> Status {
+  return Traced(methods::parameter::kSetPduComParam, [&](Exits& exit) -> Status {
     if (value == nullptr) {
       return exit.Fail(3, ERR_NULL_PARAMETER, "Invalid PDUValue pointer.");
     }
@@ -139,8 +137,7 @@ Status ComParamCache::Set(LinkHandles link, UNUM32 id, const void* value, std::u
 }
 
 Status ComParamCache::Get(LinkHandles link, UNUM32 id, UNUM32* value) {
-  constexpr Method kMethod{"CJ2534Channel::GetPDUValue()", Module::Parameter, 0x0F};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::parameter::kGetPDUValue, [&](Exits& exit) -> Status {
     if (value == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL pointer to PDU Value.");
     }

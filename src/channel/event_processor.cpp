@@ -5,15 +5,11 @@
 
 #include "pdu/result_map.h"
 #include "trace/last_error.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
 namespace {
-
-constexpr Method Processor(const char* name, std::uint8_t number) {
-  return {name, Module::EventProcessor, number, 0xFF, false};
-}
 
 void Tell(CopWaiter*& waiter, CopEnd end) {
   if (waiter == nullptr) return;
@@ -35,7 +31,7 @@ class CJ2534EventProcessor::CJ2534EventProcessorThread {
 };
 
 Status CJ2534EventProcessor::Initialize(EventSink* sink) {
-  return Traced(Processor("CJ2534EventProcessor::Initialize()", 0x01), [&](Exits& exit) -> Status {
+  return Traced(methods::event_processor::kInitialize, [&](Exits& exit) -> Status {
     if (sink == nullptr) {
       return exit.PassOn(1, ERR_NULL_PARAMETER, "Invalid pointer to J2534 Channel.");
     }
@@ -79,8 +75,7 @@ void CJ2534EventProcessor::Run() {
 }
 
 Status CJ2534EventProcessor::AddCopCondition(UNUM32 hCop, CopWaiter* waiter, bool isTransmit) {
-  constexpr Method kMethod = Processor("CJ2534EventProcessor::AddCopCondition()", 0x02);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::event_processor::kAddCopCondition, [&](Exits& exit) -> Status {
     platform::MutexLock lock(conditionLock_);
     copConditions_.emplace(hCop, Condition{waiter, isTransmit});
     return exit.Normal();
@@ -96,8 +91,7 @@ CJ2534EventProcessor::Conditions::iterator CJ2534EventProcessor::Find(UNUM32 hCo
 }
 
 Status CJ2534EventProcessor::RemoveCopCondition(UNUM32 hCop, const CopWaiter* waiter) {
-  constexpr Method kMethod = Processor("CJ2534EventProcessor::RemoveCopCondition()", 0x03);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::event_processor::kRemoveCopCondition, [&](Exits& exit) -> Status {
     platform::MutexLock lock(conditionLock_);
     const auto found = Find(hCop, waiter);
     if (found == copConditions_.end()) return exit.PassOn(1, ERR_FAILED, "CoP was not Found");
@@ -107,8 +101,7 @@ Status CJ2534EventProcessor::RemoveCopCondition(UNUM32 hCop, const CopWaiter* wa
 }
 
 Status CJ2534EventProcessor::CheckCopCondition(UNUM32 hCop, const CopWaiter* waiter) {
-  constexpr Method kMethod = Processor("CJ2534EventProcessor::CheckCopCondition()", 0x04);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::event_processor::kCheckCopCondition, [&](Exits& exit) -> Status {
     platform::MutexLock lock(conditionLock_);
     if (Find(hCop, waiter) != copConditions_.end()) return exit.Normal();
     if (lastCompletedCop_ == hCop) return exit.PassOn(0, ERR_FAILED, "CoP completed", hCop);
@@ -147,8 +140,7 @@ void CJ2534EventProcessor::EndCop(UNUM32 hCop) {
 }
 
 Status CJ2534EventProcessor::ProcessEventItem(bool* fetched) {
-  constexpr Method kMethod = Processor("CJ2534EventProcessor::ProcessEventItem()", 0x09);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::event_processor::kProcessEventItem, [&](Exits& exit) -> Status {
     pdu::Item<PDU_EVENT_ITEM> item;
     T_PDU_ERROR result = PDU_ERR_EVENT_QUEUE_EMPTY;
     {
@@ -201,8 +193,7 @@ Status CJ2534EventProcessor::Dispatch(pdu::Item<PDU_EVENT_ITEM> item) {
 }
 
 Status CJ2534EventProcessor::ProcessResultData(pdu::Item<PDU_EVENT_ITEM> item) {
-  constexpr Method kMethod = Processor("CJ2534EventProcessor::ProcessResultData()", 0x05);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::event_processor::kProcessResultData, [&](Exits& exit) -> Status {
     const pdu::SharedEventItem shared(std::move(item));
     if (const Status status = sink_->AddResultData(shared)) {
       return exit.PassOn(1, status, "Error adding J2534 PassThruMsg to Receive Buffer.");
@@ -212,8 +203,7 @@ Status CJ2534EventProcessor::ProcessResultData(pdu::Item<PDU_EVENT_ITEM> item) {
 }
 
 Status CJ2534EventProcessor::ProcessStatusCode(pdu::Item<PDU_EVENT_ITEM> item) {
-  constexpr Method kMethod = Processor("CJ2534EventProcessor::ProcessStatusCode()", 0x07);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::event_processor::kProcessStatusCode, [&](Exits& exit) -> Status {
     if (!item || item->pData == nullptr) {
       return exit.PassOn(1, ERR_NULL_PARAMETER, "Invalid pointer to EventItem.");
     }
@@ -247,18 +237,16 @@ Status CJ2534EventProcessor::ProcessStatusCode(pdu::Item<PDU_EVENT_ITEM> item) {
 }
 
 void CJ2534EventProcessor::ReportPduError(const PDU_ERROR_DATA& error) {
-  ReportError(
-      "Error from PDU: ",
-      Formatted("Code (%08X), Extra Info (%08X).", error.ErrorCodeId, error.ExtraErrorInfoId)
-          .Text(),
-      ERR_FAILED, MakeLocation(Module::EventProcessor, 0x08, 5), error.ErrorCodeId, true);
+  Exits(methods::event_processor::kErrorFromPdu)
+      .Fail(5, ERR_FAILED,
+            Formatted("Code (%08X), Extra Info (%08X).", error.ErrorCodeId, error.ExtraErrorInfoId),
+            error.ErrorCodeId);
   LastErrorRecord::Instance().SetLastStatus(ERR_FAILED);
   sink_->NotePduError(error.ErrorCodeId);
 }
 
 Status CJ2534EventProcessor::ProcessErrorData(pdu::Item<PDU_EVENT_ITEM> item) {
-  constexpr Method kMethod = Processor("CJ2534EventProcessor::ProcessErrorData()", 0x08);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::event_processor::kProcessErrorData, [&](Exits& exit) -> Status {
     if (!item) return exit.PassOn(1, ERR_NULL_PARAMETER, "NULL Event Item Pointer.");
     if (item->pData == nullptr) {
       return exit.PassOn(2, ERR_NULL_PARAMETER, "Error creating J2534 PassThruMsg.");

@@ -6,6 +6,7 @@
 #include "pdu/result_map.h"
 #include "platform/clock.h"
 #include "platform/never_destroyed.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -142,9 +143,7 @@ Status Link::Destroy(const Exits& exit) {
   }
   const T_PDU_ERROR result = pdu::Api().PDUDestroyComLogicalLink(module_, cll_);
   if (const Status status = kDestroyLinkResults(result)) {
-    // Its location is that of another method; applications know it so.
-    return ReportError(exit.Name(), "Error destroying CLL.", status,
-                       MakeLocation(Module::Channel, 0x22, 1), result, true);
+    return exit.At(methods::channel::kDestroyLink).Fail(1, status, "Error destroying CLL.", result);
   }
   hasLink_ = false;
   cll_ = 0;

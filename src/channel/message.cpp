@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -52,8 +52,8 @@ struct Header {
   std::span<const std::uint8_t> bytes;
 };
 
-Status StoreHeader(const char* name, HeaderBytes& area, std::span<const std::uint8_t> header) {
-  return Traced({name, Module::PassThruMsg, 0x17}, [&](Exits& exit) -> Status {
+Status StoreHeader(const Method& method, HeaderBytes& area, std::span<const std::uint8_t> header) {
+  return Traced(method, [&](Exits& exit) -> Status {
     if (header.data() == nullptr && !header.empty()) {
       return exit.PassOn(1, ERR_NULL_PARAMETER, "NULL Data pointer.");
     }
@@ -74,9 +74,7 @@ bool HeaderBytes::Assign(std::span<const std::uint8_t> bytes) {
 Status CJ2534PassThruMsg::Initialize(std::uint32_t protocolId, const pdu::SharedEventItem& item,
                                      std::span<const std::uint8_t> payload,
                                      std::uint32_t timestamp) {
-  constexpr Method kMethod{"CJ2534PassThruMsg::Initialize()", Module::PassThruMsg, 0x02, 0xFF,
-                           false};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::message::kInitialize, [&](Exits& exit) -> Status {
     if (!item) return exit.Fail(1, ERR_NULL_PARAMETER, "NULL pointer.");
     const auto* const result = static_cast<const PDU_RESULT_DATA*>(item->pData);
     if (result == nullptr) return exit.Fail(2, ERR_NULL_PARAMETER, "NULL pointer.");
@@ -121,9 +119,7 @@ Status CJ2534PassThruMsg::TakeTxDoneHeader(const PDU_RESULT_DATA& result) {
 
 Status CJ2534PassThruMsg::Initialize(std::uint32_t protocolId, const PDU_ERROR_DATA* error,
                                      std::uint32_t timestamp) {
-  constexpr Method kMethod{"CJ2534PassThruMsg::Initialize()", Module::PassThruMsg, 0x03, 0xFF,
-                           false};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::message::kInitializeError, [&](Exits& exit) -> Status {
     if (error == nullptr) return exit.PassOn(1, ERR_NULL_PARAMETER, "NULL ErrorData pointer.");
     *this = CJ2534PassThruMsg();
     protocolId_ = protocolId;
@@ -168,11 +164,11 @@ PASSBRIDGE_RX_STATUS_TEST(IsJ1939AddressClaimed, J1939_ADDRESS_CLAIMED,
 #undef PASSBRIDGE_RX_STATUS_TEST
 
 Status CJ2534PassThruMsg::SetTxDoneData(std::span<const std::uint8_t> header) {
-  return StoreHeader("CJ2534PassThruMsg::SetTxDoneData()", txDoneData_, header);
+  return StoreHeader(methods::message::kSetTxDoneData, txDoneData_, header);
 }
 
 Status CJ2534PassThruMsg::SetStartOfMessageData(std::span<const std::uint8_t> header) {
-  return StoreHeader("CJ2534PassThruMsg::SetStartOfMessageData()", startOfMessageData_, header);
+  return StoreHeader(methods::message::kSetStartOfMessageData, startOfMessageData_, header);
 }
 
 void CJ2534PassThruMsg::SetErrorInfo(Status returnValue, std::uint32_t errorCode,

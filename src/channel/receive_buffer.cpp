@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "pdu/result_map.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -21,8 +21,7 @@ constexpr std::array<std::uint32_t, 7> kFurtherIndications{
 }  // namespace
 
 Status CJ2534ReceiveBuffer::AddPassThruMsg(CJ2534PassThruMsg message) {
-  constexpr Method kMethod{"CJ2534ReceiveBuffer::AddPassThruMsg()", Module::ReceiveBuffer, 0x03};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::receive_buffer::kAddPassThruMsg, [&](Exits& exit) -> Status {
     platform::MutexLock lock(lock_);
     if (suspended_) return exit.Normal();
     if (messageCount_ >= kCapacity) message.SetErrorInfo(ERR_BUFFER_OVERFLOW, 0, 0);
@@ -63,8 +62,7 @@ void CJ2534ReceiveBuffer::Store(CJ2534PassThruMsg message) {
 }
 
 Status CJ2534ReceiveBuffer::ReadPassThruMsg(const AppMessage& out) {
-  constexpr Method kMethod{"CJ2534ReceiveBuffer::ReadPassThruMsg()", Module::ReceiveBuffer, 0x04};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::receive_buffer::kReadPassThruMsg, [&](Exits& exit) -> Status {
     platform::MutexLock lock(lock_);
     if (messages_.empty()) {
       messageCount_ = 0;
@@ -95,8 +93,7 @@ bool CJ2534ReceiveBuffer::HasMessages() {
 }
 
 Status CJ2534ReceiveBuffer::Clear() {
-  constexpr Method kMethod{"CJ2534ReceiveBuffer::Clear()", Module::ReceiveBuffer, 0x05};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::receive_buffer::kClear, [&](Exits& exit) -> Status {
     platform::MutexLock lock(lock_);
     messages_.clear();
     messageCount_ = 0;
@@ -104,8 +101,8 @@ Status CJ2534ReceiveBuffer::Clear() {
   });
 }
 
-Status CJ2534ReceiveBuffer::SetSuspended(const char* name, std::uint8_t method, bool suspended) {
-  return Traced({name, Module::ReceiveBuffer, method}, [&](Exits& exit) -> Status {
+Status CJ2534ReceiveBuffer::SetSuspended(const Method& method, bool suspended) {
+  return Traced(method, [&](Exits& exit) -> Status {
     platform::MutexLock lock(lock_);
     suspended_ = suspended;
     return exit.Normal();
@@ -113,11 +110,11 @@ Status CJ2534ReceiveBuffer::SetSuspended(const char* name, std::uint8_t method, 
 }
 
 Status CJ2534ReceiveBuffer::Suspend() {
-  return SetSuspended("CJ2534ReceiveBuffer::Suspend()", 0x06, true);
+  return SetSuspended(methods::receive_buffer::kSuspend, true);
 }
 
 Status CJ2534ReceiveBuffer::Resume() {
-  return SetSuspended("CJ2534ReceiveBuffer::Resume()", 0x07, false);
+  return SetSuspended(methods::receive_buffer::kResume, false);
 }
 
 }  // namespace passbridge

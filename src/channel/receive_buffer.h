@@ -9,6 +9,8 @@
 
 namespace passbridge {
 
+struct Method;
+
 /// A channel's queue of received messages. The event thread adds, application threads read and
 /// clear. Its lock is never held together with another of ours.
 class CJ2534ReceiveBuffer : public CJ2534 {
@@ -36,7 +38,7 @@ class CJ2534ReceiveBuffer : public CJ2534 {
  private:
   void Store(CJ2534PassThruMsg message) REQUIRES(lock_);
   void StoreIndications(const CJ2534PassThruMsg& message, std::uint32_t rxStatus) REQUIRES(lock_);
-  Status SetSuspended(const char* name, std::uint8_t method, bool suspended) EXCLUDES(lock_);
+  Status SetSuspended(const Method& method, bool suspended) EXCLUDES(lock_);
 
   platform::Mutex lock_;
   std::list<CJ2534PassThruMsg> messages_ GUARDED_BY(lock_);

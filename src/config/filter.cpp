@@ -5,15 +5,11 @@
 
 #include "passbridge/j2534.h"
 #include "platform/memory_probe.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
 namespace {
-
-constexpr Method Filter(const char* name, std::uint8_t number) {
-  return {name, Module::Filter, number};
-}
 
 /// What a filter needs of an application's message, read once.
 struct FilterMessage {
@@ -169,7 +165,7 @@ CJ2534Filter::~CJ2534Filter() { TracePassage("CJ2534Filter::~CJ2534Filter()"); }
 Status CJ2534Filter::Initialize(std::uint32_t protocolId, std::uint32_t filterType,
                                 const AppMessage& mask, const AppMessage& pattern,
                                 const AppMessage& flowControl, bool noMixedFormat) {
-  return Traced(Filter("CJ2534Filter::Initialize()", 0x03), [&](Exits& exit) -> Status {
+  return Traced(methods::filter::kInitialize, [&](Exits& exit) -> Status {
     if (SetProtocolType(protocolId) != STATUS_NOERROR) {
       return exit.Fail(kTypePoint, ERR_INVALID_PROTOCOL_ID, "Error getting Protocol Type.");
     }
@@ -195,7 +191,7 @@ Status CJ2534Filter::Initialize(std::uint32_t protocolId, std::uint32_t filterTy
 }
 
 Status CJ2534Filter::IsUnique(const CJ2534Filter& other) const {
-  return Traced(Filter("CJ2534Filter::IsUnique()", 0x04), [&](Exits& exit) -> Status {
+  return Traced(methods::filter::kIsUnique, [&](Exits& exit) -> Status {
     if (!IsFlowControl() || !other.IsFlowControl()) return exit.Normal();
     if (std::ranges::equal(Pattern(), other.Pattern())) {
       return exit.Fail(1, ERR_NOT_UNIQUE, "Pattern data is not unique.");
@@ -219,7 +215,7 @@ bool CJ2534Filter::IsPassOrBlock() const {
 bool CJ2534Filter::IsFlowControl() const { return filterType_ == FLOW_CONTROL_FILTER; }
 
 Status CJ2534Filter::GetPduFilterType(T_PDU_FILTER* filterType) const {
-  return Traced(Filter("CJ2534Filter::GetPduFilterType()", 0x05), [&](Exits& exit) -> Status {
+  return Traced(methods::filter::kGetPduFilterType, [&](Exits& exit) -> Status {
     if (filterType == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "Null Filter Type pointer.");
     }
@@ -236,33 +232,32 @@ Status CJ2534Filter::GetPduFilterType(T_PDU_FILTER* filterType) const {
 }
 
 Status CJ2534Filter::GetPduFilterNumber(UNUM32* filterNumber) const {
-  return Give(Filter("CJ2534Filter::GetPduFilterNumber()", 0x06), filterNumber, filterId_,
+  return Give(methods::filter::kGetPduFilterNumber, filterNumber, filterId_,
               "Null Filter Number pointer.");
 }
 
 Status CJ2534Filter::GetPduFilterCompareSize(UNUM32* compareSize) const {
-  return Give(Filter("CJ2534Filter::GetPduFilterCompareSize()", 0x07), compareSize, dataSize_,
+  return Give(methods::filter::kGetPduFilterCompareSize, compareSize, dataSize_,
               "Null Filter Compare Size pointer.");
 }
 
 Status CJ2534Filter::GetPduFilterMask(UNUM8* mask) const {
-  return GiveBytes(Filter("CJ2534Filter::GetPduFilterMask()", 0x08), mask, mask_,
-                   "Null Filter Mask pointer.");
+  return GiveBytes(methods::filter::kGetPduFilterMask, mask, mask_, "Null Filter Mask pointer.");
 }
 
 Status CJ2534Filter::GetPduFilterPattern(UNUM8* pattern) const {
-  return GiveBytes(Filter("CJ2534Filter::GetPduFilterPattern()", 0x09), pattern, pattern_,
+  return GiveBytes(methods::filter::kGetPduFilterPattern, pattern, pattern_,
                    "Null Filter Pattern pointer.");
 }
 
 Status CJ2534Filter::GetPduRespCanId(UNUM32* canId) const {
-  return Give(Filter("CJ2534Filter::GetPduRespCanId()", 0x0A), canId, CanIdentifier(pattern_),
+  return Give(methods::filter::kGetPduRespCanId, canId, CanIdentifier(pattern_),
               "Null Response CAN ID pointer.");
 }
 
 Status CJ2534Filter::GetPduFlowControlCanId(UNUM32* canId) const {
-  return Give(Filter("CJ2534Filter::GetPduFlowControlCanId()", 0x0B), canId,
-              CanIdentifier(flowControl_), "Null Response CAN ID pointer.");
+  return Give(methods::filter::kGetPduFlowControlCanId, canId, CanIdentifier(flowControl_),
+              "Null Response CAN ID pointer.");
 }
 
 UNUM32 CJ2534Filter::CanFormat() const {
@@ -284,7 +279,7 @@ UNUM32 CJ2534Filter::CanFormat() const {
 }
 
 Status CJ2534Filter::GetPduRespCanFormat(UNUM32* canFormat) const {
-  return Give(Filter("CJ2534Filter::GetPduRespCanFormat()", 0x0C), canFormat, CanFormat(),
+  return Give(methods::filter::kGetPduRespCanFormat, canFormat, CanFormat(),
               "Null Response CAN Format pointer.");
 }
 
@@ -297,13 +292,13 @@ UNUM32 CJ2534Filter::ExtendedAddress(const Bytes& bytes) const {
 // The two share a method number; their exits follow one another.
 
 Status CJ2534Filter::GetPduRespCanExtAddr(UNUM32* extAddr) const {
-  return Give(Filter("CJ2534Filter::GetPduRespCanExtAddr()", 0x0D), extAddr,
-              ExtendedAddress(pattern_), "Null Response CAN ID pointer.");
+  return Give(methods::filter::kGetPduRespCanExtAddr, extAddr, ExtendedAddress(pattern_),
+              "Null Response CAN ID pointer.");
 }
 
 Status CJ2534Filter::GetPduFlowControlExtAddr(UNUM32* extAddr) const {
-  return Give(Filter("CJ2534Filter::GetPduFlowControlExtAddr()", 0x0D), extAddr,
-              ExtendedAddress(flowControl_), "Null FlowControl CAN ID pointer.", 3);
+  return Give(methods::filter::kGetPduFlowControlExtAddr, extAddr, ExtendedAddress(flowControl_),
+              "Null FlowControl CAN ID pointer.", 3);
 }
 
 }  // namespace passbridge

@@ -7,7 +7,7 @@
 #include "pdu/io_control.h"
 #include "pdu/pdu_api.h"
 #include "pdu/result_map.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 /// What the filters become at the D-PDU API.
 namespace passbridge {
@@ -146,8 +146,7 @@ T_PDU_ERROR CJ2534FilterList::SendPduUridTable() const {
 }
 
 Status CJ2534FilterList::SetPduUridTable(bool startPassBlock, bool buildTable) {
-  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::SetPduUridTable()", 0x08);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::filter_list::kSetPduUridTable, [&](Exits& exit) -> Status {
     if (channel_ == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid J2534 Channel pointer.");
     }
@@ -176,8 +175,7 @@ Status CJ2534FilterList::CollectEntries(std::vector<PDU_IO_FILTER_DATA>& entries
 }
 
 Status CJ2534FilterList::StartPduFilters(bool startPassBlock) {
-  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::StartPduFilters()", 0x09);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::filter_list::kStartPduFilters, [&](Exits& exit) -> Status {
     if (channel_ == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid J2534 Channel pointer.");
     }
@@ -202,8 +200,7 @@ Status CJ2534FilterList::StartPduFilters(bool startPassBlock) {
 
 Status CJ2534FilterList::DownloadJ2534Filters(bool passBlock, bool flowControl,
                                               bool onlyWhenConnected) {
-  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::DownloadJ2534Filters()", 0x0A);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::filter_list::kDownloadJ2534Filters, [&](Exits& exit) -> Status {
     if (channel_ == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid J2534 Channel pointer.");
     }

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "passbridge/j2534.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -28,8 +28,7 @@ CJ2534FilterList::CJ2534FilterList(ChannelLink* channel) : channel_(channel) {
 CJ2534FilterList::~CJ2534FilterList() { TracePassage("CJ2534FilterList::~CJ2534FilterList()"); }
 
 Status CJ2534FilterList::Initialize(ChannelLink* channel) {
-  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::Initialize()", 0x04);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::filter_list::kInitialize, [&](Exits& exit) -> Status {
     if (channel == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid J2534 Channel pointer.");
     }
@@ -63,8 +62,7 @@ std::uint32_t CJ2534FilterList::FreeFilterId() const {
 }
 
 Status CJ2534FilterList::StartJ2534Filter(std::unique_ptr<CJ2534Filter>&& filter) {
-  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::StartJ2534Filter()", 0x05);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::filter_list::kStartJ2534Filter, [&](Exits& exit) -> Status {
     if (filter == nullptr) return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid filter pointer.");
     const platform::MutexLock lock(lock_);
     return Keep(exit, std::move(filter));
@@ -94,8 +92,7 @@ Status CJ2534FilterList::Keep(const Exits& exit, std::unique_ptr<CJ2534Filter>&&
 }
 
 Status CJ2534FilterList::StopJ2534Filter(std::uint32_t filterId) {
-  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::StopJ2534Filter()", 0x06);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::filter_list::kStopJ2534Filter, [&](Exits& exit) -> Status {
     FilterMap::node_type removed;
     {
       const platform::MutexLock lock(lock_);
@@ -111,10 +108,7 @@ Status CJ2534FilterList::StopJ2534Filter(std::uint32_t filterId) {
 }
 
 Status CJ2534FilterList::ClearJ2534PassBlockFilters() {
-  // Shares the number of StopJ2534Filter; its exits follow.
-  constexpr Method kMethod =
-      FilterListMethod("CJ2534FilterList::ClearJ2534PassBlockFilters()", 0x06);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::filter_list::kClearJ2534PassBlockFilters, [&](Exits& exit) -> Status {
     std::size_t removed = 0;
     {
       const platform::MutexLock lock(lock_);
@@ -130,8 +124,7 @@ Status CJ2534FilterList::ClearJ2534PassBlockFilters() {
 }
 
 Status CJ2534FilterList::ClearJ2534Filters() {
-  constexpr Method kMethod = FilterListMethod("CJ2534FilterList::ClearJ2534Filters()", 0x07);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::filter_list::kClearJ2534Filters, [&](Exits& exit) -> Status {
     {
       const platform::MutexLock lock(lock_);
       filters_.clear();

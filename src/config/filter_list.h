@@ -15,11 +15,6 @@
 
 namespace passbridge {
 
-/// How a method of the filter list names itself.
-constexpr Method FilterListMethod(const char* name, std::uint8_t number) {
-  return {name, Module::FilterList, number};
-}
-
 /// Filters by their IDs.
 using FilterMap = std::map<std::uint32_t, std::unique_ptr<CJ2534Filter>>;
 

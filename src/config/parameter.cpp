@@ -4,17 +4,13 @@
 
 #include "config/parameter_table.h"
 #include "pdu/com_param.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
 namespace {
 
 constexpr std::uint32_t kUnknownDefault = 0xFFFFFFFF;
-
-constexpr Method Parameter(const char* name, std::uint8_t number) {
-  return {name, Module::Parameter, number};
-}
 
 /// Times of 100 to 900 us have STmin bytes of their own; all others are milliseconds.
 UNUM32 SeparationTimeInMicroseconds(std::uint32_t stMin) {
@@ -67,7 +63,7 @@ CJ2534Parameter::CJ2534Parameter(std::uint32_t parameterId) : parameterId_(param
 }
 
 Status CJ2534Parameter::Initialize(std::uint32_t protocolId) {
-  return Traced(Parameter("CJ2534Parameter::Initialize()", 0x02), [&](Exits& exit) -> Status {
+  return Traced(methods::parameter::kInitialize, [&](Exits& exit) -> Status {
     if (const Status status = GetPduComParamId(parameterId_, &pduComParamId_)) {
       return exit.PassOn(2, status, "Error getting PDU ParamId.");
     }
@@ -82,7 +78,7 @@ Status CJ2534Parameter::Initialize(std::uint32_t protocolId) {
 }
 
 Status CJ2534Parameter::GetPduComParamId(std::uint32_t parameterId, UNUM32* comParamId) {
-  return Traced(Parameter("CJ2534Parameter::GetPduComParamId()", 0x03), [&](Exits& exit) -> Status {
+  return Traced(methods::parameter::kGetPduComParamId, [&](Exits& exit) -> Status {
     if (comParamId == nullptr) return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid pointer.");
     *comParamId = 0;
     const ParameterRow* const row = FindParameter(parameterId);
@@ -94,7 +90,7 @@ Status CJ2534Parameter::GetPduComParamId(std::uint32_t parameterId, UNUM32* comP
 
 Status CJ2534Parameter::GetDefaultValue(std::uint32_t protocolId, std::uint32_t parameterId,
                                         std::uint32_t* value) {
-  return Traced(Parameter("CJ2534Parameter::GetDefaultValue()", 0x04), [&](Exits& exit) -> Status {
+  return Traced(methods::parameter::kGetDefaultValue, [&](Exits& exit) -> Status {
     if (value == nullptr) return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid pointer.");
     const ParameterRow* const row = FindParameter(parameterId);
     *value = row != nullptr ? DefaultValueOf(*row, protocolId) : kUnknownDefault;
@@ -105,7 +101,7 @@ Status CJ2534Parameter::GetDefaultValue(std::uint32_t protocolId, std::uint32_t 
 
 Status CJ2534Parameter::ValidateValue(std::uint32_t protocolId, std::uint32_t parameterId,
                                       std::uint32_t value) {
-  return Traced(Parameter("CJ2534Parameter::ValidateValue()", 0x05), [&](Exits& exit) -> Status {
+  return Traced(methods::parameter::kValidateValue, [&](Exits& exit) -> Status {
     const ParameterRow* const row = FindParameter(parameterId);
     if (row == nullptr) return exit.PassOn(1, ERR_NOT_SUPPORTED, "Unsupported Parameter.");
     if (!IsAccepted(*row, protocolId, value)) {
@@ -116,7 +112,7 @@ Status CJ2534Parameter::ValidateValue(std::uint32_t protocolId, std::uint32_t pa
 }
 
 Status CJ2534Parameter::SetValue(std::uint32_t protocolId, std::uint32_t value) {
-  return Traced(Parameter("CJ2534Parameter::SetValue()", 0x07), [&](Exits& exit) -> Status {
+  return Traced(methods::parameter::kSetValue, [&](Exits& exit) -> Status {
     if (const Status status = ValidateValue(protocolId, parameterId_, value)) {
       return exit.PassOn(1, status, "Error setting PDU ComParam value.");
     }
@@ -126,7 +122,7 @@ Status CJ2534Parameter::SetValue(std::uint32_t protocolId, std::uint32_t value) 
 }
 
 Status CJ2534Parameter::GetValue(std::uint32_t* value) const {
-  return Traced(Parameter("CJ2534Parameter::GetValue()", 0x08), [&](Exits& exit) -> Status {
+  return Traced(methods::parameter::kGetValue, [&](Exits& exit) -> Status {
     if (value == nullptr) return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid Parameter pointer.");
     *value = value_;
     return exit.Normal();
@@ -134,14 +130,14 @@ Status CJ2534Parameter::GetValue(std::uint32_t* value) const {
 }
 
 Status CJ2534Parameter::SetParameter(std::uint32_t parameterId) {
-  return Traced(Parameter("CJ2534Parameter::SetParameter()", 0x09), [&](Exits& exit) -> Status {
+  return Traced(methods::parameter::kSetParameter, [&](Exits& exit) -> Status {
     parameterId_ = parameterId;
     return exit.Normal();
   });
 }
 
 Status CJ2534Parameter::GetParameter(std::uint32_t* parameterId) const {
-  return Traced(Parameter("CJ2534Parameter::GetParameter()", 0x0A), [&](Exits& exit) -> Status {
+  return Traced(methods::parameter::kGetParameter, [&](Exits& exit) -> Status {
     if (parameterId == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "Invalid Parameter pointer.");
     }
@@ -151,8 +147,7 @@ Status CJ2534Parameter::GetParameter(std::uint32_t* parameterId) const {
 }
 
 Status CJ2534Parameter::GetConvertedPDUValue(UNUM32* pduValue, UNUM32 currentPduValue) const {
-  constexpr Method kMethod = Parameter("CJ2534Parameter::GetConvertedPDUValue()", 0x0F);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::parameter::kGetConvertedPDUValue, [&](Exits& exit) -> Status {
     if (pduValue == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL pointer to PDU Value.");
     }

@@ -6,15 +6,11 @@
 #include <utility>
 
 #include "config/parameter_table.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
 namespace {
-
-constexpr Method List(const char* name, std::uint8_t number) {
-  return {name, Module::ParameterList, number};
-}
 
 /// Names of one time, in the order in which they follow the one that was set.
 constexpr std::array kIdleTimes{W5, W0, TIDLE};
@@ -54,7 +50,7 @@ ChannelLink& CJ2534ParameterList::Channel() const {
 }
 
 Status CJ2534ParameterList::Initialize(ChannelLink* channel) {
-  return Traced(List("CJ2534ParameterList::Initialize()", 0x04), [&](Exits& exit) -> Status {
+  return Traced(methods::parameter_list::kInitialize, [&](Exits& exit) -> Status {
     if (channel == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL pointer to CJ2534Channel.");
     }
@@ -68,8 +64,7 @@ Status CJ2534ParameterList::Initialize(ChannelLink* channel) {
 }
 
 Status CJ2534ParameterList::AddJ2534Parameter(std::uint32_t parameterId) {
-  constexpr Method kMethod = List("CJ2534ParameterList::AddJ2534Parameter(unsigned long)", 0x05);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::parameter_list::kAddJ2534ParameterById, [&](Exits& exit) -> Status {
     auto parameter = std::make_unique<CJ2534Parameter>(parameterId);
     if (const Status status = parameter->Initialize(Channel().ChannelProtocolId())) {
       return exit.PassOn(2, status, WithId("Error initializing J2534 Parameter.", parameterId));
@@ -82,8 +77,7 @@ Status CJ2534ParameterList::AddJ2534Parameter(std::uint32_t parameterId) {
 }
 
 Status CJ2534ParameterList::AddJ2534Parameter(std::unique_ptr<CJ2534Parameter> parameter) {
-  constexpr Method kMethod = List("CJ2534ParameterList::AddJ2534Parameter(CJ2534Parameter*)", 0x06);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::parameter_list::kAddJ2534Parameter, [&](Exits& exit) -> Status {
     if (parameter == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL pointer to CJ2534Parameter.");
     }
@@ -98,7 +92,7 @@ Status CJ2534ParameterList::AddJ2534Parameter(std::unique_ptr<CJ2534Parameter> p
 
 Status CJ2534ParameterList::GetJ2534Parameter(std::uint32_t parameterId,
                                               CJ2534Parameter** parameter) const {
-  return Traced(List("CJ2534ParameterList::GetJ2534Parameter()", 0x08), [&](Exits& exit) -> Status {
+  return Traced(methods::parameter_list::kGetJ2534Parameter, [&](Exits& exit) -> Status {
     if (parameter == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL Parameter pointer pointer.");
     }
@@ -114,8 +108,7 @@ Status CJ2534ParameterList::GetJ2534Parameter(std::uint32_t parameterId,
 
 Status CJ2534ParameterList::GetJ2534ParameterValue(std::uint32_t parameterId,
                                                    std::uint32_t* value) const {
-  constexpr Method kMethod = List("CJ2534ParameterList::GetJ2534ParameterValue()", 0x09);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::parameter_list::kGetJ2534ParameterValue, [&](Exits& exit) -> Status {
     if (value == nullptr) return exit.Fail(1, ERR_NULL_PARAMETER, "Null pointer to Value.");
     CJ2534Parameter* parameter = nullptr;
     if (const Status status = GetJ2534Parameter(parameterId, &parameter)) {
@@ -138,8 +131,7 @@ Status CJ2534ParameterList::SetIdleTimes(std::uint32_t value) {
 }
 
 Status CJ2534ParameterList::SetJ2534ParameterValue(std::uint32_t parameterId, std::uint32_t value) {
-  constexpr Method kMethod = List("CJ2534ParameterList::SetJ2534ParameterValue()", 0x0A);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::parameter_list::kSetJ2534ParameterValue, [&](Exits& exit) -> Status {
     CJ2534Parameter* parameter = nullptr;
     if (const Status status = GetJ2534Parameter(parameterId, &parameter)) {
       return exit.PassOn(1, status, "Error getting pointer to CJ2534Parameter.");
@@ -154,8 +146,7 @@ Status CJ2534ParameterList::SetJ2534ParameterValue(std::uint32_t parameterId, st
 }
 
 Status CJ2534ParameterList::ClearJ2534Parameters() {
-  constexpr Method kMethod = List("CJ2534ParameterList::ClearJ2534Parameters()", 0x0B);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::parameter_list::kClearJ2534Parameters, [&](Exits& exit) -> Status {
     parameters_.clear();
     return exit.Normal();
   });
@@ -172,8 +163,7 @@ void CJ2534ParameterList::Download(std::uint32_t parameterId, const CJ2534Parame
 }
 
 Status CJ2534ParameterList::DownloadParameters() {
-  constexpr Method kMethod = List("CJ2534ParameterList::DownloadParameters()", 0x0C);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::parameter_list::kDownloadParameters, [&](Exits& exit) -> Status {
     for (const auto& [id, parameter] : parameters_) {
       if (parameter->Modified()) Download(id, *parameter);
     }

@@ -9,19 +9,15 @@
 #include "j2534/status_text.h"
 #include "platform/memory_probe.h"
 #include "trace/last_error.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
 namespace {
 
-constexpr Method Utility(const char* name, std::uint8_t number) {
-  return {name, Module::Utility, number, 0xFF, false};
-}
-
 template <typename Probe>
 Status Validate(const void* pointer, Probe probe) {
-  return Traced(Utility("CJ2534::ValidatePointer()", 0x01), [&](Exits& exit) -> Status {
+  return Traced(methods::utility::kValidatePointer, [&](Exits& exit) -> Status {
     if (pointer == nullptr) {
       return Exits::NormalAs("CJ2534::ValidatePointer() - NULL Pointer", ERR_NULL_PARAMETER);
     }
@@ -58,7 +54,7 @@ Status CJ2534::ValidatePointer(const AppValue& value, std::size_t count) {
 }
 
 Status CJ2534::GetProtocolType(std::uint32_t protocolId, ProtocolType* protocolType) {
-  return Traced(Utility("CJ2534::GetProtocolType()", 0x03), [&](Exits& exit) -> Status {
+  return Traced(methods::utility::kGetProtocolType, [&](Exits& exit) -> Status {
     if (protocolType == nullptr) {
       return exit.PassOn(1, ERR_NULL_PARAMETER, "NULL ProtocolType Pointer.");
     }
@@ -70,7 +66,7 @@ Status CJ2534::GetProtocolType(std::uint32_t protocolId, ProtocolType* protocolT
 }
 
 Status CJ2534::GetProtocolName(std::uint32_t protocolId, char* name) {
-  return Traced(Utility("CJ2534::GetProtocolName()", 0x04), [&](Exits& exit) -> Status {
+  return Traced(methods::utility::kGetProtocolName, [&](Exits& exit) -> Status {
     if (name == nullptr) return exit.PassOn(1, ERR_NULL_PARAMETER, "NULL ProtocolName Pointer.");
     ProtocolType type = 0;
     if (const Status status = GetProtocolType(protocolId, &type)) {
@@ -86,7 +82,7 @@ Status CJ2534::GetProtocolName(std::uint32_t protocolId, char* name) {
 }
 
 Status CJ2534::SetProtocolType(std::uint32_t protocolId) {
-  return Traced(Utility("CJ2534::SetProtocolType()", 0x02), [&](Exits& exit) -> Status {
+  return Traced(methods::utility::kSetProtocolType, [&](Exits& exit) -> Status {
     ProtocolType type = 0;
     if (const Status status = GetProtocolType(protocolId, &type)) {
       return exit.PassOn(1, status, "Invalid ProtocolID.");

@@ -3,15 +3,11 @@
 #include <array>
 
 #include "protocols/resource_names.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
 namespace {
-
-constexpr Method Can(const char* name, std::uint8_t number) {
-  return {name, Module::ChannelCan, number};
-}
 
 constexpr std::uint32_t kMinDataSize = 4;   // the identifier
 constexpr std::uint32_t kMaxDataSize = 12;  // and 8 bytes of data
@@ -23,36 +19,37 @@ constexpr UNUM32 kBothIdentifierLengths = 0x80;
 }  // namespace
 
 Status CJ2534Channel_CAN::GetPduResourceBusTypeId(PDU_RSC_DATA* resource) {
-  return LookUpResource(Can("CJ2534Channel_CAN::GetPduResourceBusTypeId()", 0x01), PDU_OBJT_BUSTYPE,
+  return LookUpResource(methods::channel_can::kGetPduResourceBusTypeId, PDU_OBJT_BUSTYPE,
                         ProtocolId() == FT_CAN_PS ? "ISO_11898_3_DWFTCAN" : "ISO_11898_2_DWCAN",
                         resource);
 }
 
 Status CJ2534Channel_CAN::GetPduResourceProtocolId(PDU_RSC_DATA* resource) {
-  return LookUpResource(Can("CJ2534Channel_CAN::GetPduResourceProtocolId()", 0x02),
-                        PDU_OBJT_PROTOCOL, "ISO_11898_RAW", resource);
+  return LookUpResource(methods::channel_can::kGetPduResourceProtocolId, PDU_OBJT_PROTOCOL,
+                        "ISO_11898_RAW", resource);
 }
 
 Status CJ2534Channel_CAN::SetProtocolConnectionComParameters() {
-  constexpr Method kMethod = Can("CJ2534Channel_CAN::SetProtocolConnectionComParameters()", 0x03);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
-    using pdu::ComParam;
-    const UNUM32 format =
-        (ConnectFlags() & CAN_ID_BOTH) != 0 ? kBothIdentifierLengths : kOneIdentifierLength;
-    return SetComParams(
-        exit,
-        std::array<ComParamSetting, 5>{{
-            {ComParam::CP_CanFillerByteHandling, 0, "Error setting CP_CAN_FILLER_BYTE_HANDLING."},
-            {ComParam::CP_CanFillerByte, 0, "Error setting CP_CAN_FILLER_BYTE."},
-            {ComParam::CP_CanFuncReqFormat, format, "Error setting CP_CAN_FUNC_REQ_FORMAT."},
-            {ComParam::CP_P3Func, 0, "Error setting CP_P3_FUNC."},
-            {ComParam::CP_P3Phys, 0, "Error setting CP_P3_PHYS."},
-        }});
-  });
+  return Traced(
+      methods::channel_can::kSetProtocolConnectionComParameters, [&](Exits& exit) -> Status {
+        using pdu::ComParam;
+        const UNUM32 format =
+            (ConnectFlags() & CAN_ID_BOTH) != 0 ? kBothIdentifierLengths : kOneIdentifierLength;
+        return SetComParams(
+            exit,
+            std::array<ComParamSetting, 5>{{
+                {ComParam::CP_CanFillerByteHandling, 0,
+                 "Error setting CP_CAN_FILLER_BYTE_HANDLING."},
+                {ComParam::CP_CanFillerByte, 0, "Error setting CP_CAN_FILLER_BYTE."},
+                {ComParam::CP_CanFuncReqFormat, format, "Error setting CP_CAN_FUNC_REQ_FORMAT."},
+                {ComParam::CP_P3Func, 0, "Error setting CP_P3_FUNC."},
+                {ComParam::CP_P3Phys, 0, "Error setting CP_P3_PHYS."},
+            }});
+      });
 }
 
 Status CJ2534Channel_CAN::AdjustCop(const AppMessage& msg, CopData& /*data*/, CopControl& control) {
-  return Traced(Can("CJ2534Channel_CAN::AdjustCop()", 0x04), [&](Exits& exit) -> Status {
+  return Traced(methods::channel_can::kAdjustCop, [&](Exits& exit) -> Status {
     const std::uint32_t txFlags = msg.TxFlags();
     // The TxFlags, most significant byte first.
     control.txFlags[2] |= static_cast<UNUM8>((txFlags & CAN_29BIT_ID) >> 8U);
@@ -63,7 +60,7 @@ Status CJ2534Channel_CAN::AdjustCop(const AppMessage& msg, CopData& /*data*/, Co
 
 Status CJ2534Channel_CAN::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                           std::uint32_t /*rxStatus*/) {
-  return Traced(Can("CJ2534Channel_CAN::ValidateMessage()", 0x05), [&](Exits& exit) -> Status {
+  return Traced(methods::channel_can::kValidateMessage, [&](Exits& exit) -> Status {
     if (const Status status = ValidateDataSize(dataSize, kMinDataSize, kMaxDataSize)) {
       return exit.PassOn(1, status, "Invalid DataSize.");
     }
@@ -73,14 +70,13 @@ Status CJ2534Channel_CAN::ValidateMessage(std::uint32_t dataSize, const std::uin
 
 Status CJ2534Channel_CAN::PassThruStartPeriodicMsg(const AppMessage& msg, const AppValue& msgId,
                                                    std::uint32_t interval) {
-  constexpr Method kMethod = Can("CJ2534Channel_CAN::PassThruStartPeriodicMsg()", 0x06);
   static constexpr std::array<TakenOver, 2> kTakenOver{{
       {LOOPBACK, "Error connecting to Channel."},
       {J1962_PINS, "Error connecting to Channel."},
   }};
   constexpr PeriodicChannelPlan kPlan{[] { return OwnedChannel(new CJ2534Channel_CAN); },
                                       kTakenOver};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::channel_can::kPassThruStartPeriodicMsg, [&](Exits& exit) -> Status {
     return StartOnPeriodicChannel(exit, kPlan, msg, msgId, interval);
   });
 }

@@ -11,7 +11,7 @@
 #include "protocols/channel_factory.h"
 #include "server/server.h"
 #include "trace/last_error.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -90,7 +90,7 @@ Status CJ2534Device::FailPdu(const Exits& exit, std::uint16_t point, Status stat
 }
 
 Status CJ2534Device::PassThruOpen(const UNUM32* moduleHandle, const std::uint32_t* serialNumber) {
-  return Traced({"CJ2534Device::PassThruOpen()", Module::Device, 0x04}, [&](Exits& exit) -> Status {
+  return Traced(methods::device::kPassThruOpen, [&](Exits& exit) -> Status {
     if (opened_) return Exits::NormalAs("CJ2534Device::PassThruOpen() - Already Open!");
     if (moduleHandle == nullptr) return exit.Fail(2, ERR_FAILED, "Module handle was not valid.");
     if (const T_PDU_ERROR result = pdu::Api().PDUModuleConnect(*moduleHandle)) {
@@ -108,8 +108,7 @@ Status CJ2534Device::PassThruOpen(const UNUM32* moduleHandle, const std::uint32_
 }
 
 Status CJ2534Device::PassThruClose() {
-  constexpr Method kMethod{"CJ2534Device::PassThruClose()", Module::Device, 0x05};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::device::kPassThruClose, [&](Exits& exit) -> Status {
     if (const Status status = CheckUsable(exit, false)) return status;
     if (const Status status = CloseChannels(exit)) return status;
     const T_PDU_ERROR result = pdu::Api().PDUModuleDisconnect(moduleHandle_);

@@ -3,7 +3,7 @@
 
 #include "channel/channel.h"
 #include "server/device.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -17,10 +17,6 @@ struct CJ2534Device::Forwarding {
 };
 
 namespace {
-
-constexpr Method DeviceMethod(const char* name, std::uint8_t number) {
-  return {name, Module::Device, number};
-}
 
 constexpr const char* kPinSwitchable = "Pin-switchable Protocols.";
 
@@ -52,7 +48,7 @@ Status CJ2534Device::OutcomeOf(std::uint32_t channelId, Status status) const {
 Status CJ2534Device::PassThruConnect(std::uint32_t protocolId, std::uint32_t flags,
                                      std::uint32_t baudRate, const AppValue& channelId,
                                      std::uint32_t& newChannelId) {
-  return Traced(DeviceMethod("CJ2534Device::PassThruConnect()", 0x06), [&](Exits& exit) -> Status {
+  return Traced(methods::device::kPassThruConnect, [&](Exits& exit) -> Status {
     ProtocolType type = 0;
     if (const Status status = CheckConnect(exit, protocolId, channelId, type)) return status;
     ChannelPtr channel;
@@ -114,8 +110,7 @@ Status CJ2534Device::PassThruDisconnect(std::uint32_t channelId) {
 }
 
 Status CJ2534Device::Disconnect(std::uint32_t channelId, bool withGate) {
-  constexpr Method kMethod = DeviceMethod("CJ2534Device::PassThruDisconnect()", 0x07);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::device::kPassThruDisconnect, [&](Exits& exit) -> Status {
     if (const Status status = CheckUsable(exit, withGate)) return status;
     ChannelPtr channel;
     if (const Status status = GetChannelFromChannelID(channelId, &channel)) {
@@ -133,8 +128,8 @@ Status CJ2534Device::Disconnect(std::uint32_t channelId, bool withGate) {
 
 Status CJ2534Device::PassThruReadMsgs(std::uint32_t channelId, const AppMessage& msgs,
                                       const AppValue& numMsgs, std::uint32_t timeout) {
-  static constexpr Forwarding kRead{DeviceMethod("CJ2534Device::PassThruReadMsgs()", 0x0A),
-                                    ERR_INVALID_DEVICE_ID, "Error locating channel.",
+  static constexpr Forwarding kRead{methods::device::kPassThruReadMsgs, ERR_INVALID_DEVICE_ID,
+                                    "Error locating channel.",
                                     "Error reading messages from Channel."};
   return Forward(kRead, channelId, [&](CJ2534Channel& channel) {
     return channel.PassThruReadMsgs(msgs, numMsgs, timeout);
@@ -143,7 +138,7 @@ Status CJ2534Device::PassThruReadMsgs(std::uint32_t channelId, const AppMessage&
 
 Status CJ2534Device::PassThruWriteMsgs(std::uint32_t channelId, const AppMessage& msgs,
                                        const AppValue& numMsgs, std::uint32_t timeout) {
-  static constexpr Forwarding kWrite{DeviceMethod("CJ2534Device::PassThruWriteMsgs()", 0x0B), 0,
+  static constexpr Forwarding kWrite{methods::device::kPassThruWriteMsgs, 0,
                                      "Error locating Channel.",
                                      "Error writing messages to channel."};
   return Forward(kWrite, channelId, [&](CJ2534Channel& channel) {
@@ -153,7 +148,7 @@ Status CJ2534Device::PassThruWriteMsgs(std::uint32_t channelId, const AppMessage
 
 Status CJ2534Device::PassThruStartPeriodicMsg(std::uint32_t channelId, const AppMessage& msg,
                                               const AppValue& msgId, std::uint32_t interval) {
-  static constexpr Forwarding kStart{DeviceMethod("CJ2534Device::PassThruStartPeriodicMsg()", 0x0D),
+  static constexpr Forwarding kStart{methods::device::kPassThruStartPeriodicMsg,
                                      ERR_INVALID_DEVICE_ID, "Error locating channel.",
                                      "Channel. Return Value = "};
   return Forward(kStart, channelId, [&](CJ2534Channel& channel) {
@@ -162,7 +157,7 @@ Status CJ2534Device::PassThruStartPeriodicMsg(std::uint32_t channelId, const App
 }
 
 Status CJ2534Device::PassThruStopPeriodicMsg(std::uint32_t channelId, std::uint32_t msgId) {
-  static constexpr Forwarding kStop{DeviceMethod("CJ2534Device::PassThruStopPeriodicMsg()", 0x0E),
+  static constexpr Forwarding kStop{methods::device::kPassThruStopPeriodicMsg,
                                     ERR_INVALID_DEVICE_ID, "Error locating channel.",
                                     "Error stopping periodic message in channel."};
   return Forward(kStop, channelId,
@@ -173,8 +168,8 @@ Status CJ2534Device::PassThruStartMsgFilter(std::uint32_t channelId, std::uint32
                                             const AppMessage& mask, const AppMessage& pattern,
                                             const AppMessage& flowControl,
                                             const AppValue& filterId) {
-  static constexpr Forwarding kStart{DeviceMethod("CJ2534Device::PassThruStartMsgFilter()", 0x0F),
-                                     0, "Error locating channel.",
+  static constexpr Forwarding kStart{methods::device::kPassThruStartMsgFilter, 0,
+                                     "Error locating channel.",
                                      "Error starting filter in channel."};
   return Forward(kStart, channelId, [&](CJ2534Channel& channel) {
     return channel.PassThruStartMsgFilter(filterType, mask, pattern, flowControl, filterId);
@@ -182,8 +177,7 @@ Status CJ2534Device::PassThruStartMsgFilter(std::uint32_t channelId, std::uint32
 }
 
 Status CJ2534Device::PassThruStopMsgFilter(std::uint32_t channelId, std::uint32_t filterId) {
-  static constexpr Method kMethod = DeviceMethod("CJ2534Device::PassThruStopMsgFilter()", 0x10);
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::device::kPassThruStopMsgFilter, [&](Exits& exit) -> Status {
     if (const Status status = CheckUsable(exit, true)) return status;
     if (filterId == 0) return exit.Fail(4, ERR_INVALID_FILTER_ID, "Invalid Filter ID.");
     ChannelPtr channel;
@@ -198,9 +192,7 @@ Status CJ2534Device::PassThruStopMsgFilter(std::uint32_t channelId, std::uint32_
 }
 
 Status CJ2534Device::GetChannelFromChannelID(std::uint32_t channelId, ChannelPtr* channel) {
-  constexpr Method kMethod{"CJ2534Device::GetChannelFromChannelID()", Module::Device, 0x01, 0xFF,
-                           false};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::device::kGetChannelFromChannelID, [&](Exits& exit) -> Status {
     if (ValidatePointer(channel)) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL Channel ID pointer pointer.");
     }

@@ -9,7 +9,7 @@
 #include "pdu/result_map.h"
 #include "platform/memory_probe.h"
 #include "server/device.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -72,8 +72,7 @@ struct CJ2534Device::Reading {
 
 Status CJ2534Device::PassThruIoctl(std::uint32_t channelId, std::uint32_t ioctlId,
                                    const AppPointer& input, const AppPointer& output) {
-  constexpr Method kMethod{"CJ2534Device::PassThruIoctl()", Module::Device, 0x0C};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::device::kPassThruIoctl, [&](Exits& exit) -> Status {
     if (const Status status = CheckUsable(exit, true)) return status;
     return IoctlBody(exit, channelId, ioctlId, input, output);
   });
@@ -116,28 +115,22 @@ Status CJ2534Device::IoctlBody(const Exits& exit, std::uint32_t channelId, std::
 }
 
 Status CJ2534Device::PassThruIoctl_READ_VBATT(const AppPointer& output) {
-  static constexpr Reading kReading{
-      {"CJ2534Device::PassThruIoctl_READ_VBATT()", Module::Device, 0x02},
-      pdu::IoControl::ReadVbatt,
-      "Error performing PDU READ VBATT IOCTL."};
+  static constexpr Reading kReading{methods::device::kPassThruIoctlReadVbatt,
+                                    pdu::IoControl::ReadVbatt,
+                                    "Error performing PDU READ VBATT IOCTL."};
   return ReadNumber(kReading, output);
 }
 
 Status CJ2534Device::PassThruIoctl_READ_PROG_VOLTAGE(const AppPointer& output) {
-  static constexpr Reading kReading{
-      {"CJ2534Device::PassThruIoctl_READ_PROG_VOLTAGE()", Module::Device, 0x03},
-      pdu::IoControl::ReadProgVoltage,
-      "Error performing PDU IOCTL."};
+  static constexpr Reading kReading{methods::device::kPassThruIoctlReadProgVoltage,
+                                    pdu::IoControl::ReadProgVoltage, "Error performing PDU IOCTL."};
   return ReadNumber(kReading, output);
 }
 
 Status CJ2534Device::PassThruIoctl_READ_CABLE_ID(const AppPointer& output) {
-  static constexpr Reading kReading{
-      {"CJ2534Device::PassThruIoctl_READ_CABLE_ID()", Module::Device, 0x03},
-      pdu::IoControl::GetCableId,
-      "Error performing PDU IOCTL.",
-      &CableId,
-      true};
+  static constexpr Reading kReading{methods::device::kPassThruIoctlReadCableId,
+                                    pdu::IoControl::GetCableId, "Error performing PDU IOCTL.",
+                                    &CableId, true};
   return ReadNumber(kReading, output);
 }
 
@@ -179,16 +172,15 @@ Status CJ2534Device::NotSupported(const Method& method) const {
 }
 
 Status CJ2534Device::PassThruIoctl_SET_DEVICE_CONFIG(const AppPointer& /*input*/) {
-  return NotSupported({"CJ2534Device::PassThruIoctl_SET_DEVICE_CONFIG()", Module::Device, 0x11});
+  return NotSupported(methods::device::kPassThruIoctlSetDeviceConfig);
 }
 
 Status CJ2534Device::PassThruIoctl_GET_DEVICE_CONFIG(const AppPointer& /*input*/) {
-  return NotSupported({"CJ2534Device::PassThruIoctl_GET_DEVICE_CONFIG()", Module::Device, 0x12});
+  return NotSupported(methods::device::kPassThruIoctlGetDeviceConfig);
 }
 
 Status CJ2534Device::PassThruSetProgrammingVoltage(std::uint32_t pin, std::uint32_t voltage) {
-  constexpr Method kMethod{"CJ2534Device::PassThruSetProgrammingVoltage()", Module::Device, 0x08};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::device::kPassThruSetProgrammingVoltage, [&](Exits& exit) -> Status {
     if (const Status status = CheckUsable(exit, true)) return status;
     if (const Status status = ClaimPin(exit, pin, voltage)) return status;
     PDU_IO_PROG_VOLTAGE_DATA data{voltage, pin};
@@ -225,8 +217,7 @@ Status CJ2534Device::ClaimPin(const Exits& exit, std::uint32_t pin, std::uint32_
 
 Status CJ2534Device::PassThruReadVersion(char* firmwareVersion, char* dllVersion,
                                          char* apiVersion) {
-  constexpr Method kMethod{"CJ2534Device::PassThruReadVersion()", Module::Device, 0x09};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::device::kPassThruReadVersion, [&](Exits& exit) -> Status {
     if (const Status status = CheckUsable(exit, true)) return status;
     if (ValidatePointer(TextCell(firmwareVersion), kTextCells)) {
       return exit.Fail(4, ERR_NULL_PARAMETER, "NULL FirmwareVersion pointer.");

@@ -9,7 +9,7 @@
 #include "platform/never_destroyed.h"
 #include "server/device.h"
 #include "trace/last_error.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -88,7 +88,7 @@ Status CJ2534Server::PassThruOpen(const UNUM32* moduleHandle, const std::uint32_
 
 Status CJ2534Server::OpenDevice(const UNUM32* moduleHandle, const std::uint32_t* serialNumber,
                                 const AppValue& deviceId) {
-  return Traced({"CJ2534Server::PassThruOpen()", Module::Server, 0x06}, [&](Exits& exit) -> Status {
+  return Traced(methods::server::kPassThruOpen, [&](Exits& exit) -> Status {
     if (ValidatePointer(deviceId)) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL Device ID pointer.");
     }
@@ -115,8 +115,7 @@ Status CJ2534Server::PassThruClose(std::uint32_t deviceId) {
 }
 
 Status CJ2534Server::CloseDevice(std::uint32_t deviceId) {
-  constexpr Method kMethod{"CJ2534Server::PassThruClose()", Module::Server, 0x07};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::server::kPassThruClose, [&](Exits& exit) -> Status {
     DevicePtr device;
     if (const Status status = GetDeviceFromDeviceID(deviceId, &device)) {
       return exit.Fail(1, status, "Error finding device.");

@@ -3,7 +3,7 @@
 #include "platform/cancellation.h"
 #include "server/device.h"
 #include "server/server.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -60,7 +60,7 @@ void PDUAPI CJ2534Server::ModuleEventCallback(T_PDU_EVT_DATA eventType, UNUM32 h
                                               void* /*pCllTag*/, void* /*pApiTag*/) {
   const platform::CancellationGuard cancellation;
   // The D-PDU library wants to know nothing of the outcome.
-  Traced({"CJ2534Server::ModuleEventCallback()", Module::Server, 0x13}, [&](Exits& exit) {
+  Traced(methods::server::kModuleEventCallback, [&](Exits& exit) {
     const bool isOurs = eventType == PDU_EVT_DATA_AVAILABLE && hCll == PDU_HANDLE_UNDEF;
     if (isOurs) HandleModuleEvents(hMod);
     return exit.Normal();

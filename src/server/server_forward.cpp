@@ -1,7 +1,7 @@
 #include "server/device.h"
 #include "server/server.h"
 #include "trace/last_error.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -28,10 +28,6 @@ struct CJ2534Server::PointerCheck {
 namespace {
 
 constexpr const char* kNotConnected = "Return the device is not connected, reopen device.";
-
-constexpr Method ServerMethod(const char* name, std::uint8_t number) {
-  return {name, Module::Server, number};
-}
 
 /// The ioctls that take a DeviceID instead of a ChannelID.
 bool ConcernsDevice(std::uint32_t ioctlId) {
@@ -81,7 +77,7 @@ Status CJ2534Server::PassThruConnect(std::uint32_t deviceId, std::uint32_t proto
                                      std::uint32_t flags, std::uint32_t baudRate,
                                      const AppValue& channelId) {
   static constexpr Forwarding kConnect{
-      ServerMethod("CJ2534Server::PassThruConnect()", 0x08), Forwarding::By::DeviceId,
+      methods::server::kPassThruConnect, Forwarding::By::DeviceId,
       "GetDeviceFromDeviceID() lRet = ", "Error in Device Connection."};
   return Forward(kConnect, deviceId, {}, [&](CJ2534Device& device) {
     ChannelDevices entry;
@@ -98,7 +94,7 @@ Status CJ2534Server::PassThruConnect(std::uint32_t deviceId, std::uint32_t proto
 }
 
 Status CJ2534Server::PassThruDisconnect(std::uint32_t channelId) {
-  static constexpr Forwarding kDisconnect{ServerMethod("CJ2534Server::PassThruDisconnect()", 0x09),
+  static constexpr Forwarding kDisconnect{methods::server::kPassThruDisconnect,
                                           Forwarding::By::ChannelId, "Attempting to get device.",
                                           "Error disconnecting channel."};
   const Status result = Traced(kDisconnect.method, [&](Exits& exit) -> Status {
@@ -117,19 +113,20 @@ Status CJ2534Server::PassThruDisconnect(std::uint32_t channelId) {
 
 Status CJ2534Server::PassThruReadMsgs(std::uint32_t channelId, const AppMessage& msgs,
                                       const AppValue& numMsgs, std::uint32_t timeout) {
-  static constexpr Forwarding kRead{ServerMethod("CJ2534Server::PassThruReadMsgs()", 0x0A),
-                                    Forwarding::By::ChannelId, "Getting Device From ChannelID.",
+  static constexpr Forwarding kRead{methods::server::kPassThruReadMsgs, Forwarding::By::ChannelId,
+                                    "Getting Device From ChannelID.",
                                     "Error reading Msgs from device.", 3};
   // The pointers are checked in the name of the channel, and leave the last status alone.
-  static constexpr Method kPointers = ServerMethod("CJ2534Channel::PassThruReadMsgs()", 0x0A);
   bool pointersAreGood = false;
   const Status result = Traced(kRead.method, [&](Exits& exit) -> Status {
     const AppValue messageWords(msgs.Address(), FieldWidth::k32);
     if (ValidatePointer(messageWords, msgs.Size() / sizeof(std::uint32_t))) {
-      return Exits(kPointers).Fail(1, ERR_NULL_PARAMETER, "NULL Message pointer.");
+      return Exits(methods::server::kPassThruReadMsgsPointers)
+          .Fail(1, ERR_NULL_PARAMETER, "NULL Message pointer.");
     }
     if (ValidatePointer(numMsgs)) {
-      return Exits(kPointers).Fail(2, ERR_NULL_PARAMETER, "NULL Number of Messages pointer.");
+      return Exits(methods::server::kPassThruReadMsgsPointers)
+          .Fail(2, ERR_NULL_PARAMETER, "NULL Number of Messages pointer.");
     }
     pointersAreGood = true;
     DevicePtr device;
@@ -148,9 +145,8 @@ Status CJ2534Server::PassThruReadMsgs(std::uint32_t channelId, const AppMessage&
 
 Status CJ2534Server::PassThruWriteMsgs(std::uint32_t channelId, const AppMessage& msgs,
                                        const AppValue& numMsgs, std::uint32_t timeout) {
-  static constexpr Forwarding kWrite{ServerMethod("CJ2534Server::PassThruWriteMsgs()", 0x12),
-                                     Forwarding::By::ChannelId, "Could not identify the Channel.",
-                                     "Error writing message."};
+  static constexpr Forwarding kWrite{methods::server::kPassThruWriteMsgs, Forwarding::By::ChannelId,
+                                     "Could not identify the Channel.", "Error writing message."};
   return Forward(kWrite, channelId, {}, [&](CJ2534Device& device) {
     return device.PassThruWriteMsgs(channelId, msgs, numMsgs, timeout);
   });
@@ -159,7 +155,7 @@ Status CJ2534Server::PassThruWriteMsgs(std::uint32_t channelId, const AppMessage
 Status CJ2534Server::PassThruStartPeriodicMsg(std::uint32_t channelId, const AppMessage& msg,
                                               const AppValue& msgId, std::uint32_t interval) {
   static constexpr Forwarding kStart{
-      ServerMethod("CJ2534Server::PassThruStartPeriodicMsg()", 0x0B), Forwarding::By::ChannelId,
+      methods::server::kPassThruStartPeriodicMsg, Forwarding::By::ChannelId,
       "GetDeviceFromChannelID lRet = ", "Error starting periodic message"};
   return Forward(kStart, channelId, {}, [&](CJ2534Device& device) {
     return device.PassThruStartPeriodicMsg(channelId, msg, msgId, interval);
@@ -167,7 +163,7 @@ Status CJ2534Server::PassThruStartPeriodicMsg(std::uint32_t channelId, const App
 }
 
 Status CJ2534Server::PassThruStopPeriodicMsg(std::uint32_t channelId, std::uint32_t msgId) {
-  static constexpr Forwarding kStop{ServerMethod("CJ2534Server::PassThruStopPeriodicMsg()", 0x0C),
+  static constexpr Forwarding kStop{methods::server::kPassThruStopPeriodicMsg,
                                     Forwarding::By::ChannelId, "Getting Device from ChannelID.",
                                     "Error stopping Periodic message."};
   return Forward(kStop, channelId, {}, [&](CJ2534Device& device) {
@@ -180,7 +176,7 @@ Status CJ2534Server::PassThruStartMsgFilter(std::uint32_t channelId, std::uint32
                                             const AppMessage& flowControl,
                                             const AppValue& filterId) {
   static constexpr Forwarding kStart{
-      ServerMethod("CJ2534Server::PassThruStartMsgFilter()", 0x0D), Forwarding::By::ChannelId,
+      methods::server::kPassThruStartMsgFilter, Forwarding::By::ChannelId,
       "GetDeviceFromChannelID() = ", "Error starting message filter."};
   return Forward(kStart, channelId, {{filterId, 1, "NULL Filter ID pointer."}},
                  [&](CJ2534Device& device) {
@@ -190,7 +186,7 @@ Status CJ2534Server::PassThruStartMsgFilter(std::uint32_t channelId, std::uint32
 }
 
 Status CJ2534Server::PassThruStopMsgFilter(std::uint32_t channelId, std::uint32_t filterId) {
-  static constexpr Forwarding kStop{ServerMethod("CJ2534Server::PassThruStopMsgFilter()", 0x0E),
+  static constexpr Forwarding kStop{methods::server::kPassThruStopMsgFilter,
                                     Forwarding::By::ChannelId, "Device was not found.",
                                     "Error stopping message filter."};
   return Forward(kStop, channelId, {}, [&](CJ2534Device& device) {
@@ -200,9 +196,9 @@ Status CJ2534Server::PassThruStopMsgFilter(std::uint32_t channelId, std::uint32_
 
 Status CJ2534Server::PassThruSetProgrammingVoltage(std::uint32_t deviceId, std::uint32_t pin,
                                                    std::uint32_t voltage) {
-  static constexpr Forwarding kSet{
-      ServerMethod("CJ2534Server::PassThruSetProgrammingVoltage()", 0x0F), Forwarding::By::DeviceId,
-      "Attempting to get device.", "Error setting Programming Voltage."};
+  static constexpr Forwarding kSet{methods::server::kPassThruSetProgrammingVoltage,
+                                   Forwarding::By::DeviceId, "Attempting to get device.",
+                                   "Error setting Programming Voltage."};
   return Forward(kSet, deviceId, {}, [&](CJ2534Device& device) {
     return device.PassThruSetProgrammingVoltage(pin, voltage);
   });
@@ -210,9 +206,8 @@ Status CJ2534Server::PassThruSetProgrammingVoltage(std::uint32_t deviceId, std::
 
 Status CJ2534Server::PassThruReadVersion(std::uint32_t deviceId, char* firmwareVersion,
                                          char* dllVersion, char* apiVersion) {
-  static constexpr Forwarding kRead{ServerMethod("CJ2534Server::PassThruReadVersion()", 0x10),
-                                    Forwarding::By::DeviceId, "Device was not found ",
-                                    "Error reading Version information."};
+  static constexpr Forwarding kRead{methods::server::kPassThruReadVersion, Forwarding::By::DeviceId,
+                                    "Device was not found ", "Error reading Version information."};
   return Forward(kRead, deviceId,
                  {{TextCell(firmwareVersion), kTextCells, "NULL FirmwareVersion pointer."},
                   {TextCell(dllVersion), kTextCells, "NULL DllVersion pointer."},
@@ -225,7 +220,7 @@ Status CJ2534Server::PassThruReadVersion(std::uint32_t deviceId, char* firmwareV
 Status CJ2534Server::PassThruIoctl(std::uint32_t id, std::uint32_t ioctlId, const AppPointer& input,
                                    const AppPointer& output) {
   const Forwarding ioctl{
-      ServerMethod("CJ2534Server::PassThruIoctl()", 0x11),
+      methods::server::kPassThruIoctl,
       ConcernsDevice(ioctlId) ? Forwarding::By::DeviceId : Forwarding::By::ChannelId,
       "Device was not found", "NULL Channel."};
   return Forward(ioctl, id, {}, [&](CJ2534Device& device) {

@@ -10,7 +10,7 @@
 #include "platform/memory_probe.h"
 #include "server/device.h"
 #include "server/server.h"
-#include "trace/method.h"
+#include "trace/methods.h"
 
 namespace passbridge {
 
@@ -72,9 +72,7 @@ T_PDU_ERROR AddEntries(const PDU_MODULE_ITEM& modules, VqxInfoList& list) {
 }  // namespace
 
 Status CJ2534Server::GetDeviceIDFromChannelID(std::uint32_t channelId, std::uint32_t* deviceId) {
-  constexpr Method kMethod{"CJ2534Server::GetDeviceIDFromChannelID()", Module::Server, 0x01, 0xFF,
-                           false};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::server::kGetDeviceIDFromChannelID, [&](Exits& exit) -> Status {
     if (deviceId == nullptr) return exit.PassOn(1, ERR_NULL_PARAMETER, "NULL Device ID pointer.");
     if (!HasDevices()) return exit.PassOn(2, ERR_INVALID_DEVICE_ID, "Invalid DeviceID.");
     const platform::MutexLock lock(mapLock_);
@@ -88,9 +86,7 @@ Status CJ2534Server::GetDeviceIDFromChannelID(std::uint32_t channelId, std::uint
 }
 
 Status CJ2534Server::GetDeviceFromDeviceID(std::uint32_t deviceId, DevicePtr* device) {
-  constexpr Method kMethod{"CJ2534Server::GetDeviceFromDeviceID()", Module::Server, 0x02, 0xFF,
-                           false};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::server::kGetDeviceFromDeviceID, [&](Exits& exit) -> Status {
     if (ValidatePointer(device)) {
       return exit.PassOn(1, ERR_NULL_PARAMETER, "NULL CJ2534Device pointer pointer.");
     }
@@ -108,9 +104,7 @@ Status CJ2534Server::GetDeviceFromDeviceID(std::uint32_t deviceId, DevicePtr* de
 }
 
 Status CJ2534Server::GetDeviceFromModuleHandle(UNUM32 moduleHandle, DevicePtr* device) {
-  constexpr Method kMethod{"CJ2534Server::GetDeviceFromDeviceID()", Module::Server, 0x02, 0xFF,
-                           false};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::server::kGetDeviceFromDeviceID, [&](Exits& exit) -> Status {
     if (device == nullptr) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL CJ2534Device pointer pointer.");
     }
@@ -123,9 +117,7 @@ Status CJ2534Server::GetDeviceFromModuleHandle(UNUM32 moduleHandle, DevicePtr* d
 }
 
 Status CJ2534Server::GetDeviceFromChannelID(std::uint32_t channelId, DevicePtr* device) {
-  constexpr Method kMethod{"CJ2534Server::GetDeviceFromChannelID()", Module::Server, 0x03, 0xFF,
-                           false};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::server::kGetDeviceFromChannelID, [&](Exits& exit) -> Status {
     if (!HasDevices()) return exit.PassOn(1, ERR_INVALID_DEVICE_ID, "Invalid DeviceID.");
     std::uint32_t deviceId = 0;
     if (const Status status = GetDeviceIDFromChannelID(channelId, &deviceId)) {
@@ -139,8 +131,7 @@ Status CJ2534Server::GetDeviceFromChannelID(std::uint32_t channelId, DevicePtr* 
 }
 
 Status CJ2534Server::PopulateDeviceInfoList(VqxInfoList* list) {
-  constexpr Method kMethod{"CJ2534Server::PopulateDeviceInfoList()", Module::Server, 0x05};
-  return Traced(kMethod, [&](Exits& exit) -> Status {
+  return Traced(methods::server::kPopulateDeviceInfoList, [&](Exits& exit) -> Status {
     if (ValidatePointer(list)) return exit.Fail(1, ERR_FAILED, "Invalid VqxInfoList pointer.");
     pdu::Item<PDU_MODULE_ITEM> modules;
     T_PDU_ERROR result = pdu::Api().PDUGetModuleIds(modules.Out());

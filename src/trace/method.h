@@ -14,15 +14,14 @@
 /// reports with their location codes and the catch-all follow from that:
 ///
 ///   Status CJ2534FilterList::StopJ2534Filter(std::uint32_t filterId) {
-///     return Traced({"CJ2534FilterList::StopJ2534Filter()", Module::FilterList, 0x06},
-///                   [&](Exits& exit) -> Status {
+///     return Traced(methods::filter_list::kStopJ2534Filter, [&](Exits& exit) -> Status {
 ///       if (…) return exit.PassOn(1, ERR_INVALID_FILTER_ID, "Invalid FilterID.");
 ///       return exit.Normal();
 ///     });
 ///   }
 namespace passbridge {
 
-/// How a method names itself.
+/// How a method names itself; methods.list has them all.
 struct Method {
   const char* name;  ///< trace name: class, "::", method and "()"; a constant text
   Module module;     ///< module and number give the location codes of its exits
@@ -48,11 +47,15 @@ class Formatted {
 /// The ways out of a traced method. Point numbers are those of the method's location codes.
 class Exits {
  public:
-  explicit Exits(const Method& method) : method_(method) {}
+  explicit Exits(const Method& method) : method_(method), name_(method.name) {}
+
+  /// The exits of another method, in this one's name: for failures whose locations applications
+  /// know as that one's.
+  Exits At(const Method& method) const { return {method, name_}; }
 
   /// The normal exit.
   Status Normal() const {
-    TraceLeave(method_.name);
+    TraceLeave(name_);
     return STATUS_NOERROR;
   }
   /// A normal exit that traces a text of its own.
@@ -64,7 +67,7 @@ class Exits {
   /// A failure that arises here: it becomes the last error.
   Status Fail(std::uint16_t point, Status status, const char* message,
               std::uint32_t pduCode = 0) const {
-    return ReportError(method_.name, message, status, At(point), pduCode, true);
+    return ReportError(name_, message, status, Code(point), pduCode, true);
   }
   Status Fail(std::uint16_t point, Status status, const Formatted& message,
               std::uint32_t pduCode = 0) const {
@@ -75,7 +78,7 @@ class Exits {
   /// last error stays as it is.
   Status PassOn(std::uint16_t point, Status status, const char* message,
                 std::uint32_t pduCode = 0) const {
-    return ReportError(method_.name, message, status, At(point), pduCode, false);
+    return ReportError(name_, message, status, Code(point), pduCode, false);
   }
   Status PassOn(std::uint16_t point, Status status, const Formatted& message,
                 std::uint32_t pduCode = 0) const {
@@ -84,18 +87,21 @@ class Exits {
 
   /// The catch-all's exit.
   Status Unhandled() const {
-    return ReportError(method_.name, "Unhandled exception.", ERR_FAILED, At(method_.handlerPoint),
-                       0, method_.handlerUpdates);
+    return ReportError(name_, "Unhandled exception.", ERR_FAILED, Code(method_.handlerPoint), 0,
+                       method_.handlerUpdates);
   }
 
-  const char* Name() const { return method_.name; }
+  const char* Name() const { return name_; }
 
  private:
-  Location At(std::uint16_t point) const {
+  Exits(const Method& method, const char* name) : method_(method), name_(name) {}
+
+  Location Code(std::uint16_t point) const {
     return MakeLocation(method_.module, method_.number, point);
   }
 
   const Method& method_;
+  const char* name_;
 };
 
 /// Runs `body` (Exits& -> Status) as the method `method`: traces the entry, and turns whatever it
