@@ -1,38 +1,22 @@
 #ifndef PASSBRIDGE_CHANNEL_CHANNEL_H_
 #define PASSBRIDGE_CHANNEL_CHANNEL_H_
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <vector>
 
+#include "channel/channel_core.h"
+#include "channel/com_param_setting.h"
 #include "channel/cop.h"
-#include "channel/event.h"
-#include "channel/event_sink.h"
-#include "channel/funct_msg_lookup_table.h"
-#include "channel/link.h"
 #include "channel/periodic_messages.h"
-#include "channel/receive_buffer.h"
-#include "config/channel_link.h"
-#include "config/filter_list.h"
-#include "config/parameter_list.h"
 #include "j2534/app_memory.h"
-#include "j2534/cj2534.h"
 #include "passbridge/d_pdu_api.h"
 #include "pdu/com_param.h"
 #include "platform/mutex.h"
 #include "trace/method.h"
 
 namespace passbridge {
-
-class CJ2534Channel;
-
-/// Ends the threads of a channel before anything of it goes, its subclass's members included.
-struct ChannelDeleter {
-  void operator()(CJ2534Channel* channel) const;
-};
-using OwnedChannel = std::unique_ptr<CJ2534Channel, ChannelDeleter>;
 
 /// Base of every J2534 channel: one ComLogicalLink (CLL) on a vehicle bus, its parameters, filters,
 /// receive buffer and event thread. A protocol's subclass names its resource, sets its own
@@ -42,14 +26,9 @@ using OwnedChannel = std::unique_ptr<CJ2534Channel, ChannelDeleter>;
 /// wait: these end at once then, and when the VCI is lost. Everything else may come from any thread
 /// at any time. Statuses, texts and locations of failures are part of the contract with
 /// applications.
-class CJ2534Channel : public CJ2534, protected ChannelLink, protected EventSink {
+class CJ2534Channel : public ChannelCore {
  public:
-  CJ2534Channel();
-  CJ2534Channel(const CJ2534Channel&) = delete;
-  CJ2534Channel& operator=(const CJ2534Channel&) = delete;
-
   // The virtual operations, in the order of their slots; a new one goes to the end.
-
   /// Checks flags and baud rate, makes the lists and, unless the J1962 pins are yet to be chosen,
   /// connects to the vehicle. Blocks for up to 5 s (start of communication).
   virtual Status PassThruConnect(std::uint32_t protocolId, std::uint32_t flags,
@@ -155,63 +134,10 @@ class CJ2534Channel : public CJ2534, protected ChannelLink, protected EventSink 
 
   virtual ~CJ2534Channel();
 
-  std::uint32_t ChannelId() const { return channelId_; }
-  std::uint32_t ProtocolId() const { return protocolId_; }
-  UNUM32 ModuleHandle() const final { return link_.Module(); }
-  UNUM32 CllHandle() const final { return link_.Cll(); }
-  bool HasLink() const { return link_.HasLink(); }
-  bool IsVehicleConnected() const final { return link_.IsConnected(); }
-
-  /// Any thread, the event thread included; waits for nobody. False ends all traffic for good; what
-  /// was received before stays readable. True changes nothing: what was lost stays so.
-  void SetVehicleConnected(bool connected);
   /// Ends the channel's threads, and every wait, for good. Not on its event thread.
   void StopThreads();
 
-  /// Makes this channel deliver into another channel's buffer and signal its readers; before it is
-  /// connected.
-  Status SetJ2534ReceiveBuffer(CJ2534ReceiveBuffer* buffer);
-  Status CSingleThreadSync(CJ2534Event* event);
-  CJ2534ReceiveBuffer& GetJ2534ReceiveBuffer() { return *receiveBuffer_; }
-  CJ2534Event& GetRxEvent() { return *rxEvent_; }
-
-  // ComParams of the link; see ComParamCache.
-  Status GetPDUComParam(UNUM32 comParamId) { return link_.FetchComParam(comParamId); }
-  Status SetPduComParam(UNUM32 comParamId, const void* value, std::uint32_t size) final {
-    return link_.SetComParam(comParamId, value, size);
-  }
-  Status GetPDUValue(UNUM32 comParamId, UNUM32* value) final {
-    return link_.GetComParam(comParamId, value);
-  }
-
  protected:
-  /// A ComParam that a protocol sets when it connects, and what is reported when that fails. The
-  /// value is a number or, for a byte field, bytes.
-  struct ComParamSetting {
-    pdu::ComParam param;
-    UNUM32 value;
-    const char* failure;
-    std::span<const UNUM8> bytes = {};  ///< in place of the number where `isBytes` says so
-    bool isBytes = false;
-  };
-  static constexpr ComParamSetting Bytes(pdu::ComParam param, std::span<const UNUM8> bytes,
-                                         const char* failure) {
-    return {param, 0, failure, bytes, true};
-  }
-
-  /// A parameter that the channel of the periodic messages takes over from this one. J1962_PINS is
-  /// taken over, and connects it, only where pins are switched.
-  struct TakenOver {
-    std::uint32_t parameter;
-    const char* failure;
-  };
-  /// How a protocol's second channel for periodic messages is made, and what it takes over from the
-  /// first one, in this order.
-  struct PeriodicChannelPlan {
-    OwnedChannel (*make)();
-    std::span<const TakenOver> takenOver;
-  };
-
   /// Sets ComParams in order up to the first failure, which is reported with its message.
   Status SetComParams(const Exits& exit, std::span<const ComParamSetting> settings);
 
@@ -221,63 +147,24 @@ class CJ2534Channel : public CJ2534, protected ChannelLink, protected EventSink 
                                 const AppMessage& msg, const AppValue& msgId,
                                 std::uint32_t interval) EXCLUDES(operationLock_);
 
-  std::uint32_t ConnectFlags() const { return connectFlags_; }
-  /// First pin in bits 8 to 15, second in bits 0 to 7; 0 while they are not set.
-  std::uint32_t J1962Pins() const { return j1962Pins_; }
-  void SetJ1962Pins(std::uint32_t pins) { j1962Pins_ = pins; }
-  /// The channel's DATA_RATE, bit/s.
-  std::uint32_t BaudRate() const { return baudRate_; }
-  void SetBaudRate(std::uint32_t baudRate) { baudRate_ = baudRate; }
-  FunctMsgLookupTable& LookupTable() { return functMsgLookupTable_; }
-  Link& GetLink() { return link_; }
-
-  /// Null before PassThruConnect, and after the link was taken down.
-  std::shared_ptr<CJ2534FilterList> Filters() const EXCLUDES(listLock_);
-  std::shared_ptr<CJ2534ParameterList> Parameters() const EXCLUDES(listLock_);
-
   // ChannelLink, for the lists.
-  std::uint32_t ChannelProtocolId() const override { return protocolId_; }
-  ProtocolType ChannelProtocolType() const override { return Type(); }
   Status CommitComParams() override { return SendUpdateComPrimitive(false); }
-  std::vector<std::uint8_t> FunctionalAddresses() const override {
-    return functMsgLookupTable_.Get();
-  }
-
-  // EventSink, on the event thread.
-  void NotePduError(UNUM32 code) override { lastPduErrorCode_ = code; }
-  void LoseVehicle() override { SetVehicleConnected(false); }
 
  private:
   class WriteCall;
   class WriteClock;
 
-  /// Whether the pins are set and were connected; until then most operations are refused.
-  bool HasPins() const;
-  /// Why a channel that is not connected refuses: it ends, or the VCI is lost.
-  Status ReportNotConnected(const Exits& exit, std::uint16_t point) const;
-
   Status CheckConnectFlags(const Exits& exit, std::uint32_t flags);
-  Status MakeLists(const Exits& exit) EXCLUDES(listLock_);
-  void DropLists() EXCLUDES(listLock_);
   Status ConnectAndDownload(const Exits& exit);
   Status CreateLink(const Exits& exit);
   Status BringUpLink(const Exits& exit);
   Status SetConnectionComParameters();
-  /// Ends every wait for messages; those of other channels that share the event only wake up.
-  void EndReads();
-
+  Status DownloadAndCommit(const Exits& exit, std::uint16_t firstPoint);
   /// The data and control data of a CoP that sends `msg`, as the protocol adjusts them.
   Status DescribeSend(const AppMessage& msg, bool raw, CopData& data, CopControl& control);
   /// How many of the messages, from the first on, one CoP can carry.
   std::uint32_t CountForOneCop(const AppMessage& msgs, std::uint32_t count);
   CopEnd WaitForCop(CopWait& wait, UNUM32 hCop);
-
-  Status AddMessage(const pdu::SharedEventItem& item, std::span<const std::uint8_t> payload,
-                    std::uint32_t timestamp, bool& stored);
-  Status AddPackedRecords(const pdu::SharedEventItem& item, std::span<const std::uint8_t> packed,
-                          bool& stored);
-  Status FollowLinkSpeed(const Exits& exit);
-  bool IsMixedFormat() const;
 
   Status CheckPeriodic(const Exits& exit, const AppMessage& msg, const AppValue& msgId,
                        std::uint32_t interval);
@@ -286,33 +173,19 @@ class CJ2534Channel : public CJ2534, protected ChannelLink, protected EventSink 
   Status TakeOver(CJ2534Channel& periodic, const TakenOver& taken);
   void EndPeriodicMessages() REQUIRES(operationLock_);
 
+  Status AddMessage(const pdu::SharedEventItem& item, std::span<const std::uint8_t> payload,
+                    std::uint32_t timestamp, bool& stored);
+  Status AddPackedRecords(const pdu::SharedEventItem& item, std::span<const std::uint8_t> packed,
+                          bool& stored);
+  Status FollowLinkSpeed(const Exits& exit);
+
   Status SetParameters(const Exits& exit, const AppConfigList& list, bool& pinsSet,
                        bool& mixedFormatSet);
   Status ApplyParameters(const Exits& exit, const AppConfigList& list);
-  Status DownloadAndCommit(const Exits& exit, std::uint16_t firstPoint);
   Status ClearForMixedFormat(const Exits& exit);
-  /// SET_CONFIG of one parameter.
   Status SetOneParameter(std::uint32_t parameter, std::uint32_t value);
 
-  // Constant after the connection.
-  const std::uint32_t channelId_;
-  std::uint32_t protocolId_ = 0;
-  std::uint32_t connectFlags_ = 0;
-
-  // Synchronised by themselves.
-  std::atomic<std::uint32_t> baudRate_{0};
-  std::atomic<std::uint32_t> j1962Pins_{0};
-  std::atomic<UNUM32> lastPduErrorCode_{0};
-  CJ2534ReceiveBuffer ownReceiveBuffer_;
-  CJ2534Event ownRxEvent_;
-  CJ2534ReceiveBuffer* receiveBuffer_ = &ownReceiveBuffer_;  // set before the connection
-  CJ2534Event* rxEvent_ = &ownRxEvent_;
-  FunctMsgLookupTable functMsgLookupTable_;
   PeriodicMessages periodicMessages_;
-
-  mutable platform::Mutex listLock_;  // held for these members only
-  std::shared_ptr<CJ2534ParameterList> parameterList_ GUARDED_BY(listLock_);
-  std::shared_ptr<CJ2534FilterList> filterList_ GUARDED_BY(listLock_);
 
   // One application thread at a time changes the settings, filters and periodic messages. Before
   // every other lock of ours; the event thread and the D-PDU library's threads never take it, so
@@ -320,8 +193,6 @@ class CJ2534Channel : public CJ2534, protected ChannelLink, protected EventSink 
   platform::Mutex operationLock_;
   CJ2534Channel* periodicChannel_ GUARDED_BY(operationLock_) = nullptr;  // this one, or:
   OwnedChannel ownPeriodicChannel_ GUARDED_BY(operationLock_);
-
-  Link link_;  // last: its thread ends first
 };
 
 }  // namespace passbridge

@@ -33,7 +33,7 @@ Status CJ2534Channel::PassThruIoctl_GET_CONFIG(const AppPointer& input) {
     const auto parameters = Parameters();
     for (std::size_t i = 0; i < list.Count(); ++i) {
       const std::uint32_t parameter = entries[2 * i].Load();
-      std::uint32_t value = j1962Pins_;
+      std::uint32_t value = J1962Pins();
       if (parameter != J1962_PINS) {
         const Status status = parameters != nullptr
                                   ? parameters->GetJ2534ParameterValue(parameter, &value)
@@ -57,11 +57,11 @@ Status CJ2534Channel::SetParameters(const Exits& exit, const AppConfigList& list
     const std::uint32_t value = entries[2 * i + 1].Load();
     if (parameter == J1962_PINS) {
       // The pins of a link that is up cannot change under it.
-      if (HasLink() && value != j1962Pins_) {
+      if (HasLink() && value != J1962Pins()) {
         return exit.Fail(3, ERR_CHANNEL_IN_USE, "Error setting J2534 Parameter value.");
       }
       pinsSet = pinsSet || !HasLink();
-      j1962Pins_ = value;
+      SetJ1962Pins(value);
       continue;
     }
     if (parameter == CAN_MIXED_FORMAT) mixedFormatSet = IsIso15765Type(Type());
@@ -71,7 +71,7 @@ Status CJ2534Channel::SetParameters(const Exits& exit, const AppConfigList& list
     if (status != STATUS_NOERROR) {
       return exit.PassOn(3, status, "Error setting J2534 Parameter value.");
     }
-    if (parameter == DATA_RATE) baudRate_ = value;
+    if (parameter == DATA_RATE) SetBaudRate(value);
   }
   return STATUS_NOERROR;
 }
@@ -86,7 +86,7 @@ Status CJ2534Channel::PassThruIoctl_SET_CONFIG(const AppPointer& input) {
     }
     const Status status = ApplyParameters(exit, list);
     // What was refused leaves no pins without a link.
-    if (status != STATUS_NOERROR && !HasLink()) j1962Pins_ = 0;
+    if (status != STATUS_NOERROR && !HasLink()) SetJ1962Pins(0);
     return status;
   });
 }

@@ -83,7 +83,7 @@ Status CJ2534Channel::PassThruConnect(std::uint32_t protocolId, std::uint32_t fl
       return exit.Fail(2, ERR_INVALID_BAUDRATE, "Invalid Baud Rate value.");
     }
     if (const Status status = CheckConnectFlags(exit, flags)) return status;
-    connectFlags_ = flags;
+    SetConnectFlags(flags);
     if (const Status status = MakeLists(exit)) return status;
     if (IsPinSwitched(protocolId)) {
       return Exits::NormalAs("CJ2534Channel::PassThruConnect() without connecting.");
@@ -101,34 +101,10 @@ Status CJ2534Channel::CheckConnectFlags(const Exits& exit, std::uint32_t flags) 
   return exit.Fail(row.point, ERR_INVALID_FLAGS, row.failure);
 }
 
-Status CJ2534Channel::MakeLists(const Exits& exit) {
-  auto parameters = std::make_shared<CJ2534ParameterList>();
-  if (const Status status = parameters->Initialize(this)) {
-    return exit.Fail(9, status, "Error initializing Parameter List.");
-  }
-  auto filters = std::make_shared<CJ2534FilterList>();
-  if (const Status status = filters->Initialize(this)) {
-    return exit.Fail(11, status, "Error initializing Filter List.");
-  }
-  platform::MutexLock lock(listLock_);
-  parameterList_ = std::move(parameters);
-  filterList_ = std::move(filters);
-  return STATUS_NOERROR;
-}
-
-void CJ2534Channel::DropLists() {
-  // Whoever uses one just now keeps it until then; they go after the lock.
-  std::shared_ptr<CJ2534ParameterList> parameters;
-  std::shared_ptr<CJ2534FilterList> filters;
-  platform::MutexLock lock(listLock_);
-  parameters.swap(parameterList_);
-  filters.swap(filterList_);
-}
-
 Status CJ2534Channel::ConnectAndDownload(const Exits& exit) {
   std::uint32_t pins = 0;
-  Status status = CJ2534Parameter::GetDefaultValue(protocolId_, J1962_PINS, &pins);
-  j1962Pins_ = pins;
+  Status status = CJ2534Parameter::GetDefaultValue(ProtocolId(), J1962_PINS, &pins);
+  SetJ1962Pins(pins);
   if (status != STATUS_NOERROR) {
     DropLists();
     return exit.PassOn(0x0D, status, "Error connecting to vehicle.");
@@ -140,7 +116,7 @@ Status CJ2534Channel::ConnectAndDownload(const Exits& exit) {
   }
   status = DownloadAndCommit(exit, 0x0F);
   if (status != STATUS_NOERROR) {
-    link_.Abandon();
+    GetLink().Abandon();
     return status;
   }
   return exit.Normal();
@@ -148,7 +124,7 @@ Status CJ2534Channel::ConnectAndDownload(const Exits& exit) {
 
 Status CJ2534Channel::DownloadAndCommit(const Exits& exit, std::uint16_t firstPoint) {
   const auto parameters = Parameters();
-  const platform::RecursiveMutexLock lock(link_.ComParamLock());
+  const platform::RecursiveMutexLock lock(GetLink().ComParamLock());
   const Status downloaded =
       parameters != nullptr ? parameters->DownloadParameters() : Status{ERR_FAILED};
   if (downloaded != STATUS_NOERROR) {
@@ -182,12 +158,12 @@ class LinkUndo {
 
 Status CJ2534Channel::ConnectToVehicle() {
   return Traced(methods::channel::kConnectToVehicle, [&](Exits& exit) -> Status {
-    if (link_.HasLink()) link_.Abandon();
-    ownRxEvent_.Reopen();
-    LinkUndo undo(link_);
+    if (GetLink().HasLink()) GetLink().Abandon();
+    ReopenReads();
+    LinkUndo undo(GetLink());
     if (const Status status = CreateLink(exit)) return status;
     if (const Status status = BringUpLink(exit)) return status;
-    if (!link_.SetConnected()) {
+    if (!GetLink().SetConnected()) {
       return exit.Fail(0x0E, ERR_DEVICE_NOT_CONNECTED, "The Device is not connected.");
     }
     undo.Keep();
@@ -213,15 +189,15 @@ Status CJ2534Channel::CreateLink(const Exits& exit) {
   if (const Status status = GetPduCllCreateFlags(flags)) {
     return exit.PassOn(4, status, "Error getting PDU CLL Create Flags.");
   }
-  if (const Status status = link_.StartEventProcessor(exit)) return status;
-  return link_.Create(exit, resource, flags);
+  if (const Status status = GetLink().StartEventProcessor(exit)) return status;
+  return GetLink().Create(exit, resource, flags);
 }
 
 Status CJ2534Channel::BringUpLink(const Exits& exit) {
   if (const Status status = SetConnectionComParameters()) {
     return exit.PassOn(6, status, "Error setting connection ComParameters.");
   }
-  if (const Status status = link_.Connect(exit)) return status;
+  if (const Status status = GetLink().Connect(exit)) return status;
   const auto filters = Filters();
   const Status downloaded =
       filters != nullptr ? filters->DownloadJ2534Filters(true, true, false) : Status{ERR_FAILED};
@@ -242,7 +218,7 @@ Status CJ2534Channel::BringUpLink(const Exits& exit) {
 
 Status CJ2534Channel::SetConnectionComParameters() {
   return Traced(methods::channel::kSetConnectionComParameters, [&](Exits& exit) -> Status {
-    const std::uint32_t baudRate = baudRate_;
+    const std::uint32_t baudRate = BaudRate();
     const auto parameters = Parameters();
     const Status set = parameters != nullptr
                            ? parameters->SetJ2534ParameterValue(DATA_RATE, baudRate)
@@ -267,11 +243,8 @@ Status CJ2534Channel::SetConnectionComParameters() {
 Status CJ2534Channel::SetComParams(const Exits& exit, std::span<const ComParamSetting> settings) {
   std::uint16_t point = 1;
   for (const ComParamSetting& setting : settings) {
-    const void* const value = setting.isBytes ? static_cast<const void*>(setting.bytes.data())
-                                              : static_cast<const void*>(&setting.value);
-    const std::size_t size = setting.isBytes ? setting.bytes.size() : sizeof setting.value;
-    if (const Status status = SetPduComParam(pdu::ComParamId(setting.param), value,
-                                             static_cast<std::uint32_t>(size))) {
+    if (const Status status = SetPduComParam(pdu::ComParamId(setting.param), setting.Value(),
+                                             static_cast<std::uint32_t>(setting.Size()))) {
       return exit.PassOn(point, status, setting.failure);
     }
     ++point;
@@ -281,31 +254,31 @@ Status CJ2534Channel::SetComParams(const Exits& exit, std::span<const ComParamSe
 
 Status CJ2534Channel::DisconnectFromVehicle() {
   return Traced(methods::channel::kDisconnectFromVehicle, [&](Exits& exit) -> Status {
-    link_.StopEvents();  // before the lists, which its thread uses
+    GetLink().StopEvents();  // before the lists, which its thread uses
     DropLists();
-    if (const Status status = link_.Destroy(exit)) return status;
+    if (const Status status = GetLink().Destroy(exit)) return status;
     return exit.Normal();
   });
 }
 
 Status CJ2534Channel::PassThruDisconnect() {
   return Traced(methods::channel::kPassThruDisconnect, [&](Exits& exit) -> Status {
-    if (!link_.HasLink()) return exit.Normal();
-    const bool wasConnected = link_.BeginEnd();
+    if (!GetLink().HasLink()) return exit.Normal();
+    const bool wasConnected = GetLink().BeginEnd();
     EndReads();
     platform::MutexLock lock(operationLock_);
     EndPeriodicMessages();
-    link_.StopEvents();
+    GetLink().StopEvents();
     if (!wasConnected) {
-      ownReceiveBuffer_.Clear();
+      DropReceived();
       return Exits::NormalAs("CJ2534Channel::PassThruDisconnect() return without destroying");
     }
     if (const Status status = DisconnectFromVehicle()) {
-      link_.ReviveAfterFailedEnd();
-      ownRxEvent_.Reopen();
+      GetLink().ReviveAfterFailedEnd();
+      ReopenReads();
       return exit.PassOn(4, status, "Error destroying ComLogicalLink.");
     }
-    ownReceiveBuffer_.Clear();  // its items are the D-PDU library's, which may go next
+    DropReceived();  // its items are the D-PDU library's, which may go next
     return exit.Normal();
   });
 }

@@ -94,7 +94,7 @@ std::uint32_t CJ2534Channel::CountForOneCop(const AppMessage& msgs, std::uint32_
   CopData data;
   CopControl first;
   const auto describe = [&](const AppMessage& msg, CopControl& control) {
-    return DescribeSend(msg, msg.ProtocolId() != protocolId_, data, control) == STATUS_NOERROR;
+    return DescribeSend(msg, msg.ProtocolId() != ProtocolId(), data, control) == STATUS_NOERROR;
   };
   if (!describe(msgs, first)) return 1;  // which fails when it is sent
   std::uint32_t alike = 1;
@@ -124,7 +124,7 @@ Status CJ2534Channel::SendSendOnlyComPrimitive(const AppMessage& msgs, UNUM32* h
       start.data = PackMessages(msgs, count);
       control.txFlags[3] |= kPackedCop;
     }
-    const CopOutcome outcome = link_.StartCop(start, hCop);
+    const CopOutcome outcome = GetLink().StartCop(start, hCop);
     if (outcome.prepared != STATUS_NOERROR) {
       return exit.PassOn(1, outcome.prepared, outcome.preparation);
     }
@@ -139,7 +139,7 @@ Status CJ2534Channel::SendSendOnlyComPrimitive(const AppMessage& msgs, UNUM32* h
 Status CJ2534Channel::SendStartComComPrimitive(const AppMessage& msg, bool expectResponse) {
   return Traced(methods::channel::kSendStartComComPrimitive, [&](Exits& exit) -> Status {
     CopControl control;
-    CopWait wait(link_.Processor(), kStartCommTimeout);
+    CopWait wait(GetLink().Processor(), kStartCommTimeout);
     CopStart start{PDU_COPT_STARTCOMM, {}, control, wait.Waiter()};
     if (expectResponse) {
       control.data.NumReceiveCycles = 1;
@@ -155,7 +155,7 @@ Status CJ2534Channel::SendStartComComPrimitive(const AppMessage& msg, bool expec
       }
     }
     UNUM32 hCop = PDU_HANDLE_UNDEF;
-    const CopOutcome outcome = link_.StartCop(start, &hCop);
+    const CopOutcome outcome = GetLink().StartCop(start, &hCop);
     if (const Status status = ReportCop(exit, 2, outcome, kLinkCopResults(outcome.started),
                                         "Error starting Message.", true)) {
       return status;
@@ -167,7 +167,7 @@ Status CJ2534Channel::SendStartComComPrimitive(const AppMessage& msg, bool expec
 
 CopEnd CJ2534Channel::WaitForCop(CopWait& wait, UNUM32 hCop) {
   // A loss, or an end, that came before the CoP was registered has woken nobody.
-  return link_.IsAlive() ? wait.Wait(hCop) : CopEnd::Abandoned;
+  return GetLink().IsAlive() ? wait.Wait(hCop) : CopEnd::Abandoned;
 }
 
 Status CJ2534Channel::SendUpdateComPrimitive(bool wait) {
@@ -176,12 +176,12 @@ Status CJ2534Channel::SendUpdateComPrimitive(bool wait) {
     control.data.TxFlag = {};
     CopStart start{PDU_COPT_UPDATEPARAM, {}, control};
     UNUM32 hCop = PDU_HANDLE_UNDEF;
-    const CopOutcome outcome = link_.StartCop(start, &hCop);
+    const CopOutcome outcome = GetLink().StartCop(start, &hCop);
     if (const Status status = ReportCop(exit, 1, outcome, kLinkCopResults(outcome.started),
                                         "Error starting Update ComParameter.", false)) {
       return status;
     }
-    if (wait) link_.WaitForUpdates(kUpdateTimeout);
+    if (wait) GetLink().WaitForUpdates(kUpdateTimeout);
     return exit.Normal();
   });
 }
@@ -197,7 +197,7 @@ Status CJ2534Channel::SendRecvOnlyPrimitive() {
     }
     CopStart start{PDU_COPT_SENDRECV, {}, control};
     UNUM32 hCop = PDU_HANDLE_UNDEF;
-    const CopOutcome outcome = link_.StartCop(start, &hCop);
+    const CopOutcome outcome = GetLink().StartCop(start, &hCop);
     if (const Status status = ReportCop(exit, 2, outcome, kLinkCopResults(outcome.started),
                                         "Creating RecvOnly CoP.", false)) {
       return status;

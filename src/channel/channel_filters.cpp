@@ -62,7 +62,7 @@ Status CJ2534Channel::PassThruStartMsgFilter(std::uint32_t filterType, const App
     CJ2534Filter* added = nullptr;
     for (std::uint32_t i = 0; i < request.count; ++i) {
       auto filter = std::make_unique<CJ2534Filter>();
-      if (const Status status = filter->Initialize(protocolId_, request.type, mask, pattern,
+      if (const Status status = filter->Initialize(ProtocolId(), request.type, mask, pattern,
                                                    flowControl, noMixedFormat)) {
         return ReportRefusal(exit, status);
       }

@@ -98,8 +98,8 @@ Status CJ2534Channel::PassThruIoctl(std::uint32_t ioctlId, const AppPointer& inp
 Status CJ2534Channel::PassThruIoctl_CLEAR_TX_BUFFER() {
   return Traced(methods::channel::kPassThruIoctlClearTxBuffer, [&](Exits& exit) -> Status {
     if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
-    if (link_.PendingTransmitCops() == 0) return exit.Normal();
-    const T_PDU_ERROR result = link_.IoCtl(pdu::IoControl::ClearTxPending);
+    if (GetLink().PendingTransmitCops() == 0) return exit.Normal();
+    const T_PDU_ERROR result = GetLink().IoCtl(pdu::IoControl::ClearTxPending);
     if (const Status status = kClearResults(result)) {
       return exit.Fail(2, status, "Error Clearing TX Buffer.", result);
     }
@@ -111,12 +111,12 @@ Status CJ2534Channel::PassThruIoctl_CLEAR_RX_BUFFER() {
   return Traced(methods::channel::kPassThruIoctlClearRxBuffer, [&](Exits& exit) -> Status {
     if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, kNoPins);
     const T_PDU_ERROR result =
-        HasLink() ? link_.IoCtl(pdu::IoControl::ClearRxQueue) : T_PDU_ERROR{PDU_STATUS_NOERROR};
+        HasLink() ? GetLink().IoCtl(pdu::IoControl::ClearRxQueue) : T_PDU_ERROR{PDU_STATUS_NOERROR};
     if (const Status status = kClearResults(result)) {
       return exit.Fail(2, status, "Error clearing PDU Receive Queue.", result);
     }
-    rxEvent_->Reset();  // first: what comes after the clearing is announced
-    if (const Status status = receiveBuffer_->Clear()) {
+    GetRxEvent().Reset();  // first: what comes after the clearing is announced
+    if (const Status status = GetJ2534ReceiveBuffer().Clear()) {
       return exit.PassOn(3, status, "Error clearing J2534 Receive Buffer.");
     }
     return exit.Normal();

@@ -88,7 +88,7 @@ Status CJ2534Channel::StopPeriodicMsgEx(std::uint32_t msgId) {
     if (!periodicMessages_.Remove(msgId)) {
       return exit.PassOn(5, ERR_INVALID_MSG_ID, "Message ID was not found.");
     }
-    const T_PDU_ERROR result = link_.CancelCop(msgId);
+    const T_PDU_ERROR result = GetLink().CancelCop(msgId);
     if (const Status status = kCancelResults(result)) {
       return exit.Fail(3, status, "Error cancelling ComPrimitive.", result);
     }
@@ -110,13 +110,13 @@ Status CJ2534Channel::StartOnPeriodicChannel(const Exits& exit, const PeriodicCh
 
 Status CJ2534Channel::MakePeriodicChannel(const Exits& exit, const PeriodicChannelPlan& plan) {
   OwnedChannel channel = plan.make();
-  channel->SetJ2534ReceiveBuffer(receiveBuffer_);
-  channel->CSingleThreadSync(rxEvent_);
+  channel->SetJ2534ReceiveBuffer(&GetJ2534ReceiveBuffer());
+  channel->CSingleThreadSync(&GetRxEvent());
   if (const Status status =
-          channel->Initialize(ModuleHandle(), protocolId_, connectFlags_, baudRate_)) {
+          channel->Initialize(ModuleHandle(), ProtocolId(), ConnectFlags(), BaudRate())) {
     return exit.PassOn(2, status, "Error initializing Channel.");
   }
-  if (const Status status = channel->PassThruConnect(protocolId_, connectFlags_, baudRate_)) {
+  if (const Status status = channel->PassThruConnect(ProtocolId(), ConnectFlags(), BaudRate())) {
     return exit.PassOn(3, status, "Error connecting to Channel.");
   }
   for (const TakenOver& taken : plan.takenOver) {
@@ -132,8 +132,8 @@ Status CJ2534Channel::MakePeriodicChannel(const Exits& exit, const PeriodicChann
 
 Status CJ2534Channel::TakeOver(CJ2534Channel& periodic, const TakenOver& taken) {
   if (taken.parameter == J1962_PINS) {
-    return IsPinSwitched(protocolId_) ? periodic.SetOneParameter(J1962_PINS, j1962Pins_)
-                                      : Status{STATUS_NOERROR};
+    return IsPinSwitched(ProtocolId()) ? periodic.SetOneParameter(J1962_PINS, J1962Pins())
+                                       : Status{STATUS_NOERROR};
   }
   std::uint32_t value = 0;
   const auto parameters = Parameters();

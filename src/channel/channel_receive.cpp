@@ -107,7 +107,7 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
       if (!space.IsWritable(count)) {
         return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
       }
-      const Status status = receiveBuffer_->ReadPassThruMsg(msgs[count]);
+      const Status status = GetJ2534ReceiveBuffer().ReadPassThruMsg(msgs[count]);
       if (status == STATUS_NOERROR) {
         numMsgs.Store(++count);
         continue;
@@ -122,8 +122,8 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
             "with Timeout=0.");
       }
       sawEmptyBuffer = true;
-      nextReader.emplace(*receiveBuffer_, *rxEvent_);
-      if (elapsed < timeout) rxEvent_->TimedWait(timeout - static_cast<std::uint32_t>(elapsed));
+      nextReader.emplace(GetJ2534ReceiveBuffer(), GetRxEvent());
+      if (elapsed < timeout) GetRxEvent().TimedWait(timeout - static_cast<std::uint32_t>(elapsed));
     }
     return exit.Normal();
   });
@@ -141,7 +141,7 @@ Status CJ2534Channel::AddResultData(const pdu::SharedEventItem& item) {
     const Status status = IsPacked(*result) ? AddPackedRecords(item, data, stored)
                                             : AddMessage(item, data, item->Timestamp, stored);
     if (!stored) return exit.Fail(3, status, "Could not process data.");
-    rxEvent_->Set();
+    GetRxEvent().Set();
     return exit.Normal();
   });
 }
@@ -170,7 +170,7 @@ Status CJ2534Channel::AddMessage(const pdu::SharedEventItem& item,
                                  bool& stored) {
   return Traced(methods::channel::kAddResultData, [&](Exits& exit) -> Status {
     CJ2534PassThruMsg msg;
-    if (const Status status = msg.Initialize(protocolId_, item, payload, timestamp)) {
+    if (const Status status = msg.Initialize(ProtocolId(), item, payload, timestamp)) {
       return exit.PassOn(5, status, "Error initializing J2534 PassThruMsg object.");
     }
     if (const Status status =
@@ -180,7 +180,7 @@ Status CJ2534Channel::AddMessage(const pdu::SharedEventItem& item,
     if (const Status status = PerformProtocolAdjustments(&msg)) {
       return exit.PassOn(7, status, "Error performing Protocol-specific adjustments.");
     }
-    if (const Status status = receiveBuffer_->AddPassThruMsg(msg)) {
+    if (const Status status = GetJ2534ReceiveBuffer().AddPassThruMsg(msg)) {
       return exit.PassOn(8, status, "Error adding J2534 PassThruMsg object to Receive Buffer.");
     }
     stored = true;  // whatever becomes of the rest
@@ -224,7 +224,7 @@ Status CJ2534Channel::FollowLinkSpeed(const Exits& exit) {
   if (const Status missing = parameters->GetJ2534Parameter(DATA_RATE, &dataRate)) {
     return exit.PassOn(3, missing, "Error getting pointer to CJ2534Parameter.");
   }
-  if (const Status refused = dataRate->SetValue(protocolId_, baudRate)) {
+  if (const Status refused = dataRate->SetValue(ProtocolId(), baudRate)) {
     return exit.PassOn(5, refused, "Error setting J2534 Parameter value.");
   }
   dataRate->ClearModified();  // the link has it already

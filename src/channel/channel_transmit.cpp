@@ -116,15 +116,15 @@ Status CJ2534Channel::WriteCall::Finish(CopEnd end) const {
   if (clock_.IsOver()) {
     return exit_.Fail(0x0E, ERR_TIMEOUT, "Timeout PassThruWriteMsgs took too long.");
   }
-  if (const UNUM32 code = channel_.lastPduErrorCode_) {
+  if (const UNUM32 code = channel_.LastPduErrorCode()) {
     return ofCop.PassOn(3, ERR_FAILED, "CoP Error.", code);
   }
   return STATUS_NOERROR;
 }
 
 Status CJ2534Channel::WriteCall::Send(const AppMessage& first, std::uint32_t count, bool raw) {
-  channel_.lastPduErrorCode_ = 0;
-  CopWait wait(clock_.HasTimeout() ? channel_.link_.Processor() : nullptr, clock_.Remaining());
+  channel_.ClearLastPduErrorCode();
+  CopWait wait(clock_.HasTimeout() ? channel_.GetLink().Processor() : nullptr, clock_.Remaining());
   UNUM32 hCop = PDU_HANDLE_UNDEF;
   if (const Status status = channel_.SendSendOnlyComPrimitive(
           first, &hCop, 0, clock_.HasTimeout() ? &wait : nullptr, raw, count)) {
@@ -158,7 +158,7 @@ Status CJ2534Channel::PassThruWriteMsgsMultiple(const AppMessage& msgs, const Ap
     }
     for (std::uint32_t i = 0; i < count;) {
       const std::uint32_t alike = CountForOneCop(msgs[i], count - i);
-      const bool raw = msgs[i].ProtocolId() != protocolId_;
+      const bool raw = msgs[i].ProtocolId() != ProtocolId();
       if (const Status status = call.Send(msgs[i], alike, raw)) return status;
       i += alike;
     }
@@ -168,7 +168,7 @@ Status CJ2534Channel::PassThruWriteMsgsMultiple(const AppMessage& msgs, const Ap
 
 Status CJ2534Channel::PassThruWriteMsgs(const AppMessage& msgs, const AppValue& numMsgs,
                                         std::uint32_t timeout) {
-  if (SendsPacked(protocolId_)) return PassThruWriteMsgsMultiple(msgs, numMsgs, timeout);
+  if (SendsPacked(ProtocolId())) return PassThruWriteMsgsMultiple(msgs, numMsgs, timeout);
   return Traced(methods::channel::kPassThruWriteMsgs, [&](Exits& exit) -> Status {
     WriteCall call(*this, exit, msgs, numMsgs, timeout);
     std::uint32_t count = 0;
@@ -177,7 +177,7 @@ Status CJ2534Channel::PassThruWriteMsgs(const AppMessage& msgs, const AppValue& 
     for (std::uint32_t i = 0; i < count; ++i) {
       bool raw = false;
       if (const Status status = call.CheckMessage(msgs[i], raw)) return status;
-      if (!BatchesSingleFrames(protocolId_) || msgs[i].DataSize() > kMaxSingleFrame) {
+      if (!BatchesSingleFrames(ProtocolId()) || msgs[i].DataSize() > kMaxSingleFrame) {
         if (const Status status = call.Send(msgs[i], 1, raw)) return status;
         continue;
       }
@@ -220,8 +220,8 @@ Status CJ2534Channel::ValidateMessageWrite(std::uint32_t dataSize, const std::ui
 Status CJ2534Channel::ValidateMessageProtocolID(std::uint32_t protocolId, bool& raw) {
   return Traced(methods::channel::kValidateMessageProtocolID, [&](Exits& exit) -> Status {
     raw = false;
-    if (protocolId == protocolId_) return exit.Normal();
-    if (IsRawFrameOf(protocolId_, protocolId) && IsMixedFormat()) {
+    if (protocolId == ProtocolId()) return exit.Normal();
+    if (IsRawFrameOf(ProtocolId(), protocolId) && IsMixedFormat()) {
       raw = true;
       return exit.Normal();
     }
