@@ -184,6 +184,23 @@ TEST_F(IsoTest, IndicationsCarryTheHeaderBytes) {
   EXPECT_GT(message->timestamp, start->timestamp);
 }
 
+TEST_F(IsoTest, EchoesOfExtendedAddressesCarryTheAddressByte) {
+  link_->Set("CP_TransmitIndEnable", 1);
+  link_->Set("CP_Loopback", 1);
+  link_->Open();
+  OpenRawPeer();
+  const Bytes message = Message(0x700, {0x11, 1, 2});
+  link_->Start({.data = message, .flags = {0, 0, 0, 0x80}});
+  const auto done = link_->Await([](const Event& event) { return event.IsResult(); });
+  ASSERT_TRUE(done);
+  EXPECT_EQ(done->flags, (Bytes{0, 0, 0, 0x88}));
+  EXPECT_EQ(done->header, Message(0x700, {0x11}));
+  const auto echo = link_->Await([](const Event& event) { return event.IsResult(); });
+  ASSERT_TRUE(echo);
+  EXPECT_EQ(echo->flags, (Bytes{0, 0, 0, 0x81}));
+  EXPECT_EQ(echo->data, message);
+}
+
 TEST_F(IsoTest, FillerBytesAsTheComParamsSay) {
   Open({{1, 0x7E0, 0x7E8}});
   OpenRawPeer();

@@ -183,6 +183,17 @@ TEST_F(LifeCycleTest, ResourcesLocksAndConflicts) {
   EXPECT_TRUE(other.Await(
       [](const Event& event) { return event.info.InfoCode == PDU_INFO_PHYS_COMPARAM_CHG; }));
 
+  {
+    TestLink leaving(library_, module);
+    EXPECT_EQ(library_.PDULockResource(module, leaving.Handle(), PDU_LOCK_TRANSMIT),
+              PDU_STATUS_NOERROR);
+    other.Drain();
+  }
+  EXPECT_TRUE(other.Await([](const Event& event) {
+    return event.info.InfoCode == PDU_INFO_RSC_LOCK_CHG;
+  })) << "a destroyed link leaves no lock";
+  EXPECT_NE(other.Send(Message(0x123, {1})), PDU_HANDLE_UNDEF);
+
   PDU_MODULE_DATA moduleRow{0, module, nullptr, nullptr, 0};
   PDU_MODULE_ITEM modules{PDU_IT_MODULE_ID, 1, &moduleRow};
   PDU_RSC_CONFLICT_ITEM* conflicts = nullptr;

@@ -116,6 +116,37 @@ TEST_F(ScenarioTest, BadFilesAreNamedWithPlaceAndExpectation) {
   std::remove(path.c_str());
 }
 
+TEST_F(ScenarioTest, MessagesWithoutAPeriodWaitForAnApplicationThatTakesNone) {
+  ASSERT_EQ(library_.PDUDestruct(), PDU_STATUS_NOERROR);
+  const std::string path = testing::TempDir() + "virtual_vci_flood.json";
+  std::ofstream(path, std::ios::binary)
+      << R"({"vcis":[{"serial":5001,"interfaces":[{"type":"USB"}]}],"buses":[{"pins":[6,14]}],)"
+      << R"("ecus":[{"request":1,"response":2,"cyclic":[{"id":3,"data":"00","period":0}]}]})";
+  std::string options = "Clock='instant' Scenario='" + path + "'";
+  ASSERT_EQ(library_.PDUConstruct(options.data(), nullptr), PDU_STATUS_NOERROR);
+  std::remove(path.c_str());
+  module_ = ModuleNamed("5001", "USB");
+  ASSERT_EQ(library_.PDUModuleConnect(module_), PDU_STATUS_NOERROR);
+
+  TestLink link(library_, module_);
+  PDU_IO_EVENT_QUEUE_PROPERTY_DATA one{1, PDU_QUE_LIMITED};
+  PDU_DATA_ITEM limit{PDU_IT_IO_EVENT_QUEUE_PROPERTY, &one};
+  EXPECT_EQ(link.IoCtl("PDU_IOCTL_SET_EVENT_QUEUE_PROPERTIES", &limit), PDU_STATUS_NOERROR);
+  const auto start = std::chrono::steady_clock::now();
+  link.Open();
+  const auto lost = [&] {
+    VVCI_LEDGER ledger{};
+    library_.VirtualVciGetLedger(&ledger);
+    return ledger.EventItemsLost;
+  };
+  const auto time = [&] { return std::chrono::steady_clock::now() - start; };
+  // It goes on, as somebody may listen later, but slowly.
+  while (lost() < 8000 && time() < milliseconds(5000)) std::this_thread::sleep_for(milliseconds(5));
+  const auto count = lost();
+  EXPECT_GE(count, 8000u);
+  EXPECT_LT(count, 1024 * (static_cast<std::uint64_t>(time() / milliseconds(10)) + 5));
+}
+
 TEST_F(ScenarioTest, ControlInterfaceAndEnvironmentStandBehindTheOptionText) {
   ASSERT_EQ(library_.PDUDestruct(), PDU_STATUS_NOERROR);
   char empty[] = "";

@@ -16,11 +16,6 @@
 
 using namespace virtual_vci;
 
-// A signature that drifts from the header doesn't compile.
-// NOLINTNEXTLINE(bugprone-macro-parentheses): a type name
-#define VVCI_CHECK_SIGNATURE(name, required) \
-  static_assert(std::is_same_v<decltype(&name), PFN_##name>);
-
 namespace {
 
 std::optional<UNUM32> IdOfObject(T_PDU_OBJT type, const char* name) {
@@ -202,7 +197,8 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI PDUGetUniqueRespIdTable(
                       if (pUniqueRespIdTable == nullptr) return PDU_ERR_INVALID_PARAMETERS;
                       return module.OnLink(hCLL,
                                            [&](Link& link) {
-      return HandOut(library, PDU_STATUS_NOERROR, link.GetUniqueRespIdTable(), pUniqueRespIdTable);
+      ItemPtr item = link.GetUniqueRespIdTable();
+      return HandOut(library, PDU_STATUS_NOERROR, std::move(item), pUniqueRespIdTable);
                       });
                     });
 }
@@ -394,4 +390,7 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI PDUGetTimestamp(UNUM32 hMod, UNUM32* pTimestamp) 
                     });
 }
 
-PASSBRIDGE_PDU_FUNCTIONS(VVCI_CHECK_SIGNATURE)
+// A signature that drifts from the header doesn't compile.
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a type name
+#define VVCI_CHECK(name, ...) static_assert(std::is_same_v<decltype(&name), PFN_##name>);
+PASSBRIDGE_PDU_FUNCTIONS(VVCI_CHECK)

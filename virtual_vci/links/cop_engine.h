@@ -78,9 +78,9 @@ class CopEngine {
   /// for the response itself; false if it counts as a response.
   bool Pending(UNUM32 handle);
   const Cop* Find(UNUM32 handle) const;
-  EventHead HeadOf(const Cop& cop) const;
 
  private:
+  EventHead HeadOf(const Cop& cop) const;
   void Pump();
   void BeginTurn(Cop& cop);
   void Execute(Cop& cop);

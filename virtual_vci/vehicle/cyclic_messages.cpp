@@ -51,7 +51,7 @@ void CyclicMessages::FloodGoesOn() {
 }
 
 void CyclicMessages::Sent(std::size_t index) {
-  if (on_ && cycles_[index].period == 0) Flood(index);
+  if (cycles_[index].period == 0) Flood(index);
 }
 
 }  // namespace virtual_vci

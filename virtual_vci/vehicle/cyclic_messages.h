@@ -20,6 +20,7 @@ class CyclicMessages : private FloodGate::Waiter {
     virtual ~Sender() = default;
     /// Answer with Sent.
     virtual void SendCyclic(std::size_t index) = 0;
+    /// One that is under way is not answered any more.
     virtual void CancelCyclic(std::size_t index) = 0;
   };
 
