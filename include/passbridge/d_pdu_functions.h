@@ -2,7 +2,8 @@
 #define PASSBRIDGE_D_PDU_FUNCTIONS_H_
 
 /// The 32 entry points of a D-PDU API library: name, and whether a library without it is refused.
-/// The three optional ones are extensions of ISO 22900-2. The order is the order of binding.
+/// The three optional ones are extensions of ISO 22900-2. The order is the order of binding,
+/// and that of the ordinals of the virtual VCI.
 #define PASSBRIDGE_PDU_FUNCTIONS(FUNCTION)   \
   FUNCTION(PDUConstruct, true)               \
   FUNCTION(PDUDestruct, true)                \
