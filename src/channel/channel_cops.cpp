@@ -32,9 +32,9 @@ constexpr pdu::ResultMap kLinkCopResults{
 constexpr std::uint32_t kStartCommTimeout = 5000;  // ms
 constexpr std::uint32_t kUpdateTimeout = 2000;     // ms
 
-// TxFlag bits, by flag byte.
-constexpr UNUM8 kRawFrame = 0x04;   // byte 0
-constexpr UNUM8 kPackedCop = 0x20;  // byte 3
+/// The TxFlags that a start of communication passes on.
+constexpr std::uint32_t kStartFlags =
+    WAIT_P3_MIN_ONLY | CAN_29BIT_ID | ISO15765_ADDR_TYPE | ISO15765_FRAME_PAD;
 
 /// Identifier under which D-PDU libraries have the ComParam that pads frames; fixed, not looked up.
 constexpr UNUM32 kPaddingComParam = 0x37;
@@ -54,13 +54,6 @@ CopData PackMessages(const AppMessage& msgs, std::uint32_t count) {
   }
   for (std::uint32_t i = 0; i < count; ++i) AppendBytes(packed, msgs[i]);
   return packed;
-}
-
-void SetStartFlags(CopControl& control, std::uint32_t txFlags) {
-  if ((txFlags & WAIT_P3_MIN_ONLY) != 0) control.txFlags[2] |= 0x02;
-  if ((txFlags & CAN_29BIT_ID) != 0) control.txFlags[2] |= 0x01;
-  if ((txFlags & ISO15765_ADDR_TYPE) != 0) control.txFlags[3] |= 0x80;
-  if ((txFlags & ISO15765_FRAME_PAD) != 0) control.txFlags[3] |= 0x40;
 }
 
 /// Reports what went wrong with a CoP: its start, or its registration at the next exit.
@@ -85,7 +78,7 @@ Status CJ2534Channel::DescribeSend(const AppMessage& msg, bool raw, CopData& dat
   data.assign(bytes.begin(), bytes.end());
   if ((msg.TxFlags() & ISO15765_FRAME_PAD) != 0) control.SetTemporarily({kPaddingComParam, 1});
   if (const Status status = AdjustCop(msg, data, control)) return status;
-  if (raw) control.txFlags[0] |= kRawFrame;
+  if (raw) pdu::SetFlag(control.txFlags, pdu::kRawFrame);
   return STATUS_NOERROR;
 }
 
@@ -122,7 +115,7 @@ Status CJ2534Channel::SendSendOnlyComPrimitive(const AppMessage& msgs, UNUM32* h
     }
     if (count > 1) {
       start.data = PackMessages(msgs, count);
-      control.txFlags[3] |= kPackedCop;
+      pdu::SetFlag(control.txFlags, pdu::kPacked);
     }
     const CopOutcome outcome = GetLink().StartCop(start, hCop);
     if (outcome.prepared != STATUS_NOERROR) {
@@ -149,7 +142,7 @@ Status CJ2534Channel::SendStartComComPrimitive(const AppMessage& msg, bool expec
       const std::span<const std::uint8_t> bytes = msg.Bytes();
       start.data.assign(bytes.begin(), bytes.end());
       control.data.NumSendCycles = 1;
-      SetStartFlags(control, msg.TxFlags());
+      pdu::SetFlags(control.txFlags, msg.TxFlags() & kStartFlags);
       if (const Status status = AdjustCop(msg, start.data, control)) {
         return exit.PassOn(1, status, "Adjusting CoP.");
       }

@@ -13,8 +13,6 @@ namespace passbridge {
 
 namespace {
 
-constexpr UNUM8 kPacked = 0x20;  // of receive flag byte 3
-
 /// A packed result: the number of records, then records of a time stamp, a length and data, each
 /// of the same size; numbers in this machine's byte order.
 constexpr std::size_t kPackedHeaderSize = 4;
@@ -29,8 +27,7 @@ UNUM32 LoadNative(std::span<const std::uint8_t> bytes) {
 }
 
 bool IsPacked(const PDU_RESULT_DATA& result) {
-  return result.RxFlag.NumFlagBytes >= 4 && result.RxFlag.pFlagData != nullptr &&
-         (result.RxFlag.pFlagData[3] & kPacked) != 0 && result.pDataBytes != nullptr;
+  return pdu::HasFlag(result.RxFlag, pdu::kPacked) && result.pDataBytes != nullptr;
 }
 
 /// The application's message array, whose memory is checked a piece at a time: it may be large,

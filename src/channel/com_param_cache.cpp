@@ -93,8 +93,8 @@ Status ComParamCache::FetchLocked(LinkHandles link, UNUM32 id) {
     if (id >= kMaxIdentifier) {
       return exit.Fail(1, ERR_NOT_SUPPORTED, "Invalid PDU ComParam Id was returned.");
     }
-    const T_PDU_ERROR result = pdu::Api().PDUGetComParam(link.module, link.cll, id, item.Out());
-    if (result != PDU_STATUS_NOERROR) item.Release();  // what a failed call leaves is no item
+    const T_PDU_ERROR result =
+        item.Checked(pdu::Api().PDUGetComParam(link.module, link.cll, id, item.Out()));
     if (!item || item->pComParamData == nullptr) {
       return exit.Fail(2, ERR_NOT_SUPPORTED, "Invalid PDU ComParam was returned.", result);
     }

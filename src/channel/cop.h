@@ -1,11 +1,11 @@
 #ifndef PASSBRIDGE_CHANNEL_COP_H_
 #define PASSBRIDGE_CHANNEL_COP_H_
 
-#include <array>
 #include <cstdint>
 #include <vector>
 
 #include "passbridge/d_pdu_api.h"
+#include "pdu/flag_bytes.h"
 #include "trace/location.h"
 
 namespace passbridge {
@@ -16,7 +16,7 @@ struct CopWaiter;
 using CopData = std::vector<UNUM8>;
 
 /// How a link is to be created, most significant byte first.
-using CllCreateFlags = std::array<UNUM8, 4>;
+using CllCreateFlags = pdu::FlagBytes;
 
 /// A ComParam that holds for one CoP only.
 struct TemporaryComParam {
@@ -49,7 +49,7 @@ struct CopControl {
     return txFlags == other.txFlags && temporary == other.temporary;
   }
 
-  std::array<UNUM8, 4> txFlags{};
+  pdu::FlagBytes txFlags{};
   PDU_COP_CTRL_DATA data{};
   std::vector<TemporaryComParam> temporary;
 

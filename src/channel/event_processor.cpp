@@ -145,14 +145,13 @@ Status CJ2534EventProcessor::ProcessEventItem(bool* fetched) {
     T_PDU_ERROR result = PDU_ERR_EVENT_QUEUE_EMPTY;
     {
       platform::RecursiveMutexLock lock(pdu::PduApiLock());
-      if (link_) result = pdu::Api().PDUGetEventItem(link_->module, link_->cll, item.Out());
+      if (link_) {
+        result = item.Checked(pdu::Api().PDUGetEventItem(link_->module, link_->cll, item.Out()));
+      }
       // Under the lock that the callback takes: a later wake-up is never lost.
       if (result == PDU_ERR_EVENT_QUEUE_EMPTY) wakeEvent_.Reset();
     }
-    if (result != PDU_STATUS_NOERROR) {
-      item.Release();  // what a failed call leaves in its output is no item
-      return ReportFetchFailure(exit, result);
-    }
+    if (result != PDU_STATUS_NOERROR) return ReportFetchFailure(exit, result);
     if (!item) return exit.PassOn(2, ERR_FAILED, "NULL Event Item was returned.");
     if (fetched != nullptr) *fetched = true;
     if (const Status status = Dispatch(std::move(item))) {

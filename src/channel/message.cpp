@@ -3,39 +3,36 @@
 #include <algorithm>
 #include <cstring>
 
+#include "pdu/flag_bytes.h"
 #include "trace/methods.h"
 
 namespace passbridge {
 
 namespace {
 
-/// A receive flag: which bit of which flag byte it is, and the RxStatus bit it stands for.
+/// A receive flag, and the RxStatus bit that it stands for.
 struct FlagRow {
-  std::uint8_t byte;
-  std::uint8_t bit;
+  pdu::Flag flag;
   std::uint32_t rxStatus;
 };
 
 constexpr std::array<FlagRow, 10> kReceiveFlags{{
-    {0, 0x01, FT_ERROR},
-    {1, 0x01, SW_CAN_HV_RX},
-    {1, 0x04, RX_SPD_CHG_EVENT},
-    {2, 0x01, CAN_29BIT_ID},
-    {3, 0x80, ISO15765_ADDR_TYPE},
-    {3, 0x10, ISO15765_PADDING_ERROR},
-    {3, 0x08, TX_DONE},
-    {3, 0x04, RX_BREAK},
-    {3, 0x02, START_OF_MESSAGE},
-    {3, 0x01, TX_MSG_TYPE},
+    {{0, 0x01}, FT_ERROR},
+    {{1, 0x01}, SW_CAN_HV_RX},
+    {{1, 0x04}, RX_SPD_CHG_EVENT},
+    {{2, 0x01}, CAN_29BIT_ID},
+    {{3, 0x80}, ISO15765_ADDR_TYPE},
+    {{3, 0x10}, ISO15765_PADDING_ERROR},
+    {{3, 0x08}, TX_DONE},
+    {{3, 0x04}, RX_BREAK},
+    {{3, 0x02}, START_OF_MESSAGE},
+    {{3, 0x01}, TX_MSG_TYPE},
 }};
 
 std::uint32_t RxStatusOf(const PDU_FLAG_DATA& flags) {
-  if (flags.pFlagData == nullptr) return 0;
   std::uint32_t rxStatus = 0;
   for (const FlagRow& row : kReceiveFlags) {
-    if (row.byte < flags.NumFlagBytes && (flags.pFlagData[row.byte] & row.bit) != 0) {
-      rxStatus |= row.rxStatus;
-    }
+    if (pdu::HasFlag(flags, row.flag)) rxStatus |= row.rxStatus;
   }
   return rxStatus;
 }

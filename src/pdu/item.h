@@ -44,6 +44,12 @@ class Item {
     return &item_;
   }
 
+  /// The result of the call that Out was for; what a failing one leaves there is no item.
+  T_PDU_ERROR Checked(T_PDU_ERROR result) {
+    if (result != PDU_STATUS_NOERROR) Release();
+    return result;
+  }
+
   /// Destroys the item now; for callers that must know the result.
   T_PDU_ERROR Destroy() {
     T* const item = std::exchange(item_, nullptr);

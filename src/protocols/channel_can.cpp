@@ -50,10 +50,8 @@ Status CJ2534Channel_CAN::SetProtocolConnectionComParameters() {
 
 Status CJ2534Channel_CAN::AdjustCop(const AppMessage& msg, CopData& /*data*/, CopControl& control) {
   return Traced(methods::channel_can::kAdjustCop, [&](Exits& exit) -> Status {
-    const std::uint32_t txFlags = msg.TxFlags();
-    // The TxFlags, most significant byte first.
-    control.txFlags[2] |= static_cast<UNUM8>((txFlags & CAN_29BIT_ID) >> 8U);
-    control.txFlags[3] |= static_cast<UNUM8>(txFlags & (ISO15765_ADDR_TYPE | ISO15765_FRAME_PAD));
+    constexpr std::uint32_t kFlags = CAN_29BIT_ID | ISO15765_ADDR_TYPE | ISO15765_FRAME_PAD;
+    pdu::SetFlags(control.txFlags, msg.TxFlags() & kFlags);
     return exit.Normal();
   });
 }

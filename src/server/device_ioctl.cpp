@@ -146,10 +146,9 @@ Status CJ2534Device::ReadNumber(const Reading& reading, const AppPointer& output
 Status CJ2534Device::ReadItem(const Exits& exit, const Reading& reading, const AppValue& output) {
   if (reading.zeroWithoutCable) output.Store(0);
   pdu::Item<PDU_DATA_ITEM> item;
-  T_PDU_ERROR result = pdu::Api().PDUIoCtl(moduleHandle_, PDU_HANDLE_UNDEF,
-                                           pdu::IoControlId(reading.control), nullptr, item.Out());
+  T_PDU_ERROR result = item.Checked(pdu::Api().PDUIoCtl(
+      moduleHandle_, PDU_HANDLE_UNDEF, pdu::IoControlId(reading.control), nullptr, item.Out()));
   if (result != PDU_STATUS_NOERROR) {
-    item.Release();  // what a failing call leaves there is no item
     if (reading.zeroWithoutCable && result == PDU_ERR_NO_CABLE_DETECTED) return exit.Normal();
     return FailPdu(exit, 2, kDefaultResults(result), reading.failure, result);
   }

@@ -14,8 +14,8 @@ using EventItem = pdu::Item<PDU_EVENT_ITEM>;
 /// Fetches the next item of a module's own queue. A success without an item counts as a failure,
 /// for it would never end.
 T_PDU_ERROR FetchItem(UNUM32 hMod, EventItem& item) {
-  const T_PDU_ERROR result = pdu::Api().PDUGetEventItem(hMod, PDU_HANDLE_UNDEF, item.Out());
-  if (result != PDU_STATUS_NOERROR) item.Release();  // what a failing call leaves is no item
+  const T_PDU_ERROR result =
+      item.Checked(pdu::Api().PDUGetEventItem(hMod, PDU_HANDLE_UNDEF, item.Out()));
   return result == PDU_STATUS_NOERROR && !item ? T_PDU_ERROR{PDU_ERR_FCT_FAILED} : result;
 }
 

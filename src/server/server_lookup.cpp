@@ -134,9 +134,8 @@ Status CJ2534Server::PopulateDeviceInfoList(VqxInfoList* list) {
   return Traced(methods::server::kPopulateDeviceInfoList, [&](Exits& exit) -> Status {
     if (ValidatePointer(list)) return exit.Fail(1, ERR_FAILED, "Invalid VqxInfoList pointer.");
     pdu::Item<PDU_MODULE_ITEM> modules;
-    T_PDU_ERROR result = pdu::Api().PDUGetModuleIds(modules.Out());
+    T_PDU_ERROR result = modules.Checked(pdu::Api().PDUGetModuleIds(modules.Out()));
     if (const Status status = kModuleIdsResults(result)) {
-      modules.Release();  // what a failing call leaves there is no item
       return exit.Fail(2, status, "Error getting ModuleIDs.", result);
     }
     if (!modules) return exit.Fail(3, ERR_FAILED, "Empty ModuleID List was returned.");
