@@ -124,7 +124,7 @@ Status CJ2534Channel::ConnectAndDownload(const Exits& exit) {
 
 Status CJ2534Channel::DownloadAndCommit(const Exits& exit, std::uint16_t firstPoint) {
   const auto parameters = Parameters();
-  const platform::RecursiveMutexLock lock(GetLink().ComParamLock());
+  const platform::RecursiveMutexLock lock(GetLink().ComParams().Lock());
   const Status downloaded =
       parameters != nullptr ? parameters->DownloadParameters() : Status{ERR_FAILED};
   if (downloaded != STATUS_NOERROR) {

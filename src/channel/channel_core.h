@@ -30,8 +30,8 @@ class ChannelCore : public CJ2534, protected ChannelLink, protected EventSink {
 
   std::uint32_t ChannelId() const { return channelId_; }
   std::uint32_t ProtocolId() const { return protocolId_; }
-  UNUM32 ModuleHandle() const final { return link_.Module(); }
-  UNUM32 CllHandle() const final { return link_.Cll(); }
+  UNUM32 ModuleHandle() const final { return link_.Handles().module; }
+  UNUM32 CllHandle() const final { return link_.Handles().cll; }
   bool HasLink() const { return link_.HasLink(); }
   bool IsVehicleConnected() const final { return link_.IsConnected(); }
 
@@ -47,12 +47,12 @@ class ChannelCore : public CJ2534, protected ChannelLink, protected EventSink {
   CJ2534Event& GetRxEvent() { return *rxEvent_; }
 
   // ComParams of the link; see ComParamCache.
-  Status GetPDUComParam(UNUM32 comParamId) { return link_.FetchComParam(comParamId); }
-  Status SetPduComParam(UNUM32 comParamId, const void* value, std::uint32_t size) final {
-    return link_.SetComParam(comParamId, value, size);
+  Status GetPDUComParam(UNUM32 id) { return link_.ComParams().Fetch(link_.Handles(), id); }
+  Status SetPduComParam(UNUM32 id, const void* value, std::uint32_t size) final {
+    return link_.ComParams().Set(link_.Handles(), id, value, size);
   }
-  Status GetPDUValue(UNUM32 comParamId, UNUM32* value) final {
-    return link_.GetComParam(comParamId, value);
+  Status GetPDUValue(UNUM32 id, UNUM32* value) final {
+    return link_.ComParams().Get(link_.Handles(), id, value);
   }
 
  protected:

@@ -39,8 +39,7 @@ class Link {
   ~Link();
 
   void SetModule(UNUM32 module) { module_ = module; }
-  UNUM32 Module() const { return module_; }
-  UNUM32 Cll() const { return cll_; }
+  /// The link's is 0 while there is none.
   LinkHandles Handles() const { return {module_, cll_}; }
   State GetState() const { return state_; }
   bool IsConnected() const { return state_ == State::Connected; }
@@ -78,9 +77,6 @@ class Link {
   /// just now. Waits for nobody. False if the link was not up.
   bool Lose();
 
-  /// Wakes the event thread. Called under PduApiLock.
-  void SignalEvents();
-
   // CoPs.
 
   /// Starts a CoP and registers its end, both under PduApiLock. Its temporary ComParams are set
@@ -102,20 +98,16 @@ class Link {
 
   T_PDU_ERROR IoCtl(pdu::IoControl control);
 
-  // ComParams; see ComParamCache.
-
-  Status FetchComParam(UNUM32 id) { return comParams_.Fetch(Handles(), id); }
-  Status SetComParam(UNUM32 id, const void* value, std::uint32_t size) {
-    return comParams_.Set(Handles(), id, value, size);
-  }
-  Status GetComParam(UNUM32 id, UNUM32* value) { return comParams_.Get(Handles(), id, value); }
-  /// Held from the first of some ComParams that are set to the start of their update: a CoP with
-  /// temporary ComParams in between would set them back.
-  platform::RecursiveMutex& ComParamLock() RETURN_CAPABILITY(comParams_.Lock()) {
-    return comParams_.Lock();
-  }
+  /// The ComParams of the link. Their lock is held from the first of some that are set to the start
+  /// of their update: a CoP with temporary ComParams in between would set them back.
+  ComParamCache& ComParams() { return comParams_; }
 
  private:
+  friend void PDUAPI PduEventCallback(T_PDU_EVT_DATA, UNUM32, UNUM32, void*, void*);
+
+  /// Wakes the event thread.
+  void SignalEvents() REQUIRES(pdu::PduApiLock());
+
   CopOutcome StartAsItIs(CopStart& start, UNUM32* hCop);
   CopOutcome StartUpdate(CopStart& start, UNUM32* hCop) EXCLUDES(updateLock_);
   CopOutcome StartWithTemporary(CopStart& start, UNUM32* hCop);

@@ -137,27 +137,13 @@ Status CJ2534PassThruMsg::Initialize(std::uint32_t protocolId, const PDU_ERROR_D
   }
 PASSBRIDGE_RX_STATUS_TEST(IsLoopback, TX_MSG_TYPE, "This is a Loopback message.",
                           "This is not a Loopback message.")
-PASSBRIDGE_RX_STATUS_TEST(IsIndicator, kIndicationBits, "This is an Indicator.",
-                          "This is not an Indicator.")
 PASSBRIDGE_RX_STATUS_TEST(IsTxDone, TX_DONE, "The TX_DONE Flag is set.",
                           "The TX_DONE Flag is not set.")
 PASSBRIDGE_RX_STATUS_TEST(IsSpdChgEvent, RX_SPD_CHG_EVENT, "The RX_SPD_CHG_EVENT Flag is set.",
                           "The RX_SPD_CHG_EVENT Flag is not set.")
-PASSBRIDGE_RX_STATUS_TEST(IsFtError, FT_ERROR, "The FT_ERROR Flag is set.",
-                          "The FT_ERROR Flag is not set.")
-PASSBRIDGE_RX_STATUS_TEST(IsSwCanHvRx, SW_CAN_HV_RX, "The SW_CAN_HV_RX Flag is set.",
-                          "The SW_CAN_HV_RX Flag is not set.")
-PASSBRIDGE_RX_STATUS_TEST(IsRxBreak, RX_BREAK, "The RX_BREAK Flag is set.",
-                          "The RX_BREAK Flag is not set.")
 PASSBRIDGE_RX_STATUS_TEST(IsStartOfMessage1stByte, START_OF_MESSAGE,
                           "The START_OF_MESSAGE_1ST_BYTE Flag is set.",
                           "The START_OF_MESSAGE_1ST_BYTE Flag is not set.")
-PASSBRIDGE_RX_STATUS_TEST(IsJ1939AddressLost, J1939_ADDRESS_LOST,
-                          "The J1939_ADDRESS_LOST Flag is set.",
-                          "The J1939_ADDRESS_LOST Flag is not set.")
-PASSBRIDGE_RX_STATUS_TEST(IsJ1939AddressClaimed, J1939_ADDRESS_CLAIMED,
-                          "The J1939_ADDRESS_CLAIMED Flag is set.",
-                          "The J1939_ADDRESS_CLAIMED Flag is not set.")
 #undef PASSBRIDGE_RX_STATUS_TEST
 
 Status CJ2534PassThruMsg::SetTxDoneData(std::span<const std::uint8_t> header) {
@@ -179,7 +165,6 @@ CJ2534PassThruMsg CJ2534PassThruMsg::MakeIndication(std::uint32_t rxStatus) cons
   CJ2534PassThruMsg indication;
   indication.protocolId_ = protocolId_;
   indication.rxStatus_ = rxStatus;
-  indication.txFlags_ = txFlags_;
   indication.timestamp_ = timestamp_;
   if (data_.empty()) indication.item_ = item_;
   return indication;
@@ -195,7 +180,7 @@ void CJ2534PassThruMsg::GetPassThruMsg(const AppMessage& out) const {
   const std::span<const std::uint8_t> bytes = OutputBytes();
   out.SetProtocolId(protocolId_);
   out.SetRxStatus(rxStatus_);
-  out.SetTxFlags(txFlags_);
+  out.SetTxFlags(0);
   out.SetTimestamp(timestamp_);
   out.SetDataSize(static_cast<std::uint32_t>(bytes.size()));
   out.SetExtraDataIndex(extraDataIndex_);

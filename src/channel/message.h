@@ -54,17 +54,11 @@ class CJ2534PassThruMsg : public CJ2534 {
 
   std::uint32_t GetProtocolID() const { return protocolId_; }
   std::uint32_t GetRxStatus() const { return rxStatus_; }
-  std::uint32_t GetTxFlags() const { return txFlags_; }
-  std::uint32_t GetTimestamp() const { return timestamp_; }
   std::uint32_t GetDataSize() const { return static_cast<std::uint32_t>(data_.size()); }
-  std::uint32_t GetExtraDataIndex() const { return extraDataIndex_; }
   std::span<const std::uint8_t> GetData() const { return data_; }
 
-  void SetProtocolID(std::uint32_t protocolId) { protocolId_ = protocolId; }
-  void SetRxStatus(std::uint32_t rxStatus) { rxStatus_ = rxStatus; }
   void SetRxStatusBit(std::uint32_t mask) { rxStatus_ |= mask; }
   void ClrRxStatusBit(std::uint32_t mask = kIndicationBits) { rxStatus_ &= ~mask; }
-  void SetExtraDataIndex(std::uint32_t index) { extraDataIndex_ = index; }
   /// Shortens the payload; 0 drops it.
   void SetDataSize(std::uint32_t size) {
     data_ = data_.first(std::min<std::size_t>(size, data_.size()));
@@ -72,15 +66,9 @@ class CJ2534PassThruMsg : public CJ2534 {
 
   // Tests of RxStatus bits.
   bool IsLoopback() const;
-  bool IsIndicator() const;
   bool IsTxDone() const;
   bool IsSpdChgEvent() const;
-  bool IsFtError() const;
-  bool IsSwCanHvRx() const;
-  bool IsRxBreak() const;
   bool IsStartOfMessage1stByte() const;
-  bool IsJ1939AddressLost() const;
-  bool IsJ1939AddressClaimed() const;
 
   /// Header bytes of the two indications that carry a header. ERR_INVALID_MSG, and nothing
   /// changed, when they are too many.
@@ -113,7 +101,6 @@ class CJ2534PassThruMsg : public CJ2534 {
 
   std::uint32_t protocolId_ = 0;
   std::uint32_t rxStatus_ = 0;
-  std::uint32_t txFlags_ = 0;
   std::uint32_t timestamp_ = 0;
   std::uint32_t extraDataIndex_ = 0;
   std::span<const std::uint8_t> data_;  // in the event item
