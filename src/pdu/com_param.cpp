@@ -1,6 +1,7 @@
 #include "pdu/com_param.h"
 
 #include <array>
+#include <cstddef>
 
 #include "pdu/io_control.h"
 #include "pdu/object_ids.h"
@@ -9,14 +10,14 @@ namespace passbridge::pdu {
 
 namespace {
 
-constexpr std::array<const char*, kComParamCount> kComParamNames{
+constexpr std::array kComParamNames{
 #define PASSBRIDGE_COM_PARAM_NAME(name) #name,
     PASSBRIDGE_COM_PARAMS(PASSBRIDGE_COM_PARAM_NAME)
 #undef PASSBRIDGE_COM_PARAM_NAME
 };
 
 ObjectIds& ComParamIds() {
-  static std::array<ObjectIds::Cell, kComParamCount> cells;
+  static std::array<ObjectIds::Cell, kComParamNames.size()> cells;
   static ObjectIds identifiers(PDU_OBJT_COMPARAM, kComParamNames, cells);
   return identifiers;
 }

@@ -1,7 +1,6 @@
 #ifndef PASSBRIDGE_PDU_COM_PARAM_H_
 #define PASSBRIDGE_PDU_COM_PARAM_H_
 
-#include <cstddef>
 #include <cstdint>
 
 #include "passbridge/d_pdu_api.h"
@@ -66,7 +65,6 @@ enum class ComParam : std::uint8_t {
   PASSBRIDGE_COM_PARAMS(PASSBRIDGE_COM_PARAM_ENUMERATOR)
 #undef PASSBRIDGE_COM_PARAM_ENUMERATOR
 };
-inline constexpr std::size_t kComParamCount = 156;
 
 /// Short name of a ComParam.
 const char* ComParamName(ComParam param);

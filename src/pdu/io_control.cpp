@@ -1,27 +1,16 @@
 #include "pdu/io_control.h"
 
+#include <array>
+#include <cstddef>
+
 namespace passbridge::pdu {
 
 namespace {
 
-constexpr std::array<const char*, kIoControlCount> kIoControlNames{
-    "PDU_IOCTL_RESET",
-    "PDU_IOCTL_CLEAR_TX_QUEUE",
-    "PDU_IOCTL_CLEAR_TX_PENDING",
-    "PDU_IOCTL_SUSPEND_TX_QUEUE",
-    "PDU_IOCTL_RESUME_TX_QUEUE",
-    "PDU_IOCTL_CLEAR_RX_QUEUE",
-    "PDU_IOCTL_READ_VBATT",
-    "PDU_IOCTL_SET_PROG_VOLTAGE",
-    "PDU_IOCTL_READ_PROG_VOLTAGE",
-    "PDU_IOCTL_GENERIC",
-    "PDU_IOCTL_SET_BUFFER_SIZE",
-    "PDU_IOCTL_GET_CABLE_ID",
-    "PDU_IOCTL_START_MSG_FILTER",
-    "PDU_IOCTL_STOP_MSG_FILTER",
-    "PDU_IOCTL_CLEAR_MSG_FILTER",
-    "PDU_IOCTL_SET_EVENT_QUEUE_PROPERTIES",
-    "PDU_IOCTL_SEND_BREAK",
+constexpr std::array kIoControlNames{
+#define PASSBRIDGE_IO_CONTROL_NAME(control, name) name,
+    PASSBRIDGE_IO_CONTROLS(PASSBRIDGE_IO_CONTROL_NAME)
+#undef PASSBRIDGE_IO_CONTROL_NAME
 };
 
 }  // namespace
@@ -31,7 +20,7 @@ const char* IoControlName(IoControl control) {
 }
 
 ObjectIds& IoControlIds() {
-  static std::array<ObjectIds::Cell, kIoControlCount> cells;
+  static std::array<ObjectIds::Cell, kIoControlNames.size()> cells;
   static ObjectIds identifiers(PDU_OBJT_IO_CTRL, kIoControlNames, cells);
   return identifiers;
 }
