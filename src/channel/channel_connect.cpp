@@ -1,10 +1,8 @@
 // The connection lifecycle of a channel: from PassThruConnect to a running link, and back.
 
-#include <algorithm>
-#include <array>
-
 #include "channel/channel.h"
 #include "config/parameter.h"
+#include "j2534/protocol.h"
 #include "pdu/com_param.h"
 #include "trace/methods.h"
 
@@ -12,64 +10,8 @@ namespace passbridge {
 
 namespace {
 
-/// The connect flags that a protocol admits, and what is said about others.
-struct ConnectFlagsRow {
-  ProtocolType type;
-  std::uint32_t allowed;
-  std::uint16_t point;
-  const char* failure;
-};
-
-constexpr std::uint32_t kIso14230Flags = 0x1 | ISO9141_NO_CHECKSUM | ISO9141_K_LINE_ONLY;
-constexpr const char* kNoCanFlag = "A non-CAN Connection Flag(s) was set.";
-constexpr const char* kNoIso15765Flag = "A non-ISO15765 Connection Flag(s) was set.";
-constexpr const char* kNoIso14230Flag = "A non-ISO14230 Connection Flag(s) was set.";
-
-constexpr std::array<ConnectFlagsRow, 8> kConnectFlags{{
-    {CAN, CAN_29BIT_ID | CAN_ID_BOTH, 3, kNoCanFlag},
-    {SW_CAN_PS, CAN_29BIT_ID | CAN_ID_BOTH, 3, kNoCanFlag},
-    {ISO15765, CAN_29BIT_ID | CAN_ID_BOTH, 4, kNoIso15765Flag},
-    {SW_ISO15765_PS, CAN_29BIT_ID | CAN_ID_BOTH, 4, kNoIso15765Flag},
-    {FGA7274, CAN_29BIT_ID | CAN_ID_BOTH, 4, kNoIso15765Flag},
-    {ISO14230, kIso14230Flags, 5, kNoIso14230Flag},
-    {UBP_PS, kIso14230Flags, 5, kNoIso14230Flag},
-    {ISO9141, ISO9141_NO_CHECKSUM | ISO9141_K_LINE_ONLY, 6,
-     "A non-ISO9141 Connection Flag(s) was set."},
-}};
-constexpr ConnectFlagsRow kNoConnectFlags{0, 0, 7,
-                                          "The ProtocolID does not support Connection Flag(s)."};
-
 /// The highest byte of the flags is the manufacturer's and not looked at.
 constexpr std::uint32_t kCheckedFlags = 0x00FFFFFF;
-
-/// Protocols whose communication starts with an initialisation ioctl, or needs no start.
-bool StartsCommunication(ProtocolType type) {
-  return type != ISO9141 && type != ISO14230 && type != GM_UART_PS && type != UBP_PS;
-}
-
-struct IdRange {
-  std::uint32_t first;
-  std::uint32_t last;
-  Status status;
-};
-
-constexpr std::array<IdRange, 15> kChannelProtocols{{
-    {J1850VPW, SCI_B_TRANS, STATUS_NOERROR},
-    {J1850VPW_PS, J1850VPW_PS, STATUS_NOERROR},
-    {J1850PWM_PS, J1850PWM_PS, ERR_NOT_SUPPORTED},
-    {ISO9141_PS, GM_UART_PS, STATUS_NOERROR},
-    {UART_ECHO_BYTE_PS, HONDA_DIAGH_PS, ERR_NOT_SUPPORTED},
-    {FT_CAN_PS, FT_ISO15765_PS, STATUS_NOERROR},
-    {FGA7274, UBP_PS, STATUS_NOERROR},
-    {CAN_CH1, J1850VPW_CH128, ERR_NOT_SUPPORTED},
-    {J1850PWM_CH1, J1850PWM_CH128, ERR_NOT_SUPPORTED},
-    {ISO9141_CH1, ISO9141_CH128, ERR_NOT_SUPPORTED},
-    {ISO14230_CH1, ISO14230_CH128, ERR_NOT_SUPPORTED},
-    {ISO15765_CH1, SW_CAN_CAN_CH128, ERR_NOT_SUPPORTED},
-    {SW_CAN_ISO15765_CH1, SW_CAN_ISO15765_CH128, ERR_NOT_SUPPORTED},
-    {J2610_CH1, J2610_CH128, ERR_NOT_SUPPORTED},
-    {0xC000, 0xC01F, ERR_NOT_SUPPORTED},  // analogue inputs
-}};
 
 }  // namespace
 
@@ -93,12 +35,9 @@ Status CJ2534Channel::PassThruConnect(std::uint32_t protocolId, std::uint32_t fl
 }
 
 Status CJ2534Channel::CheckConnectFlags(const Exits& exit, std::uint32_t flags) {
-  const auto* const found =
-      std::find_if(kConnectFlags.begin(), kConnectFlags.end(),
-                   [this](const ConnectFlagsRow& row) { return row.type == Type(); });
-  const ConnectFlagsRow& row = found != kConnectFlags.end() ? *found : kNoConnectFlags;
-  if ((flags & kCheckedFlags & ~row.allowed) == 0) return STATUS_NOERROR;
-  return exit.Fail(row.point, ERR_INVALID_FLAGS, row.failure);
+  const AdmittedFlags& admitted = AdmittedFlagsOf(Type());
+  if ((flags & kCheckedFlags & ~admitted.flags) == 0) return STATUS_NOERROR;
+  return exit.Fail(admitted.exitPoint, ERR_INVALID_FLAGS, admitted.failure);
 }
 
 Status CJ2534Channel::ConnectAndDownload(const Exits& exit) {
@@ -284,12 +223,7 @@ Status CJ2534Channel::PassThruDisconnect() {
 }
 
 Status CJ2534Channel::ValidateChannelProtocolID(std::uint32_t protocolId) {
-  for (const IdRange& range : kChannelProtocols) {
-    if (range.first <= protocolId && protocolId <= range.last) {
-      return range.status;
-    }
-  }
-  return ERR_INVALID_PROTOCOL_ID;
+  return OpeningStatus(protocolId);
 }
 
 Status CJ2534Channel::GetPduPinData(std::vector<PDU_PIN_DATA>& pins) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "channel/channel.h"
+#include "j2534/protocol.h"
 #include "platform/clock.h"
 #include "platform/memory_probe.h"
 #include "trace/methods.h"
@@ -13,16 +14,6 @@ namespace {
 
 /// ISO 15765 messages of at most this many bytes are single frames, which are sent in batches.
 constexpr std::uint32_t kMaxSingleFrame = 12;
-
-/// Protocols whose messages go into one CoP per call.
-bool SendsPacked(std::uint32_t protocolId) {
-  return protocolId == CAN || protocolId == CAN_PS || protocolId == J1850PWM ||
-         protocolId == J1850PWM_PS;
-}
-
-bool BatchesSingleFrames(std::uint32_t protocolId) {
-  return protocolId == ISO15765 || protocolId == ISO15765_PS;
-}
 
 /// Whether a message is a single frame of ISO 15765; one that cannot be read is none.
 bool IsSingleFrame(const AppMessage& msg) {
@@ -168,7 +159,8 @@ Status CJ2534Channel::PassThruWriteMsgsMultiple(const AppMessage& msgs, const Ap
 
 Status CJ2534Channel::PassThruWriteMsgs(const AppMessage& msgs, const AppValue& numMsgs,
                                         std::uint32_t timeout) {
-  if (SendsPacked(ProtocolId())) return PassThruWriteMsgsMultiple(msgs, numMsgs, timeout);
+  const Sending sending = SendingOf(ProtocolId());
+  if (sending == Sending::Packed) return PassThruWriteMsgsMultiple(msgs, numMsgs, timeout);
   return Traced(methods::channel::kPassThruWriteMsgs, [&](Exits& exit) -> Status {
     WriteCall call(*this, exit, msgs, numMsgs, timeout);
     std::uint32_t count = 0;
@@ -177,7 +169,7 @@ Status CJ2534Channel::PassThruWriteMsgs(const AppMessage& msgs, const AppValue& 
     for (std::uint32_t i = 0; i < count; ++i) {
       bool raw = false;
       if (const Status status = call.CheckMessage(msgs[i], raw)) return status;
-      if (!BatchesSingleFrames(ProtocolId()) || msgs[i].DataSize() > kMaxSingleFrame) {
+      if (sending != Sending::Batched || msgs[i].DataSize() > kMaxSingleFrame) {
         if (const Status status = call.Send(msgs[i], 1, raw)) return status;
         continue;
       }

@@ -268,13 +268,12 @@ UNUM32 CJ2534Filter::CanFormat() const {
   constexpr UNUM32 kExtendedAddress = 0x08;
   constexpr UNUM32 kPadded = 0x30;
 
-  const bool isIso15765 = IsIso15765Type(Type());
-  if (!isIso15765 && Type() != CAN && Type() != SW_CAN_PS) return 0;
+  if (!IsCanType(Type())) return 0;
   UNUM32 format = 0;
   if ((txFlags_ & ISO15765_ADDR_TYPE) != 0) format |= kExtendedAddress;
   if ((txFlags_ & CAN_29BIT_ID) != 0) format |= k29Bits;
   if ((txFlags_ & ISO15765_FRAME_PAD) != 0) format |= kPadded;
-  if (isIso15765 && IsFlowControl()) format |= kSegmented | kFlowControlled;
+  if (IsIso15765Type(Type()) && IsFlowControl()) format |= kSegmented | kFlowControlled;
   return format;
 }
 
@@ -284,8 +283,7 @@ Status CJ2534Filter::GetPduRespCanFormat(UNUM32* canFormat) const {
 }
 
 UNUM32 CJ2534Filter::ExtendedAddress(const Bytes& bytes) const {
-  const bool hasAddress =
-      (txFlags_ & ISO15765_ADDR_TYPE) != 0 && (Type() == CAN || IsIso15765Type(Type()));
+  const bool hasAddress = (txFlags_ & ISO15765_ADDR_TYPE) != 0 && HasExtendedAddresses(Type());
   return hasAddress ? bytes[4] : 0;
 }
 

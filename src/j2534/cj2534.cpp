@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string>
 
 #include "j2534/status_text.h"
@@ -58,9 +59,9 @@ Status CJ2534::GetProtocolType(std::uint32_t protocolId, ProtocolType* protocolT
     if (protocolType == nullptr) {
       return exit.PassOn(1, ERR_NULL_PARAMETER, "NULL ProtocolType Pointer.");
     }
-    const ProtocolRange* const protocol = FindProtocol(protocolId);
-    *protocolType = protocol != nullptr ? protocol->type : protocolId;
-    if (protocol == nullptr) return exit.PassOn(2, ERR_INVALID_PROTOCOL_ID, "Invalid ProtocolID.");
+    const std::optional<ProtocolType> known = ProtocolTypeOf(protocolId);
+    *protocolType = known.value_or(protocolId);
+    if (!known) return exit.PassOn(2, ERR_INVALID_PROTOCOL_ID, "Invalid ProtocolID.");
     return exit.Normal();
   });
 }
