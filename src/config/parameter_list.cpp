@@ -55,9 +55,8 @@ Status CJ2534ParameterList::Initialize(ChannelLink* channel) {
       return exit.Fail(1, ERR_NULL_PARAMETER, "NULL pointer to CJ2534Channel.");
     }
     channel_ = channel;
-    for (const std::uint32_t id : CommonParameters()) AddJ2534Parameter(id);
-    for (const std::uint32_t id : ParametersOf(channel->ChannelProtocolType())) {
-      AddJ2534Parameter(id);
+    for (const ParameterRow& row : AllParameters()) {
+      if (row.isHeldBy(channel->ChannelProtocolType())) AddJ2534Parameter(row.id);
     }
     return exit.Normal();
   });

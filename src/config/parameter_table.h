@@ -6,6 +6,7 @@
 #include <span>
 
 #include "j2534/protocol.h"
+#include "j2534/value_range.h"
 #include "pdu/com_param.h"
 
 /// What is known of each J2534 configuration parameter. Pure data: nothing here reports a failure.
@@ -21,36 +22,18 @@ enum class Conversion : std::uint8_t {
   DataBits,        ///< replaces the data bits there
 };
 
-/// Both ends belong to the range.
-struct ValueRange {
-  std::uint32_t first;
-  std::uint32_t last;
-
-  constexpr bool Contains(std::uint32_t value) const { return first <= value && value <= last; }
-};
-
-/// A value that the channels of some ProtocolIDs have.
-struct ProtocolValue {
-  ValueRange protocolIds;
-  std::uint32_t value;
-};
-
-/// What the channels of some ProtocolIDs accept: one of two ranges.
-struct ProtocolRule {
-  ValueRange protocolIds;
-  ValueRange accepted;
-  ValueRange orAccepted;
-};
-
 struct ParameterRow {
   std::uint32_t id;
   std::optional<pdu::ComParam> comParam;  ///< none: the D-PDU library never hears of it
+  bool (*isHeldBy)(ProtocolType type);    ///< whether a channel has it in its list
   std::uint32_t defaultValue;
   ValueRange accepted;
   Conversion conversion = Conversion::Unchanged;
   std::optional<std::uint32_t> alsoAccepted = std::nullopt;  ///< one value beside the range
-  std::span<const ProtocolValue> defaults = {};  ///< precede defaultValue for their ProtocolIDs
-  std::span<const ProtocolRule> rules = {};      ///< hold in addition to `accepted`
+  /// Precedes defaultValue, which is then without meaning.
+  std::uint32_t (*defaultFor)(std::uint32_t protocolId) = nullptr;
+  /// Asked in addition to `accepted`.
+  bool (*isAcceptedBy)(std::uint32_t protocolId, std::uint32_t value) = nullptr;
 };
 
 /// The row of a parameter, or null for one that the library does not know.
@@ -62,11 +45,8 @@ std::uint32_t DefaultValueOf(const ParameterRow& parameter, std::uint32_t protoc
 /// Whether a channel of the ProtocolID can have the value, in J2534 units.
 bool IsAccepted(const ParameterRow& parameter, std::uint32_t protocolId, std::uint32_t value);
 
-/// The parameters that every channel holds.
-std::span<const std::uint32_t> CommonParameters();
-
-/// The parameters that a channel of the type holds beside the common ones.
-std::span<const std::uint32_t> ParametersOf(ProtocolType type);
+/// All that the library knows, those that come first in a list first.
+std::span<const ParameterRow> AllParameters();
 
 }  // namespace passbridge
 
