@@ -19,14 +19,11 @@ constexpr UNUM32 kBothIdentifierLengths = 0x80;
 }  // namespace
 
 Status CJ2534Channel_CAN::GetPduResourceBusTypeId(PDU_RSC_DATA* resource) {
-  return LookUpResource(methods::channel_can::kGetPduResourceBusTypeId, PDU_OBJT_BUSTYPE,
-                        ProtocolId() == FT_CAN_PS ? "ISO_11898_3_DWFTCAN" : "ISO_11898_2_DWCAN",
-                        resource);
+  return LookUpBusType(methods::channel_can::kGetPduResourceBusTypeId, ProtocolId(), resource);
 }
 
 Status CJ2534Channel_CAN::GetPduResourceProtocolId(PDU_RSC_DATA* resource) {
-  return LookUpResource(methods::channel_can::kGetPduResourceProtocolId, PDU_OBJT_PROTOCOL,
-                        "ISO_11898_RAW", resource);
+  return LookUpProtocol(methods::channel_can::kGetPduResourceProtocolId, ProtocolId(), resource);
 }
 
 Status CJ2534Channel_CAN::SetProtocolConnectionComParameters() {

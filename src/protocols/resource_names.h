@@ -1,16 +1,18 @@
 #ifndef PASSBRIDGE_PROTOCOLS_RESOURCE_NAMES_H_
 #define PASSBRIDGE_PROTOCOLS_RESOURCE_NAMES_H_
 
+#include <cstdint>
+
 #include "passbridge/d_pdu_api.h"
 #include "trace/method.h"
 
 namespace passbridge {
 
-/// Looks up the identifier of a bus type or protocol of the D-PDU library by its short name.
+/// Looks up the identifiers that the D-PDU library has for the bus type and for the protocol of a
+/// ProtocolID, and puts them into the resource.
 /// @param method  how the calling method names itself
-/// @param objectType  PDU_OBJT_BUSTYPE or PDU_OBJT_PROTOCOL; the cell of `resource` follows from it
-Status LookUpResource(const Method& method, T_PDU_OBJT objectType, const char* shortName,
-                      PDU_RSC_DATA* resource);
+Status LookUpBusType(const Method& method, std::uint32_t protocolId, PDU_RSC_DATA* resource);
+Status LookUpProtocol(const Method& method, std::uint32_t protocolId, PDU_RSC_DATA* resource);
 
 }  // namespace passbridge
 
