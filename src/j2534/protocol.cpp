@@ -16,6 +16,7 @@ constexpr AdmittedFlags kCanFlags{CAN_29BIT_ID | CAN_ID_BOTH, 3,
                                   "A non-CAN Connection Flag(s) was set."};
 constexpr AdmittedFlags kIso15765Flags{CAN_29BIT_ID | CAN_ID_BOTH, 4,
                                        "A non-ISO15765 Connection Flag(s) was set."};
+// 0x1 has no name.
 constexpr AdmittedFlags kIso14230Flags{0x1 | kIso9141FlagBits, 5,
                                        "A non-ISO14230 Connection Flag(s) was set."};
 constexpr AdmittedFlags kIso9141Flags{kIso9141FlagBits, 6,
@@ -67,19 +68,19 @@ constexpr TypeRow CanRow(ProtocolType type, const char* name, const char* pduBus
 }
 
 /// A protocol whose communication is started by an ioctl, or not at all.
-constexpr TypeRow KLineRow(ProtocolType type, const char* name, const char* pduProtocol,
-                           const char* pduBusType, std::uint32_t dataRate,
-                           const AdmittedFlags& flags) {
+constexpr TypeRow UnstartedRow(ProtocolType type, const char* name, const char* pduProtocol,
+                               const char* pduBusType, std::uint32_t dataRate,
+                               const AdmittedFlags& flags) {
   return {type, name, pduProtocol, pduBusType, dataRate, &flags, CanUse::None, false, false};
 }
 
 constexpr std::array kTypes{
     TypeRow{J1850VPW, "J1850VPW", "SAE_J2190_on_SAE_J1850_VPW", "SAE_J1850_VPW", 10400},
     TypeRow{J1850PWM, "J1850PWM", "SAE_J2190_on_SAE_J1850_PWM", "SAE_J1850_PWM", 41600},
-    KLineRow(ISO9141, "ISO9141", "SAE_J2190_on_ISO_9141", "ISO_9141_2_UART", kKLineRate,
-             kIso9141Flags),
-    KLineRow(ISO14230, "ISO14230", "SAE_J2190_on_ISO_14230_2", "ISO_14230_1_UART", kKLineRate,
-             kIso14230Flags),
+    UnstartedRow(ISO9141, "ISO9141", "SAE_J2190_on_ISO_9141", "ISO_9141_2_UART", kKLineRate,
+                 kIso9141Flags),
+    UnstartedRow(ISO14230, "ISO14230", "SAE_J2190_on_ISO_14230_2", "ISO_14230_1_UART", kKLineRate,
+                 kIso14230Flags),
     CanRow(CAN, "CAN", kHighSpeedCan, CanUse::Raw, true),
     CanRow(ISO15765, "ISO15765", kHighSpeedCan, CanUse::Iso15765, true),
     SciRow(SCI_A_ENGINE, "SCI_A_ENGINE"),
@@ -88,10 +89,10 @@ constexpr std::array kTypes{
     SciRow(SCI_B_TRANS, "SCI_B_TRANS"),
     CanRow(SW_ISO15765_PS, nullptr, kSingleWireCan, CanUse::Iso15765, true),
     CanRow(SW_CAN_PS, nullptr, kSingleWireCan, CanUse::Raw, false),
-    KLineRow(GM_UART_PS, "GM_UART_PS", "XDE_5024_on_XDE_5024_UART", "SAE_J2740_UART", 8192,
-             kNoFlags),
+    UnstartedRow(GM_UART_PS, "GM_UART_PS", "XDE_5024_on_XDE_5024_UART", "SAE_J2740_UART", 8192,
+                 kNoFlags),
     CanRow(FGA7274, "FGA7274", kHighSpeedCan, CanUse::Iso15765, true),
-    KLineRow(UBP_PS, "UBP_PS", "UBP_on_UBP_UART", "UBP_UART", 9600, kIso14230Flags),
+    UnstartedRow(UBP_PS, "UBP_PS", "UBP_on_UBP_UART", "UBP_UART", 9600, kIso14230Flags),
 };
 
 constexpr TypeRow kUnknownType{};
@@ -138,7 +139,11 @@ constexpr ProtocolRow AdditionalRow(std::uint32_t first, std::uint32_t last, Pro
 
 constexpr std::array kProtocols{
     ProtocolRow{Only(J1850VPW), J1850VPW, kJ1850Pins},
-    ProtocolRow{Only(J1850PWM), J1850PWM, kJ1850Pins, Sending::Packed, 0, &kPwmRatesWithTolerance},
+    ProtocolRow{.ids = Only(J1850PWM),
+                .type = J1850PWM,
+                .pins = kJ1850Pins,
+                .sending = Sending::Packed,
+                .dataRates = &kPwmRatesWithTolerance},
     ProtocolRow{Only(ISO9141), ISO9141, kKLinePins},
     ProtocolRow{Only(ISO14230), ISO14230, kKLinePins},
     ProtocolRow{Only(CAN), CAN, kCanPins, Sending::Packed},
@@ -147,20 +152,32 @@ constexpr std::array kProtocols{
     ProtocolRow{Only(SCI_A_TRANS), SCI_A_TRANS, 0x0E07},
     ProtocolRow{Only(SCI_B_ENGINE), SCI_B_ENGINE, 0x0C07},
     ProtocolRow{Only(SCI_B_TRANS), SCI_B_TRANS, 0x090F},
-    ProtocolRow{Only(J1850VPW_PS), J1850VPW, kSetLater, Sending::OneByOne, 0, &kVpwRates},
-    ProtocolRow{Only(J1850PWM_PS), J1850PWM, kSetLater, Sending::Packed, 0, &kPwmRates, nullptr,
-                false},
+    ProtocolRow{
+        .ids = Only(J1850VPW_PS), .type = J1850VPW, .pins = kSetLater, .dataRates = &kVpwRates},
+    ProtocolRow{.ids = Only(J1850PWM_PS),
+                .type = J1850PWM,
+                .pins = kSetLater,
+                .sending = Sending::Packed,
+                .dataRates = &kPwmRates,
+                .canBeOpened = false},
     ProtocolRow{Only(ISO9141_PS), ISO9141, kSetLater},
     ProtocolRow{Only(ISO14230_PS), ISO14230, kSetLater},
     ProtocolRow{Only(CAN_PS), CAN, kSetLater, Sending::Packed},
     ProtocolRow{Only(ISO15765_PS), ISO15765, kSetLater, Sending::Batched, CAN_PS},
     ProtocolRow{Only(J2610_PS), SCI_A_ENGINE, kSetLater},
-    ProtocolRow{Only(SW_ISO15765_PS), SW_ISO15765_PS, kSetLater, Sending::OneByOne, SW_CAN_PS},
+    ProtocolRow{.ids = Only(SW_ISO15765_PS),
+                .type = SW_ISO15765_PS,
+                .pins = kSetLater,
+                .rawFrames = SW_CAN_PS},
     ProtocolRow{Only(SW_CAN_PS), SW_CAN_PS, kSetLater},
     ProtocolRow{Only(GM_UART_PS), GM_UART_PS, kSetLater},
-    ProtocolRow{Only(FT_CAN_PS), CAN, kSetLater, Sending::OneByOne, 0, nullptr, kFaultTolerantCan},
-    ProtocolRow{Only(FT_ISO15765_PS), ISO15765, kSetLater, Sending::OneByOne, FT_CAN_PS, nullptr,
-                kFaultTolerantCan},
+    ProtocolRow{
+        .ids = Only(FT_CAN_PS), .type = CAN, .pins = kSetLater, .pduBusType = kFaultTolerantCan},
+    ProtocolRow{.ids = Only(FT_ISO15765_PS),
+                .type = ISO15765,
+                .pins = kSetLater,
+                .rawFrames = FT_CAN_PS,
+                .pduBusType = kFaultTolerantCan},
     AdditionalRow(CAN_CH1, CAN_CH128, CAN, kCanPins),
     AdditionalRow(J1850VPW_CH1, J1850VPW_CH128, J1850VPW, kJ1850Pins, 0, &kVpwRates),
     AdditionalRow(J1850PWM_CH1, J1850PWM_CH128, J1850PWM, kJ1850Pins, 0, &kPwmRates),
@@ -170,16 +187,18 @@ constexpr std::array kProtocols{
     AdditionalRow(SW_CAN_CAN_CH1, SW_CAN_CAN_CH128, SW_CAN_PS, kCanPins),
     AdditionalRow(SW_CAN_ISO15765_CH1, SW_CAN_ISO15765_CH128, ISO15765, kCanPins, SW_CAN_CAN_CH1),
     AdditionalRow(J2610_CH1, J2610_CH128, SCI_A_ENGINE, 0x0706),
-    ProtocolRow{Only(FGA7274), FGA7274, kSetLater, Sending::OneByOne, CAN_PS},
-    ProtocolRow{Only(FT_FGA7274), FGA7274, kSetLater, Sending::OneByOne, FT_CAN_PS, nullptr,
-                kFaultTolerantCan},
+    ProtocolRow{.ids = Only(FGA7274), .type = FGA7274, .pins = kSetLater, .rawFrames = CAN_PS},
+    ProtocolRow{.ids = Only(FT_FGA7274),
+                .type = FGA7274,
+                .pins = kSetLater,
+                .rawFrames = FT_CAN_PS,
+                .pduBusType = kFaultTolerantCan},
     ProtocolRow{Only(UBP_PS), UBP_PS, kSetLater},
 };
 
 /// J2534-2 has these, too; the library knows no more of them.
-constexpr std::array<ValueRange, 2> kNotSupported{{
-    {UART_ECHO_BYTE_PS, HONDA_DIAGH_PS}, {0xC000, 0xC01F},  // analogue inputs
-}};
+constexpr ValueRange kAnalogueInputs{0xC000, 0xC01F};
+constexpr std::array kNotSupported{ValueRange{UART_ECHO_BYTE_PS, HONDA_DIAGH_PS}, kAnalogueInputs};
 
 constexpr bool RowsAreApartAndOfKnownTypes() {
   for (std::size_t i = 0; i < kProtocols.size(); ++i) {
