@@ -7,7 +7,7 @@
 
 #include "frames/can_frame.h"
 #include "frames/frame_log.h"
-#include "frames/obd.h"
+#include "frames/live_data.h"
 
 namespace passbridge::tool {
 namespace {

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "client/session.h"
+#include "client/device.h"
 #include "commands/command.h"
 #include "frames/can_frame.h"
 #include "frames/frame_log.h"

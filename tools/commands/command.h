@@ -2,10 +2,13 @@
 #ifndef PASSBRIDGE_TOOLS_COMMANDS_COMMAND_H_
 #define PASSBRIDGE_TOOLS_COMMANDS_COMMAND_H_
 
+#include <CLI/CLI.hpp>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 
 #include "client/j2534_api.h"
 
@@ -21,11 +24,28 @@ struct Console {
 // The library and the name of the device to open; without a name the library chooses.
 struct Target {
   J2534Api& api;
+  std::string library;  // what the user knows it as
   std::optional<std::string> deviceName;
 };
 
 constexpr int kExitSuccess = 0;
 constexpr int kExitFailure = 1;
+
+// A subcommand with its options on the command line, and what it does once they are parsed: an exit
+// status, or an exception whose text is for the user.
+struct Command {
+  CLI::App* app;
+  std::function<int(const Target&, Console&)> run;
+};
+
+// The options that a subcommand's parser fills; they live as long as the command.
+template <typename Options>
+Command MakeCommand(CLI::App* app, std::shared_ptr<const Options> options,
+                    int (*run)(const Target&, const Options&, Console&)) {
+  return {app, [options = std::move(options), run](const Target& target, Console& console) {
+            return run(target, *options, console);
+          }};
+}
 
 }  // namespace passbridge::tool
 

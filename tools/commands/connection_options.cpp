@@ -1,13 +1,15 @@
 #include "commands/connection_options.h"
 
 #include <algorithm>
+#include <array>
 
 #include "client/library.h"
 
 namespace passbridge::tool {
 namespace {
 
-constexpr const char* kAllInterfaces = "USB,ETHERNET,WIRELESS,BLUETOOTH,LOCAL";
+// As users write them, in the order in which they are tried unless the user gives another.
+constexpr std::array kInterfaces{"usb", "ethernet", "wireless", "bluetooth", "local"};
 constexpr const char* kGroup = "Device";
 
 std::string ToUpper(std::string text) {
@@ -17,13 +19,22 @@ std::string ToUpper(std::string text) {
   return text;
 }
 
+std::string AllInterfaces(const std::string& separator, const std::string& last) {
+  std::string text = kInterfaces[0];
+  for (std::size_t i = 1; i < kInterfaces.size(); ++i) {
+    text += (i + 1 < kInterfaces.size() ? separator : last) + kInterfaces[i];
+  }
+  return text;
+}
+
 // Each name must be one that a VCI can have.
 std::string CheckInterfaces(const std::string& text) {
-  const std::string known = std::string(",") + kAllInterfaces + ",";
   for (const auto& name : CLI::detail::split(text, ',')) {
-    const auto upper = ToUpper(name);
-    if (known.find("," + upper + ",") == std::string::npos) {
-      return "\"" + name + "\" is no interface: use usb, ethernet, wireless, bluetooth or local";
+    const bool known = std::any_of(kInterfaces.begin(), kInterfaces.end(), [&](const char* each) {
+      return ToUpper(each) == ToUpper(name);
+    });
+    if (!known) {
+      return "\"" + name + "\" is no interface: use " + AllInterfaces(", ", " or ");
     }
   }
   return {};
@@ -58,8 +69,8 @@ void AddConnectionOptions(CLI::App& root, ConnectionOptions& options) {
                            ->excludes(device)
                            ->group(kGroup);
   root.add_option("-i,--interface", options.interfaces,
-                  "interfaces to reach it over, first choice first: usb, ethernet, wireless, "
-                  "bluetooth, local (default: any)")
+                  "interfaces to reach it over, first choice first: " + AllInterfaces(", ", ", ") +
+                      " (default: any)")
       ->check(CLI::Validator(CheckInterfaces, ""))
       ->type_name("LIST")
       ->needs(serial)
@@ -70,8 +81,8 @@ std::optional<std::string> DeviceName(const ConnectionOptions& options) {
   if (!options.device.empty()) return options.device;
   if (options.serial.empty()) return std::nullopt;
   const std::string interfaces =
-      options.interfaces.empty() ? std::string(kAllInterfaces) : ToUpper(options.interfaces);
-  return "J2534-2:SN='" + options.serial + "' CXN='" + interfaces + "'";
+      options.interfaces.empty() ? AllInterfaces(",", ",") : options.interfaces;
+  return "J2534-2:SN='" + options.serial + "' CXN='" + ToUpper(interfaces) + "'";
 }
 
 std::string LibraryToLoad(const ConnectionOptions& options) {

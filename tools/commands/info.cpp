@@ -1,9 +1,8 @@
-#include "commands/info.h"
-
 #include <cstdio>
 
-#include "client/session.h"
+#include "client/device.h"
 #include "client/status.h"
+#include "commands/commands.h"
 
 namespace passbridge::tool {
 namespace {
@@ -18,27 +17,27 @@ std::string DescribeBattery(const Device& device) {
   }
 }
 
-}  // namespace
-
-CLI::App* AddInfoCommand(CLI::App& root) {
-  auto* const command = root.add_subcommand("info", "Show a VCI, its versions and its battery");
-  command->footer(
-      "Examples:\n"
-      "  passbridge info\n"
-      "  passbridge info --serial 4711 --interface usb,ethernet\n");
-  return command;
-}
-
-int RunInfo(const Target& target, const std::string& library, Console& console) {
+int RunInfo(const Target& target, Console& console) {
   const Device device(target.api, target.deviceName);
   const Versions versions = device.ReadVersions();
-  console.out << "library   " << library << '\n'
+  console.out << "library   " << target.library << '\n'
               << "device    " << target.deviceName.value_or("(chosen by the library)") << '\n'
               << "firmware  " << versions.firmware << '\n'
               << "DLL       " << versions.dll << '\n'
               << "API       " << versions.api << '\n'
               << "battery   " << DescribeBattery(device) << '\n';
   return kExitSuccess;
+}
+
+}  // namespace
+
+Command AddInfoCommand(CLI::App& root) {
+  auto* const command = root.add_subcommand("info", "Show a VCI, its versions and its battery");
+  command->footer(
+      "Examples:\n"
+      "  passbridge info\n"
+      "  passbridge info --serial 4711 --interface usb,ethernet\n");
+  return {command, RunInfo};
 }
 
 }  // namespace passbridge::tool

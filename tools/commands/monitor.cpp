@@ -1,11 +1,24 @@
-#include "commands/monitor.h"
-
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <optional>
+#include <string>
+#include <vector>
+
+#include "commands/can_session.h"
+#include "commands/commands.h"
 
 namespace passbridge::tool {
 namespace {
+
+struct MonitorOptions {
+  CanOptions can;
+  std::vector<std::string> ids;  // empty: all frames
+  bool extended = false;
+  bool both = false;
+  std::uint64_t count = 0;  // 0: no limit
+  double seconds = 0;       // 0: no limit
+};
 
 using Clock = std::chrono::steady_clock;
 
@@ -42,28 +55,6 @@ void Summarize(std::uint64_t frames, Clock::duration passed, Console& console) {
   console.err << text;
 }
 
-}  // namespace
-
-CLI::App* AddMonitorCommand(CLI::App& root, MonitorOptions& options) {
-  auto* const command = root.add_subcommand("monitor", "Show the frames of a CAN bus");
-  AddCanOptions(*command, options.can);
-  command->add_option("--id", options.ids, "show only this identifier; repeatable")
-      ->check(CanIdText())
-      ->type_name("ID")
-      ->allow_extra_args(false);
-  auto* const extended =
-      command->add_flag("--29bit", options.extended, "29-bit identifiers instead of 11-bit ones");
-  command->add_flag("--both", options.both, "identifiers of both widths")->excludes(extended);
-  command->add_option("-n,--count", options.count, "end after so many frames")
-      ->check(Between<std::uint64_t>(1, 1000000000000))
-      ->type_name("N");
-  command->add_option("-t,--seconds", options.seconds, "end after so many seconds")
-      ->check(Between(0.001, 1e9))
-      ->type_name("SECONDS");
-  command->footer(kMonitorFooter);
-  return command;
-}
-
 int RunMonitor(const Target& target, const MonitorOptions& options, Console& console) {
   std::vector<CanId> ids;
   for (const auto& text : options.ids) ids.push_back(ParseCanId(text));
@@ -85,6 +76,29 @@ int RunMonitor(const Target& target, const MonitorOptions& options, Console& con
   }
   Summarize(frames, Clock::now() - start, console);
   return kExitSuccess;
+}
+
+}  // namespace
+
+Command AddMonitorCommand(CLI::App& root) {
+  const auto options = std::make_shared<MonitorOptions>();
+  auto* const command = root.add_subcommand("monitor", "Show the frames of a CAN bus");
+  AddCanOptions(*command, options->can);
+  command->add_option("--id", options->ids, "show only this identifier; repeatable")
+      ->check(CanIdText())
+      ->type_name("ID")
+      ->allow_extra_args(false);
+  auto* const extended =
+      command->add_flag("--29bit", options->extended, "29-bit identifiers instead of 11-bit ones");
+  command->add_flag("--both", options->both, "identifiers of both widths")->excludes(extended);
+  command->add_option("-n,--count", options->count, "end after so many frames")
+      ->check(Between<std::uint64_t>(1, 1000000000000))
+      ->type_name("N");
+  command->add_option("-t,--seconds", options->seconds, "end after so many seconds")
+      ->check(Between(0.001, 1e9))
+      ->type_name("SECONDS");
+  command->footer(kMonitorFooter);
+  return MakeCommand<MonitorOptions>(command, options, RunMonitor);
 }
 
 }  // namespace passbridge::tool

@@ -1,12 +1,23 @@
-#include "commands/obd.h"
-
 #include <chrono>
+#include <cstdint>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
-#include "frames/obd.h"
+#include "commands/can_session.h"
+#include "commands/commands.h"
+#include "frames/live_data.h"
 
 namespace passbridge::tool {
 namespace {
+
+struct ObdOptions {
+  CanOptions can;
+  std::vector<std::string> values;  // names of ObdValues()
+  std::string to = "7DF";
+  std::uint32_t wait = 250;  // ms for the answers to one request
+  bool frames = false;       // show the frames, too
+};
 
 using std::chrono::milliseconds;
 
@@ -64,28 +75,6 @@ bool Ask(CanSession& session, const ObdOptions& options, const ObdValue& value, 
   return valued;
 }
 
-}  // namespace
-
-CLI::App* AddObdCommand(CLI::App& root, ObdOptions& options) {
-  auto* const command = root.add_subcommand("obd", "Ask a vehicle for live data (OBD service 01)");
-  AddCanOptions(*command, options.can);
-  command->add_option("values", options.values, "what to ask for, see below")
-      ->required()
-      ->check(CLI::Validator(CheckName, ""))
-      ->type_name("NAME");
-  command->add_option("--to", options.to, "identifier of the request (default: 7DF, all ECUs)")
-      ->check(CLI::Validator(CheckTarget, ""))
-      ->type_name("ID");
-  command
-      ->add_option("-w,--wait", options.wait,
-                   "milliseconds to wait for the answers to each request (default: 250)")
-      ->check(Between(1u, 60000u))
-      ->type_name("MS");
-  command->add_flag("--frames", options.frames, "show the frames of request and answer, too");
-  command->footer(Footer());
-  return command;
-}
-
 int RunObd(const Target& target, const ObdOptions& options, Console& console) {
   const CanId to = ParseCanId(options.to);
   const ObdAnswers answers = ObdAnswersTo(to);
@@ -100,6 +89,29 @@ int RunObd(const Target& target, const ObdOptions& options, Console& console) {
     complete = Ask(session, options, *FindObdValue(name), console) && complete;
   }
   return complete ? kExitSuccess : kExitFailure;
+}
+
+}  // namespace
+
+Command AddObdCommand(CLI::App& root) {
+  const auto options = std::make_shared<ObdOptions>();
+  auto* const command = root.add_subcommand("obd", "Ask a vehicle for live data (OBD service 01)");
+  AddCanOptions(*command, options->can);
+  command->add_option("values", options->values, "what to ask for, see below")
+      ->required()
+      ->check(CLI::Validator(CheckName, ""))
+      ->type_name("NAME");
+  command->add_option("--to", options->to, "identifier of the request (default: 7DF, all ECUs)")
+      ->check(CLI::Validator(CheckTarget, ""))
+      ->type_name("ID");
+  command
+      ->add_option("-w,--wait", options->wait,
+                   "milliseconds to wait for the answers to each request (default: 250)")
+      ->check(Between(1u, 60000u))
+      ->type_name("MS");
+  command->add_flag("--frames", options->frames, "show the frames of request and answer, too");
+  command->footer(Footer());
+  return MakeCommand<ObdOptions>(command, options, RunObd);
 }
 
 }  // namespace passbridge::tool

@@ -1,11 +1,24 @@
-#include "commands/send.h"
-
 #include <chrono>
+#include <cstdint>
 #include <optional>
+#include <string>
 #include <thread>
+#include <vector>
+
+#include "commands/can_session.h"
+#include "commands/commands.h"
 
 namespace passbridge::tool {
 namespace {
+
+struct SendOptions {
+  CanOptions can;
+  std::vector<std::string> frames;
+  std::uint32_t repeat = 1;
+  std::uint32_t interval = 0;  // ms between repetitions
+  std::uint32_t wait = 0;      // ms; 0: don't listen, or a default if an answer is expected
+  std::string expect;          // identifier; empty: none
+};
 
 using std::chrono::milliseconds;
 
@@ -54,34 +67,6 @@ int ShowAnswers(CanSession& session, const SendOptions& options, Console& consol
   return kExitFailure;
 }
 
-}  // namespace
-
-CLI::App* AddSendCommand(CLI::App& root, SendOptions& options) {
-  auto* const command = root.add_subcommand("send", "Send CAN frames and show the answers");
-  AddCanOptions(*command, options.can);
-  command->add_option("frames", options.frames, "frames such as 7E0#02010C")
-      ->required()
-      ->check(CanFrameText())
-      ->type_name("FRAME");
-  command->add_option("-r,--repeat", options.repeat, "send all of them so many times")
-      ->check(Between(1u, 1000000000u))
-      ->type_name("N");
-  command->add_option("--interval", options.interval, "milliseconds between the repetitions")
-      ->check(Between(0u, kMaxTime))
-      ->type_name("MS");
-  command->add_option("-w,--wait", options.wait, "show what comes within so many milliseconds")
-      ->check(Between(1u, kMaxTime))
-      ->type_name("MS");
-  command
-      ->add_option("-e,--expect", options.expect,
-                   "show only this identifier, end with it, fail without it (waits 1000 ms "
-                   "without --wait)")
-      ->check(CanIdText())
-      ->type_name("ID");
-  command->footer(kSendFooter);
-  return command;
-}
-
 int RunSend(const Target& target, const SendOptions& options, Console& console) {
   const auto frames = ParseFrames(options.frames);
   const auto expected = ParseExpected(options.expect);
@@ -97,6 +82,35 @@ int RunSend(const Target& target, const SendOptions& options, Console& console) 
   }
   SendRepeatedly(session, options, frames, console);
   return ShowAnswers(session, options, console);
+}
+
+}  // namespace
+
+Command AddSendCommand(CLI::App& root) {
+  const auto options = std::make_shared<SendOptions>();
+  auto* const command = root.add_subcommand("send", "Send CAN frames and show the answers");
+  AddCanOptions(*command, options->can);
+  command->add_option("frames", options->frames, "frames such as 7E0#02010C")
+      ->required()
+      ->check(CanFrameText())
+      ->type_name("FRAME");
+  command->add_option("-r,--repeat", options->repeat, "send all of them so many times")
+      ->check(Between(1u, 1000000000u))
+      ->type_name("N");
+  command->add_option("--interval", options->interval, "milliseconds between the repetitions")
+      ->check(Between(0u, kMaxTime))
+      ->type_name("MS");
+  command->add_option("-w,--wait", options->wait, "show what comes within so many milliseconds")
+      ->check(Between(1u, kMaxTime))
+      ->type_name("MS");
+  command
+      ->add_option("-e,--expect", options->expect,
+                   "show only this identifier, end with it, fail without it (waits 1000 ms "
+                   "without --wait)")
+      ->check(CanIdText())
+      ->type_name("ID");
+  command->footer(kSendFooter);
+  return MakeCommand<SendOptions>(command, options, RunSend);
 }
 
 }  // namespace passbridge::tool

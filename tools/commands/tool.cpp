@@ -2,15 +2,11 @@
 
 #include <CLI/CLI.hpp>
 #include <exception>
-#include <memory>
-#include <utility>
+#include <string>
 #include <vector>
 
+#include "commands/commands.h"
 #include "commands/connection_options.h"
-#include "commands/info.h"
-#include "commands/monitor.h"
-#include "commands/obd.h"
-#include "commands/send.h"
 #include "version_info.h"
 
 namespace passbridge::tool {
@@ -26,11 +22,6 @@ constexpr const char* kToolFooter =
     "\"passbridge COMMAND --help\" tells more of a command; the options above go before or after\n"
     "it. Exit status: 0 success, 1 failure, above 100 wrong usage.\n";
 
-struct Command {
-  CLI::App* app;
-  std::function<int(const Target&, Console&)> run;
-};
-
 class Tool {
  public:
   Tool() {
@@ -40,19 +31,7 @@ class Tool {
     app_.require_subcommand(1);
     app_.fallthrough();
     AddConnectionOptions(app_, connection_);
-    commands_ = {
-        {AddInfoCommand(app_),
-         [this](const Target& target,
-                Console& console) { return RunInfo(target, LibraryToLoad(connection_), console); }},
-        {AddMonitorCommand(app_, monitor_),
-         [this](const Target& target,
-                Console& console) { return RunMonitor(target, monitor_, console); }},
-        {AddSendCommand(app_, send_),
-         [this](const Target& target,
-                Console& console) { return RunSend(target, send_, console); }},
-        {AddObdCommand(app_, obd_),
-         [this](const Target& target, Console& console) { return RunObd(target, obd_, console); }},
-    };
+    for (const auto add : kCommands) commands_.push_back(add(app_));
   }
 
   int Run(int argc, const char* const* argv, Console& console) {
@@ -68,7 +47,7 @@ class Tool {
       return app_.exit(error, console.out, console.err);
     }
     const auto api = LoadLibraryOf(connection_);
-    const Target target{*api, DeviceName(connection_)};
+    const Target target{*api, LibraryToLoad(connection_), DeviceName(connection_)};
     for (const Command& command : commands_) {
       if (*command.app) return command.run(target, console);
     }
@@ -78,9 +57,6 @@ class Tool {
  private:
   CLI::App app_{"Talk to vehicles through a J2534 PassThru library."};
   ConnectionOptions connection_;
-  MonitorOptions monitor_;
-  SendOptions send_;
-  ObdOptions obd_;
   std::vector<Command> commands_;
 };
 

@@ -1,4 +1,4 @@
-#include "frames/obd.h"
+#include "frames/live_data.h"
 
 #include <algorithm>
 #include <array>

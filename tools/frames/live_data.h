@@ -1,6 +1,6 @@
 // Live data of OBD service 01 (ISO 15031-5) in single CAN frames.
-#ifndef PASSBRIDGE_TOOLS_FRAMES_OBD_H_
-#define PASSBRIDGE_TOOLS_FRAMES_OBD_H_
+#ifndef PASSBRIDGE_TOOLS_FRAMES_LIVE_DATA_H_
+#define PASSBRIDGE_TOOLS_FRAMES_LIVE_DATA_H_
 
 #include <cstdint>
 #include <optional>
@@ -48,4 +48,4 @@ bool IsPositiveObdAnswer(const CanFrame& frame, const ObdValue& value);
 
 }  // namespace passbridge::tool
 
-#endif  // PASSBRIDGE_TOOLS_FRAMES_OBD_H_
+#endif  // PASSBRIDGE_TOOLS_FRAMES_LIVE_DATA_H_

@@ -1,7 +1,7 @@
 // Devices and channels as objects: opened by their constructor, closed by their destructor, with
 // exceptions (StatusError) instead of statuses.
-#ifndef PASSBRIDGE_TOOLS_CLIENT_SESSION_H_
-#define PASSBRIDGE_TOOLS_CLIENT_SESSION_H_
+#ifndef PASSBRIDGE_TOOLS_CLIENT_DEVICE_H_
+#define PASSBRIDGE_TOOLS_CLIENT_DEVICE_H_
 
 #include <chrono>
 #include <cstdint>
@@ -62,4 +62,4 @@ class Channel {
 
 }  // namespace passbridge::tool
 
-#endif  // PASSBRIDGE_TOOLS_CLIENT_SESSION_H_
+#endif  // PASSBRIDGE_TOOLS_CLIENT_DEVICE_H_

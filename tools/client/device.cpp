@@ -1,4 +1,4 @@
-#include "client/session.h"
+#include "client/device.h"
 
 #include <passbridge/j2534.h>
 

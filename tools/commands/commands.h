@@ -1,0 +1,28 @@
+// The subcommands. Each is a source of this folder of its own, and a line in both lists here.
+#ifndef PASSBRIDGE_TOOLS_COMMANDS_COMMANDS_H_
+#define PASSBRIDGE_TOOLS_COMMANDS_COMMANDS_H_
+
+#include "commands/command.h"
+
+namespace passbridge::tool {
+
+// What a VCI is, its versions and its battery.
+Command AddInfoCommand(CLI::App& root);
+// The frames of a CAN bus as they come.
+Command AddMonitorCommand(CLI::App& root);
+// Puts CAN frames on the bus and shows what comes back; fails if an expected answer doesn't come.
+Command AddSendCommand(CLI::App& root);
+// Asks a vehicle for live data; fails if a value got no answer, or nothing but refusals.
+Command AddObdCommand(CLI::App& root);
+
+// In the order of the help.
+constexpr Command (*kCommands[])(CLI::App& root) = {
+    AddInfoCommand,
+    AddMonitorCommand,
+    AddSendCommand,
+    AddObdCommand,
+};
+
+}  // namespace passbridge::tool
+
+#endif  // PASSBRIDGE_TOOLS_COMMANDS_COMMANDS_H_
