@@ -5,7 +5,7 @@ set -uo pipefail
 PASSBRIDGE_BUILD=$(dirname "$2")
 preset=$(basename "$2")
 . "$1/scripts/lib.sh"
-. "$1/scripts/virtual_vci.sh"
+. "$1/scripts/virtual-vci.sh"
 unset PASSBRIDGE_LIBRARY
 tool=$(tool_of "$preset") || exit 1
 work=$(mktemp -d)

@@ -33,17 +33,18 @@ with_virtual_vci() {
   vci=$(vci_of "$preset") || return
   library=$(library_of "$preset") || return
   case $preset in
-    windows-*) with_registry_of_wine "${preset#windows-}" "$@" ;;
-    *) with_settings_folder "$preset" "$@" ;;
+    windows-*) with_registry_of_wine "${preset#windows-}" "$vci" "$library" "$@" ;;
+    *) with_settings_folder "$(build_dir "$preset")" "$vci" "$library" "$@" ;;
   esac
 }
 
-# The settings folder ends with the command, so no run sees what another one left.
+# with_settings_folder PARENT VCI LIBRARY COMMAND...: the folder ends with the command, so no run sees what another one
+# left.
 with_settings_folder() {
-  local settings key status=0
-  settings=$(mktemp -d "$(build_dir "$1")/settings.XXXXXX")
+  local parent=$1 vci=$2 library=$3 settings key status=0
+  shift 3
+  settings=$(mktemp -d "$parent/settings.XXXXXX")
   key="$settings/machine/passbridge/SOFTWARE/QUARN/QUARN_VCI/PDU API Support"
-  shift
   mkdir -p "$key" "$settings/user"
   mkdir -m 700 "$settings/runtime"
   printf 'text:%s\n' "$vci" >"$key/FunctionLibrary.value"
@@ -53,12 +54,15 @@ with_settings_folder() {
   return "$status"
 }
 
-# The registry is that of the build's Wine prefix; both bitnesses have a prefix of their own.
+# with_registry_of_wine x64|x86 VCI LIBRARY COMMAND...: the registry is that of the build's Wine prefix; both bitnesses
+# have a prefix of their own.
 with_registry_of_wine() {
-  local bits=$1 view=64
-  shift
+  local bits=$1 vci library view=64
+  vci=$(as_windows_path "$2")
+  library=$(as_windows_path "$3")
+  shift 3
   [ "$bits" = x64 ] || view=32
   run_under_wine "$bits" reg add 'HKLM\SOFTWARE\QUARN\QUARN_VCI\PDU API Support' /v FunctionLibrary /t REG_SZ \
-    /d "$(as_windows_path "$vci")" /f "/reg:$view" >/dev/null || die "cannot write to the registry of Wine"
-  PASSBRIDGE_LIBRARY=${PASSBRIDGE_LIBRARY:-$(as_windows_path "$library")} run_under_wine "$bits" "$@"
+    /d "$vci" /f "/reg:$view" >/dev/null || die "cannot write to the registry of Wine"
+  PASSBRIDGE_LIBRARY=${PASSBRIDGE_LIBRARY:-$library} run_under_wine "$bits" "$@"
 }
