@@ -5,12 +5,12 @@
 #include <thread>
 #include <vector>
 
-#include "session.h"
+#include "library_fixture.h"
 
 namespace passbridge::test {
 namespace {
 
-struct CanChannel : Session {
+struct CanChannel : LibraryFixture {
   CanChannel() { OpenAndConnect(); }
   ~CanChannel() override { Close(); }
 

@@ -5,12 +5,14 @@
 #include <string>
 #include <thread>
 
-#include "session.h"
+#include "library_fixture.h"
 
 namespace passbridge::test {
 namespace {
 
-TEST_F(Session, OpensByNameInManySpellings) {
+struct Lifecycle : LibraryFixture {};
+
+TEST_F(Lifecycle, OpensByNameInManySpellings) {
   for (const char* name :
        {"J2534-2:SN='4711' CXN='USB'", "J2534-2: sn = '4711' cxn = 'usb'",
         "J2534-2:4711'ETHERNET,USB", "J2534-2:SN='99' CXN='USB';SN='4711'CXN='USB'"}) {
@@ -20,7 +22,7 @@ TEST_F(Session, OpensByNameInManySpellings) {
   }
 }
 
-TEST_F(Session, NamesThatChooseNothingDoNotOpen) {
+TEST_F(Lifecycle, NamesThatChooseNothingDoNotOpen) {
   for (const char* name : {"ABC", "", "J2534-2:", "J2534-2:SN='99' CXN='USB'", "J2534-2:SN='4711'",
                            "J2534-2:SN='4711' CXN='BLUETOOTH'"}) {
     j2534_ulong id = 0;
@@ -32,7 +34,7 @@ TEST_F(Session, NamesThatChooseNothingDoNotOpen) {
   Close();
 }
 
-TEST_F(Session, SecondOpenOfAVciIsRefusedAndLosesNothing) {
+TEST_F(Lifecycle, SecondOpenOfAVciIsRefusedAndLosesNothing) {
   device = Open();
   j2534_ulong second = 0;
   EXPECT_EQ(library.PassThruOpen(const_cast<char*>(kUsbVci), &second),
@@ -52,7 +54,7 @@ TEST_F(Session, SecondOpenOfAVciIsRefusedAndLosesNothing) {
   EXPECT_EQ(library.PassThruReadMsgs(channel, &message, &count, 0), long{ERR_INVALID_DEVICE_ID});
 }
 
-TEST_F(Session, TellsItsVersionsAndVoltage) {
+TEST_F(Lifecycle, TellsItsVersionsAndVoltage) {
   device = Open();
   std::array<char, J2534_TEXT_SIZE> firmware{};
   std::array<char, J2534_TEXT_SIZE> dll{};
@@ -72,7 +74,7 @@ TEST_F(Session, TellsItsVersionsAndVoltage) {
   Close();
 }
 
-TEST_F(Session, LostVciEndsEverythingUntilTheNextOpen) {
+TEST_F(Lifecycle, LostVciEndsEverythingUntilTheNextOpen) {
   OpenAndConnect();
   StartPassFilter(0x100);
   PASSTHRU_MSG message{};
@@ -96,7 +98,7 @@ TEST_F(Session, LostVciEndsEverythingUntilTheNextOpen) {
   Close();
 }
 
-TEST_F(Session, ComPrimitiveThatTheVciRefusesFailsTheWrite) {
+TEST_F(Lifecycle, ComPrimitiveThatTheVciRefusesFailsTheWrite) {
   OpenAndConnect();
   vci.InjectResult("PDUStartComPrimitive", 1, PDU_ERR_TX_QUEUE_FULL);
   PASSTHRU_MSG message = CanMessage(0x7E0, {1});
@@ -107,7 +109,7 @@ TEST_F(Session, ComPrimitiveThatTheVciRefusesFailsTheWrite) {
 }
 
 // A library of its own: what is loaded, used and unloaded over and over leaves nothing.
-TEST_F(Session, LoadWorkUnloadLoop) {
+TEST_F(Lifecycle, LoadWorkUnloadLoop) {
   for (int round = 0; round < 20; ++round) {
     OpenAndConnect();
     StartPassFilter(0x100);

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "session.h"
+#include "library_fixture.h"
 
 namespace passbridge::test {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 using platform::testing::Pages;
 using platform::testing::Protection;
 
-struct UnreadablePointer : Session {
+struct UnreadablePointer : LibraryFixture {
   UnreadablePointer() { OpenAndConnect(); }
   ~UnreadablePointer() override { Close(); }
 };

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "library_fixture.h"
 #include "platform/registry.h"
-#include "session.h"
 #include "trace_capture.h"
 
 namespace passbridge::test {
@@ -23,7 +23,7 @@ struct CaptureFirst {
 };
 
 /// The capture is there before the library is loaded.
-struct Trace : CaptureFirst, Session {
+struct Trace : CaptureFirst, LibraryFixture {
   ~Trace() override { platform::DeleteRegistryTree(platform::RegistryRoot::User, kMonitoringKey); }
 
   void Work() {

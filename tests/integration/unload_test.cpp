@@ -5,12 +5,12 @@
 #include <string>
 #include <thread>
 
-#include "session.h"
+#include "library_fixture.h"
 
 namespace passbridge::test {
 namespace {
 
-struct Unload : Session {
+struct Unload : LibraryFixture {
   /// Reads one message that comes by itself.
   long Read() {
     PASSTHRU_MSG message{};

@@ -6,7 +6,7 @@
 #include <functional>
 #include <thread>
 
-#include "session.h"
+#include "library_fixture.h"
 
 namespace passbridge::test {
 namespace {
@@ -43,7 +43,7 @@ class Cancellable {
   pthread_t thread_{};
 };
 
-struct Cancellation : Session {
+struct Cancellation : LibraryFixture {
   long Read(j2534_ulong timeout) {
     PASSTHRU_MSG message{};
     j2534_ulong count = 1;

@@ -1,5 +1,5 @@
-#ifndef PASSBRIDGE_TESTS_INTEGRATION_SESSION_H_
-#define PASSBRIDGE_TESTS_INTEGRATION_SESSION_H_
+#ifndef PASSBRIDGE_TESTS_INTEGRATION_LIBRARY_FIXTURE_H_
+#define PASSBRIDGE_TESTS_INTEGRATION_LIBRARY_FIXTURE_H_
 
 #include <gtest/gtest.h>
 
@@ -15,12 +15,12 @@ namespace passbridge::test {
 
 /// Settings of the test's own, in which the virtual VCI is the D-PDU library. At the end every
 /// D-PDU item must have been destroyed exactly once.
-class Session : public testing::Test {
+class LibraryFixture : public testing::Test {
  protected:
   static constexpr const char* kUsbVci = "J2534-2:SN='4711' CXN='USB'";
 
-  Session();
-  ~Session() override;
+  LibraryFixture();
+  ~LibraryFixture() override;
 
   /// Opens the VCI and connects a CAN channel.
   void OpenAndConnect();
@@ -45,4 +45,4 @@ class Session : public testing::Test {
 
 }  // namespace passbridge::test
 
-#endif  // PASSBRIDGE_TESTS_INTEGRATION_SESSION_H_
+#endif  // PASSBRIDGE_TESTS_INTEGRATION_LIBRARY_FIXTURE_H_

@@ -1,4 +1,4 @@
-#include "session.h"
+#include "library_fixture.h"
 
 #include <algorithm>
 #include <array>
@@ -13,13 +13,13 @@ constexpr const char* kSupportKey = "SOFTWARE\\QUARN\\QUARN_VCI\\PDU API Support
 
 }  // namespace
 
-Session::Session() : library(LibraryPath()), vci(VirtualVciPath()) {
+LibraryFixture::LibraryFixture() : library(LibraryPath()), vci(VirtualVciPath()) {
   auto key = platform::RegistryKey::Create(platform::RegistryRoot::Machine, kSupportKey);
   EXPECT_TRUE(key && key->WriteText("FunctionLibrary", VirtualVciPath()));
   vci.Reset();
 }
 
-Session::~Session() {
+LibraryFixture::~LibraryFixture() {
   VVCI_LEDGER ledger{};
   vci.GetLedger(&ledger);
   for (int kind = 0; kind < VVCI_ITEM_KINDS; ++kind) {
@@ -30,30 +30,30 @@ Session::~Session() {
   platform::DeleteRegistryTree(platform::RegistryRoot::Machine, kSupportKey);
 }
 
-j2534_ulong Session::Open(const char* name) {
+j2534_ulong LibraryFixture::Open(const char* name) {
   j2534_ulong id = 0;
   EXPECT_EQ(library.PassThruOpen(const_cast<char*>(name), &id), long{STATUS_NOERROR})
       << LastError();
   return id;
 }
 
-void Session::OpenAndConnect() {
+void LibraryFixture::OpenAndConnect() {
   device = Open();
   ASSERT_EQ(library.PassThruConnect(device, CAN, 0, 500000, &channel), long{STATUS_NOERROR})
       << LastError();
 }
 
-void Session::Close() {
+void LibraryFixture::Close() {
   EXPECT_EQ(library.PassThruClose(device), long{STATUS_NOERROR}) << LastError();
 }
 
-std::string Session::LastError() {
+std::string LibraryFixture::LastError() {
   std::array<char, J2534_TEXT_SIZE> text{};
   library.PassThruGetLastError(text.data());
   return text.data();
 }
 
-void Session::StartPassFilter(std::uint32_t identifier, std::uint32_t mask) {
+void LibraryFixture::StartPassFilter(std::uint32_t identifier, std::uint32_t mask) {
   PASSTHRU_MSG maskMessage = CanMessage(mask, {});
   PASSTHRU_MSG pattern = CanMessage(identifier & mask, {});
   j2534_ulong filter = 0;
@@ -64,8 +64,8 @@ void Session::StartPassFilter(std::uint32_t identifier, std::uint32_t mask) {
   EXPECT_NE(filter, 0U);
 }
 
-PASSTHRU_MSG Session::CanMessage(std::uint32_t identifier, std::vector<std::uint8_t> data,
-                                 j2534_ulong txFlags) {
+PASSTHRU_MSG LibraryFixture::CanMessage(std::uint32_t identifier, std::vector<std::uint8_t> data,
+                                        j2534_ulong txFlags) {
   PASSTHRU_MSG message{};
   message.ProtocolID = CAN;
   message.TxFlags = txFlags;
@@ -77,13 +77,13 @@ PASSTHRU_MSG Session::CanMessage(std::uint32_t identifier, std::vector<std::uint
   return message;
 }
 
-std::uint32_t Session::IdentifierOf(const PASSTHRU_MSG& message) {
+std::uint32_t LibraryFixture::IdentifierOf(const PASSTHRU_MSG& message) {
   std::uint32_t identifier = 0;
   for (unsigned i = 0; i < 4; ++i) identifier = (identifier << 8U) | message.Data[i];
   return identifier;
 }
 
-std::vector<std::uint8_t> Session::DataOf(const PASSTHRU_MSG& message) {
+std::vector<std::uint8_t> LibraryFixture::DataOf(const PASSTHRU_MSG& message) {
   return {message.Data + 4, message.Data + message.DataSize};
 }
 
