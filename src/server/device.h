@@ -23,6 +23,9 @@ using ChannelPtr = std::shared_ptr<CJ2534Channel>;
 /// Makes the channel object for a protocol; null for a type that has no class.
 using ChannelFactory = std::function<std::unique_ptr<CJ2534Channel, ChannelDeleter>(ProtocolType)>;
 
+/// What an application's identifier names.
+enum class IdKind { Device, Channel };
+
 /// One opened VCI: a connection to a D-PDU module with the channels on it. The same rules for
 /// threads hold as for the server; SetConnected may come from any thread at any time.
 ///
@@ -68,12 +71,8 @@ class CJ2534Device : public CJ2534 {
   Status PassThruReadVersion(char* firmwareVersion, char* dllVersion, char* apiVersion);
   Status PassThruIoctl(std::uint32_t channelId, std::uint32_t ioctlId, const AppPointer& input,
                        const AppPointer& output);
-
-  Status PassThruIoctl_READ_VBATT(const AppPointer& output);
-  Status PassThruIoctl_READ_PROG_VOLTAGE(const AppPointer& output);
-  Status PassThruIoctl_READ_CABLE_ID(const AppPointer& output);
-  Status PassThruIoctl_SET_DEVICE_CONFIG(const AppPointer& input);
-  Status PassThruIoctl_GET_DEVICE_CONFIG(const AppPointer& input);
+  /// Which identifier comes with an ioctl.
+  static IdKind IdOfIoctl(std::uint32_t ioctlId);
 
   Status GetChannelFromChannelID(std::uint32_t channelId, ChannelPtr* channel);
 
@@ -87,6 +86,7 @@ class CJ2534Device : public CJ2534 {
 
  private:
   struct Forwarding;
+  struct Ioctl;
   struct Reading;
   using Channels = std::map<std::uint32_t, ChannelPtr>;
 
@@ -116,11 +116,8 @@ class CJ2534Device : public CJ2534 {
   ChannelPtr FirstChannel() const EXCLUDES(deviceLock_);
   bool ForgetChannel(std::uint32_t channelId) EXCLUDES(deviceLock_);
 
-  Status IoctlBody(const Exits& exit, std::uint32_t channelId, std::uint32_t ioctlId,
-                   const AppPointer& input, const AppPointer& output);
   Status ReadNumber(const Reading& reading, const AppPointer& output);
   Status ReadItem(const Exits& exit, const Reading& reading, const AppValue& output);
-  Status NotSupported(const Method& method) const;
   Status ClaimPin(const Exits& exit, std::uint32_t pin, std::uint32_t voltage);
   /// Clears the connected flag without telling the channels.
   void NoteLineBroken() EXCLUDES(deviceLock_);

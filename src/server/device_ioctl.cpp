@@ -70,68 +70,87 @@ struct CJ2534Device::Reading {
   bool zeroWithoutCable = false;  ///< no cable is no failure: the number is 0
 };
 
+/// An ioctl that the device carries out itself. The handler ends the device's PassThruIoctl, whose
+/// exits it gets.
+struct CJ2534Device::Ioctl {
+  using Handler = Status (*)(CJ2534Device& device, const Exits& exit, const AppPointer& input,
+                             const AppPointer& output);
+
+  std::uint32_t id;
+  IdKind comesWith;
+  Handler run;
+
+  /// Null for an ioctl of the channel.
+  static const Ioctl* Find(std::uint32_t ioctlId);
+  /// The end of an ioctl that has reported its failure.
+  static Status End(const Exits& exit, Status status) {
+    return status != STATUS_NOERROR ? exit.PassOn(5, status, "Error executing IOCTL in channel.")
+                                    : exit.Normal();
+  }
+
+  template <const Reading& kReading>
+  static Status Read(CJ2534Device& device, const Exits& exit, const AppPointer& /*input*/,
+                     const AppPointer& output) {
+    return End(exit, device.ReadNumber(kReading, output));
+  }
+  template <const Method& kMethod>
+  static Status Refuse(CJ2534Device& /*device*/, const Exits& exit, const AppPointer& /*input*/,
+                       const AppPointer& /*output*/) {
+    return End(exit, Traced(kMethod, [](Exits& own) {
+                 return own.Fail(1, ERR_NOT_SUPPORTED, "Not Supported.");
+               }));
+  }
+  /// This one alone has no message of its own for a bad pointer.
+  static Status GetSerialNumber(CJ2534Device& device, const Exits& exit,
+                                const AppPointer& /*input*/, const AppPointer& output) {
+    if (!platform::IsWritable(output.address, output.Value().Size())) return exit.Unhandled();
+    output.Value().Store(device.serialNumber_);
+    return exit.Normal();
+  }
+
+  static constexpr Reading kBattery{methods::device::kPassThruIoctlReadVbatt,
+                                    pdu::IoControl::ReadVbatt,
+                                    "Error performing PDU READ VBATT IOCTL."};
+  static constexpr Reading kProgVoltage{methods::device::kPassThruIoctlReadProgVoltage,
+                                        pdu::IoControl::ReadProgVoltage,
+                                        "Error performing PDU IOCTL."};
+  static constexpr Reading kCableId{methods::device::kPassThruIoctlReadCableId,
+                                    pdu::IoControl::GetCableId, "Error performing PDU IOCTL.",
+                                    &CableId, true};
+};
+
+const CJ2534Device::Ioctl* CJ2534Device::Ioctl::Find(std::uint32_t ioctlId) {
+  using methods::device::kPassThruIoctlGetDeviceConfig;
+  using methods::device::kPassThruIoctlSetDeviceConfig;
+  static constexpr std::array<Ioctl, 6> kIoctls{{
+      {READ_VBATT, IdKind::Device, &Read<kBattery>},
+      {READ_PROG_VOLTAGE, IdKind::Device, &Read<kProgVoltage>},
+      {READ_CABLE_ID, IdKind::Device, &Read<kCableId>},
+      {GET_VCI_SERIAL_NUMBER, IdKind::Device, &GetSerialNumber},
+      {GET_DEVICE_CONFIG, IdKind::Channel, &Refuse<kPassThruIoctlGetDeviceConfig>},
+      {SET_DEVICE_CONFIG, IdKind::Channel, &Refuse<kPassThruIoctlSetDeviceConfig>},
+  }};
+  const auto* const row = std::find_if(kIoctls.begin(), kIoctls.end(),
+                                       [ioctlId](const Ioctl& each) { return each.id == ioctlId; });
+  return row != kIoctls.end() ? row : nullptr;
+}
+
+IdKind CJ2534Device::IdOfIoctl(std::uint32_t ioctlId) {
+  const Ioctl* const own = Ioctl::Find(ioctlId);
+  return own != nullptr ? own->comesWith : IdKind::Channel;
+}
+
 Status CJ2534Device::PassThruIoctl(std::uint32_t channelId, std::uint32_t ioctlId,
                                    const AppPointer& input, const AppPointer& output) {
   return Traced(methods::device::kPassThruIoctl, [&](Exits& exit) -> Status {
     if (const Status status = CheckUsable(exit, true)) return status;
-    return IoctlBody(exit, channelId, ioctlId, input, output);
-  });
-}
-
-Status CJ2534Device::IoctlBody(const Exits& exit, std::uint32_t channelId, std::uint32_t ioctlId,
-                               const AppPointer& input, const AppPointer& output) {
-  Status status = STATUS_NOERROR;
-  switch (ioctlId) {
-    case READ_VBATT:
-      status = PassThruIoctl_READ_VBATT(output);
-      break;
-    case READ_PROG_VOLTAGE:
-      status = PassThruIoctl_READ_PROG_VOLTAGE(output);
-      break;
-    case GET_DEVICE_CONFIG:
-      status = PassThruIoctl_GET_DEVICE_CONFIG(input);
-      break;
-    case SET_DEVICE_CONFIG:
-      status = PassThruIoctl_SET_DEVICE_CONFIG(input);
-      break;
-    case GET_VCI_SERIAL_NUMBER:
-      // This one alone has no message of its own for a bad pointer.
-      if (!platform::IsWritable(output.address, output.Value().Size())) return exit.Unhandled();
-      output.Value().Store(serialNumber_);
-      break;
-    case READ_CABLE_ID:
-      status = PassThruIoctl_READ_CABLE_ID(output);
-      break;
-    default: {
-      ChannelPtr channel;
-      if (const Status missing = GetChannelFromChannelID(channelId, &channel)) {
-        return exit.Fail(4, missing, "Error locating channel.");
-      }
-      status = OutcomeOf(channelId, channel->PassThruIoctl(ioctlId, input, output));
+    if (const Ioctl* const own = Ioctl::Find(ioctlId)) return own->run(*this, exit, input, output);
+    ChannelPtr channel;
+    if (const Status missing = GetChannelFromChannelID(channelId, &channel)) {
+      return exit.Fail(4, missing, "Error locating channel.");
     }
-  }
-  return status != STATUS_NOERROR ? exit.PassOn(5, status, "Error executing IOCTL in channel.")
-                                  : exit.Normal();
-}
-
-Status CJ2534Device::PassThruIoctl_READ_VBATT(const AppPointer& output) {
-  static constexpr Reading kReading{methods::device::kPassThruIoctlReadVbatt,
-                                    pdu::IoControl::ReadVbatt,
-                                    "Error performing PDU READ VBATT IOCTL."};
-  return ReadNumber(kReading, output);
-}
-
-Status CJ2534Device::PassThruIoctl_READ_PROG_VOLTAGE(const AppPointer& output) {
-  static constexpr Reading kReading{methods::device::kPassThruIoctlReadProgVoltage,
-                                    pdu::IoControl::ReadProgVoltage, "Error performing PDU IOCTL."};
-  return ReadNumber(kReading, output);
-}
-
-Status CJ2534Device::PassThruIoctl_READ_CABLE_ID(const AppPointer& output) {
-  static constexpr Reading kReading{methods::device::kPassThruIoctlReadCableId,
-                                    pdu::IoControl::GetCableId, "Error performing PDU IOCTL.",
-                                    &CableId, true};
-  return ReadNumber(kReading, output);
+    return Ioctl::End(exit, OutcomeOf(channelId, channel->PassThruIoctl(ioctlId, input, output)));
+  });
 }
 
 Status CJ2534Device::ReadNumber(const Reading& reading, const AppPointer& output) {
@@ -163,19 +182,6 @@ Status CJ2534Device::ReadItem(const Exits& exit, const Reading& reading, const A
     return FailPdu(exit, 4, status, "Error Destroying Item.", result);
   }
   return exit.Normal();
-}
-
-Status CJ2534Device::NotSupported(const Method& method) const {
-  return Traced(method,
-                [](Exits& exit) { return exit.Fail(1, ERR_NOT_SUPPORTED, "Not Supported."); });
-}
-
-Status CJ2534Device::PassThruIoctl_SET_DEVICE_CONFIG(const AppPointer& /*input*/) {
-  return NotSupported(methods::device::kPassThruIoctlSetDeviceConfig);
-}
-
-Status CJ2534Device::PassThruIoctl_GET_DEVICE_CONFIG(const AppPointer& /*input*/) {
-  return NotSupported(methods::device::kPassThruIoctlGetDeviceConfig);
 }
 
 Status CJ2534Device::PassThruSetProgrammingVoltage(std::uint32_t pin, std::uint32_t voltage) {

@@ -9,10 +9,8 @@ namespace passbridge {
 /// exits of every one are, in this order: the gate, its own checks, the look-up, the device's
 /// failure, and what is left.
 struct CJ2534Server::Forwarding {
-  enum class By { DeviceId, ChannelId };
-
   Method method;
-  By by;
+  IdKind by;
   const char* lookupFailure;
   const char* deviceFailure;
   std::uint16_t gatePoint = 1;
@@ -29,12 +27,6 @@ namespace {
 
 constexpr const char* kNotConnected = "Return the device is not connected, reopen device.";
 
-/// The ioctls that take a DeviceID instead of a ChannelID.
-bool ConcernsDevice(std::uint32_t ioctlId) {
-  return ioctlId == READ_VBATT || ioctlId == READ_PROG_VOLTAGE ||
-         ioctlId == GET_VCI_SERIAL_NUMBER || ioctlId == READ_CABLE_ID;
-}
-
 }  // namespace
 
 Status CJ2534Server::FindUsable(const Exits& exit, const Forwarding& operation, std::uint32_t id,
@@ -49,9 +41,8 @@ Status CJ2534Server::FindUsable(const Exits& exit, const Forwarding& operation, 
       return exit.Fail(point, ERR_NULL_PARAMETER, check.message);
     }
   }
-  const Status status = operation.by == Forwarding::By::DeviceId
-                            ? GetDeviceFromDeviceID(id, &device)
-                            : GetDeviceFromChannelID(id, &device);
+  const Status status = operation.by == IdKind::Device ? GetDeviceFromDeviceID(id, &device)
+                                                       : GetDeviceFromChannelID(id, &device);
   return status != STATUS_NOERROR
              ? exit.Fail(static_cast<std::uint16_t>(point + 1), status, operation.lookupFailure)
              : status;
@@ -77,7 +68,7 @@ Status CJ2534Server::PassThruConnect(std::uint32_t deviceId, std::uint32_t proto
                                      std::uint32_t flags, std::uint32_t baudRate,
                                      const AppValue& channelId) {
   static constexpr Forwarding kConnect{
-      methods::server::kPassThruConnect, Forwarding::By::DeviceId,
+      methods::server::kPassThruConnect, IdKind::Device,
       "GetDeviceFromDeviceID() lRet = ", "Error in Device Connection."};
   return Forward(kConnect, deviceId, {}, [&](CJ2534Device& device) {
     ChannelDevices entry;
@@ -94,8 +85,8 @@ Status CJ2534Server::PassThruConnect(std::uint32_t deviceId, std::uint32_t proto
 }
 
 Status CJ2534Server::PassThruDisconnect(std::uint32_t channelId) {
-  static constexpr Forwarding kDisconnect{methods::server::kPassThruDisconnect,
-                                          Forwarding::By::ChannelId, "Attempting to get device.",
+  static constexpr Forwarding kDisconnect{methods::server::kPassThruDisconnect, IdKind::Channel,
+                                          "Attempting to get device.",
                                           "Error disconnecting channel."};
   const Status result = Traced(kDisconnect.method, [&](Exits& exit) -> Status {
     DevicePtr device;
@@ -113,7 +104,7 @@ Status CJ2534Server::PassThruDisconnect(std::uint32_t channelId) {
 
 Status CJ2534Server::PassThruReadMsgs(std::uint32_t channelId, const AppMessage& msgs,
                                       const AppValue& numMsgs, std::uint32_t timeout) {
-  static constexpr Forwarding kRead{methods::server::kPassThruReadMsgs, Forwarding::By::ChannelId,
+  static constexpr Forwarding kRead{methods::server::kPassThruReadMsgs, IdKind::Channel,
                                     "Getting Device From ChannelID.",
                                     "Error reading Msgs from device.", 3};
   // The pointers are checked in the name of the channel, and leave the last status alone.
@@ -145,7 +136,7 @@ Status CJ2534Server::PassThruReadMsgs(std::uint32_t channelId, const AppMessage&
 
 Status CJ2534Server::PassThruWriteMsgs(std::uint32_t channelId, const AppMessage& msgs,
                                        const AppValue& numMsgs, std::uint32_t timeout) {
-  static constexpr Forwarding kWrite{methods::server::kPassThruWriteMsgs, Forwarding::By::ChannelId,
+  static constexpr Forwarding kWrite{methods::server::kPassThruWriteMsgs, IdKind::Channel,
                                      "Could not identify the Channel.", "Error writing message."};
   return Forward(kWrite, channelId, {}, [&](CJ2534Device& device) {
     return device.PassThruWriteMsgs(channelId, msgs, numMsgs, timeout);
@@ -155,7 +146,7 @@ Status CJ2534Server::PassThruWriteMsgs(std::uint32_t channelId, const AppMessage
 Status CJ2534Server::PassThruStartPeriodicMsg(std::uint32_t channelId, const AppMessage& msg,
                                               const AppValue& msgId, std::uint32_t interval) {
   static constexpr Forwarding kStart{
-      methods::server::kPassThruStartPeriodicMsg, Forwarding::By::ChannelId,
+      methods::server::kPassThruStartPeriodicMsg, IdKind::Channel,
       "GetDeviceFromChannelID lRet = ", "Error starting periodic message"};
   return Forward(kStart, channelId, {}, [&](CJ2534Device& device) {
     return device.PassThruStartPeriodicMsg(channelId, msg, msgId, interval);
@@ -163,8 +154,8 @@ Status CJ2534Server::PassThruStartPeriodicMsg(std::uint32_t channelId, const App
 }
 
 Status CJ2534Server::PassThruStopPeriodicMsg(std::uint32_t channelId, std::uint32_t msgId) {
-  static constexpr Forwarding kStop{methods::server::kPassThruStopPeriodicMsg,
-                                    Forwarding::By::ChannelId, "Getting Device from ChannelID.",
+  static constexpr Forwarding kStop{methods::server::kPassThruStopPeriodicMsg, IdKind::Channel,
+                                    "Getting Device from ChannelID.",
                                     "Error stopping Periodic message."};
   return Forward(kStop, channelId, {}, [&](CJ2534Device& device) {
     return device.PassThruStopPeriodicMsg(channelId, msgId);
@@ -176,7 +167,7 @@ Status CJ2534Server::PassThruStartMsgFilter(std::uint32_t channelId, std::uint32
                                             const AppMessage& flowControl,
                                             const AppValue& filterId) {
   static constexpr Forwarding kStart{
-      methods::server::kPassThruStartMsgFilter, Forwarding::By::ChannelId,
+      methods::server::kPassThruStartMsgFilter, IdKind::Channel,
       "GetDeviceFromChannelID() = ", "Error starting message filter."};
   return Forward(kStart, channelId, {{filterId, 1, "NULL Filter ID pointer."}},
                  [&](CJ2534Device& device) {
@@ -186,9 +177,8 @@ Status CJ2534Server::PassThruStartMsgFilter(std::uint32_t channelId, std::uint32
 }
 
 Status CJ2534Server::PassThruStopMsgFilter(std::uint32_t channelId, std::uint32_t filterId) {
-  static constexpr Forwarding kStop{methods::server::kPassThruStopMsgFilter,
-                                    Forwarding::By::ChannelId, "Device was not found.",
-                                    "Error stopping message filter."};
+  static constexpr Forwarding kStop{methods::server::kPassThruStopMsgFilter, IdKind::Channel,
+                                    "Device was not found.", "Error stopping message filter."};
   return Forward(kStop, channelId, {}, [&](CJ2534Device& device) {
     return device.PassThruStopMsgFilter(channelId, filterId);
   });
@@ -196,8 +186,8 @@ Status CJ2534Server::PassThruStopMsgFilter(std::uint32_t channelId, std::uint32_
 
 Status CJ2534Server::PassThruSetProgrammingVoltage(std::uint32_t deviceId, std::uint32_t pin,
                                                    std::uint32_t voltage) {
-  static constexpr Forwarding kSet{methods::server::kPassThruSetProgrammingVoltage,
-                                   Forwarding::By::DeviceId, "Attempting to get device.",
+  static constexpr Forwarding kSet{methods::server::kPassThruSetProgrammingVoltage, IdKind::Device,
+                                   "Attempting to get device.",
                                    "Error setting Programming Voltage."};
   return Forward(kSet, deviceId, {}, [&](CJ2534Device& device) {
     return device.PassThruSetProgrammingVoltage(pin, voltage);
@@ -206,7 +196,7 @@ Status CJ2534Server::PassThruSetProgrammingVoltage(std::uint32_t deviceId, std::
 
 Status CJ2534Server::PassThruReadVersion(std::uint32_t deviceId, char* firmwareVersion,
                                          char* dllVersion, char* apiVersion) {
-  static constexpr Forwarding kRead{methods::server::kPassThruReadVersion, Forwarding::By::DeviceId,
+  static constexpr Forwarding kRead{methods::server::kPassThruReadVersion, IdKind::Device,
                                     "Device was not found ", "Error reading Version information."};
   return Forward(kRead, deviceId,
                  {{TextCell(firmwareVersion), kTextCells, "NULL FirmwareVersion pointer."},
@@ -219,10 +209,8 @@ Status CJ2534Server::PassThruReadVersion(std::uint32_t deviceId, char* firmwareV
 
 Status CJ2534Server::PassThruIoctl(std::uint32_t id, std::uint32_t ioctlId, const AppPointer& input,
                                    const AppPointer& output) {
-  const Forwarding ioctl{
-      methods::server::kPassThruIoctl,
-      ConcernsDevice(ioctlId) ? Forwarding::By::DeviceId : Forwarding::By::ChannelId,
-      "Device was not found", "NULL Channel."};
+  const Forwarding ioctl{methods::server::kPassThruIoctl, CJ2534Device::IdOfIoctl(ioctlId),
+                         "Device was not found", "NULL Channel."};
   return Forward(ioctl, id, {}, [&](CJ2534Device& device) {
     return device.PassThruIoctl(id, ioctlId, input, output);
   });

@@ -1,5 +1,6 @@
 #include "server/device.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -168,23 +169,26 @@ TEST_F(DeviceTest, AReadingThatFailsIsMapped) {
   };
   for (const ResultCase& test : cases) {
     pdu.PDUIoCtl.Next({test.result});
-    EXPECT_EQ(device->PassThruIoctl_READ_VBATT(output), test.status) << test.result;
+    EXPECT_EQ(device->PassThruIoctl(0, READ_VBATT, {}, output), test.status) << test.result;
   }
   EXPECT_EQ(record.Text(), "(0C020002:00000083) Error performing PDU READ VBATT IOCTL.\r\n");
   pdu.PDUIoCtl.Does([](UNUM32, UNUM32, UNUM32, PDU_DATA_ITEM*, PDU_DATA_ITEM**) { return 0; });
-  EXPECT_EQ(device->PassThruIoctl_READ_PROG_VOLTAGE(output), ERR_FAILED) << "no item";
+  EXPECT_EQ(device->PassThruIoctl(0, READ_PROG_VOLTAGE, {}, output), ERR_FAILED) << "no item";
   EXPECT_EQ(record.Text(), "(0C030003:00000000) Error performing PDU IOCTL.\r\n");
   pdu.PDUIoCtl.Does({});
   pdu.PDUDestroyItem.Does([&](PDU_ITEM* item) {
     pdu.PDUDestroyItem.BuiltIn(item);
     return PDU_ERR_INVALID_HANDLE;
   });
-  EXPECT_EQ(device->PassThruIoctl_READ_CABLE_ID(output), ERR_INVALID_DEVICE_ID);
-  EXPECT_EQ(
-      Failure(),
-      "CJ2534Device::PassThruIoctl_READ_CABLE_ID() - 0C030004:00000060 Error Destroying Item.");
+  trace.Take();
+  EXPECT_EQ(device->PassThruIoctl(0, READ_CABLE_ID, {}, output), ERR_INVALID_DEVICE_ID);
+  EXPECT_THAT(
+      trace.TakeFailures(),
+      testing::ElementsAre(
+          "CJ2534Device::PassThruIoctl_READ_CABLE_ID() - 0C030004:00000060 Error Destroying Item.",
+          "CJ2534Device::PassThruIoctl() - 0C0C0005:00000000 Error executing IOCTL in channel."));
   pdu.PDUIoCtl.Next({PDU_ERR_COMM_PC_TO_VCI_FAILED});
-  EXPECT_EQ(device->PassThruIoctl_READ_VBATT(output), ERR_DEVICE_NOT_CONNECTED);
+  EXPECT_EQ(device->PassThruIoctl(0, READ_VBATT, {}, output), ERR_DEVICE_NOT_CONNECTED);
   EXPECT_FALSE(device->IsConnected()) << "the line to the VCI is broken";
 }
 

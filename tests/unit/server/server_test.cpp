@@ -213,6 +213,23 @@ TEST_F(ServerTest, WhatTheDeviceReportedIsPassedOn) {
   }
 }
 
+TEST_F(ServerTest, OnlyTheDevicesOwnIoctlsComeWithItsIdentifier) {
+  ASSERT_EQ(Connect(), STATUS_NOERROR);
+  std::uint32_t value = 0;
+  const AppPointer output{&value, FieldWidth::k32};
+  for (const std::uint32_t ioctl :
+       {READ_VBATT, READ_PROG_VOLTAGE, GET_VCI_SERIAL_NUMBER, READ_CABLE_ID}) {
+    EXPECT_EQ(server.PassThruIoctl(kModule, ioctl, {}, output), STATUS_NOERROR) << ioctl;
+    EXPECT_EQ(server.PassThruIoctl(channelId, ioctl, {}, output), ERR_INVALID_DEVICE_ID) << ioctl;
+  }
+  for (const std::uint32_t ioctl : {GET_DEVICE_CONFIG, SET_DEVICE_CONFIG}) {
+    EXPECT_EQ(server.PassThruIoctl(channelId, ioctl, {}, {}), ERR_NOT_SUPPORTED) << ioctl;
+  }
+  for (const std::uint32_t ioctl : {GET_DEVICE_CONFIG, SET_DEVICE_CONFIG, CLEAR_RX_BUFFER}) {
+    EXPECT_EQ(server.PassThruIoctl(kModule, ioctl, {}, {}), ERR_INVALID_CHANNEL_ID) << ioctl;
+  }
+}
+
 TEST_F(ServerTest, PointersAreCheckedBeforeTheDeviceIsLookedFor) {
   auto* const nowhere = reinterpret_cast<char*>(8);
   char* const text = texts[0].data();
