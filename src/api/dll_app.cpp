@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "j2534/foreign_text.h"
+#include "j2534/settings.h"
 #include "passbridge/j2534.h"
 #include "pdu/pdu_api.h"
 #include "platform/cancellation.h"
@@ -33,9 +34,9 @@ bool Contains(const std::optional<std::string>& text, std::string_view part) {
 
 bool IsTraceSwitchedOn() {
   const std::optional<platform::RegistryKey> key = platform::RegistryKey::Open(
-      platform::RegistryRoot::User, "SOFTWARE\\QUARN\\QUARN_VCI\\Monitoring",
+      platform::RegistryRoot::User, settings::PathOf(settings::monitoring::kKey),
       platform::RegistryAccess::Read);
-  return key && key->ReadFourBytes("VCI Logging").value_or(0) > 0;
+  return key && key->ReadFourBytes(settings::monitoring::kVciLogging).value_or(0) > 0;
 }
 
 void WriteProductVersion(char* text) {

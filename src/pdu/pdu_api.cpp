@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "j2534/settings.h"
 #include "platform/dynamic_library.h"
 #include "platform/never_destroyed.h"
 #include "platform/registry.h"
@@ -18,7 +19,6 @@ struct Library {
 
 namespace {
 
-constexpr const char* kSupportKey = "SOFTWARE\\QUARN\\QUARN_VCI\\PDU API Support";
 constexpr std::size_t kMaxPath = 259;
 
 /// What an entry point does while no library is loaded.
@@ -88,8 +88,11 @@ platform::RecursiveMutex& PduApiLock() {
 
 std::string ReadFunctionLibraryPath() {
   const std::optional<platform::RegistryKey> key = platform::RegistryKey::Open(
-      platform::RegistryRoot::Machine, kSupportKey, platform::RegistryAccess::Read);
-  return key ? key->ReadText("FunctionLibrary", kMaxPath).value_or(std::string()) : std::string();
+      platform::RegistryRoot::Machine, settings::PathOf(settings::pdu_api_support::kKey),
+      platform::RegistryAccess::Read);
+  return key ? key->ReadText(settings::pdu_api_support::kFunctionLibrary, kMaxPath)
+                   .value_or(std::string())
+             : std::string();
 }
 
 bool BindPduApi(const SymbolSource& symbols) { return Bind(std::make_shared<Library>(), symbols); }

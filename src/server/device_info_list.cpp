@@ -13,20 +13,6 @@ namespace {
 constexpr std::size_t kMaxModuleName = 255;
 constexpr std::size_t kMaxAddress = 49;
 
-struct InterfaceName {
-  std::string_view text;
-  InterfaceType type;
-};
-
-/// In the order of search: the first one that occurs decides.
-constexpr std::array<InterfaceName, 5> kInterfaceNames{{
-    {"USB", InterfaceType::Usb},
-    {"Wireless", InterfaceType::Wireless},
-    {"Ethernet", InterfaceType::Ethernet},
-    {"Bluetooth", InterfaceType::Bluetooth},
-    {"Local", InterfaceType::Local},
-}};
-
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 

@@ -8,18 +8,9 @@
 #include <string_view>
 
 #include "passbridge/d_pdu_api.h"
+#include "server/interface_type.h"
 
 namespace passbridge {
-
-/// How a VCI is reached. The values are those of the settings and of the last-used record.
-enum class InterfaceType : std::uint32_t {
-  None = 0,
-  Usb = 1,
-  Ethernet = 2,
-  Wireless = 3,
-  Bluetooth = 4,
-  Local = 5,
-};
 
 /// One interface of a VCI.
 struct VciInterface {
@@ -39,13 +30,10 @@ class VciRecord {
   UNUM32 HandleOn(InterfaceType type) const;
 
   std::uint32_t serialNumber;
-  bool available;          ///< its module was free when the record was made
-  bool isDefault = false;  ///< this and the next two are the device explorer's
-  bool preferred = false;
-  std::uint32_t reason = 0;
+  bool available;  ///< its module was free when the record was made
 
  private:
-  std::array<VciInterface, 5> interfaces_;  // in the order of InterfaceType
+  std::array<VciInterface, kInterfaceNames.size()> interfaces_;  // in the order of InterfaceType
 };
 
 /// The VCIs that the D-PDU library sees at one moment, by serial number.

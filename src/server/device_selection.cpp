@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "j2534/settings.h"
 #include "platform/process_info.h"
 #include "platform/registry.h"
 #include "server/server.h"
@@ -16,6 +17,7 @@ namespace {
 
 using platform::RegistryKey;
 using platform::RegistryRoot;
+namespace last_used = settings::last_used;
 
 /// The strategies' numbers in the connection order; others are passed over. Strategy 5, by name,
 /// has no name to go by when the strategies run.
@@ -57,7 +59,7 @@ std::optional<LastUsedKey> OwnLastUsedKey() {
   const platform::ProcessId process = platform::CurrentProcessId();
   const std::optional<std::uint64_t> created = platform::ProcessCreationTime(process);
   if (!created) return std::nullopt;
-  return LastUsedKey{"SOFTWARE\\QUARN\\QUARN_VCI\\LastUsed\\PID_" + std::to_string(process),
+  return LastUsedKey{settings::PathOf(last_used::kKeyStem) + std::to_string(process),
                      static_cast<std::uint32_t>(*created),
                      static_cast<std::uint32_t>(*created >> 32U)};
 }
@@ -68,10 +70,10 @@ void WriteLastUsed(std::uint32_t serialNumber, InterfaceType type) {
   std::optional<RegistryKey> key =
       RegistryKey::Create(RegistryRoot::User, own->path, platform::RegistryLife::Volatile);
   if (!key) return;
-  key->WriteDword("LowDateTime", own->lowDateTime);
-  key->WriteDword("HighDateTime", own->highDateTime);
-  key->WriteDword("SerialNumber", serialNumber);
-  key->WriteDword("InterfaceType", static_cast<std::uint32_t>(type));
+  key->WriteDword(last_used::kLowDateTime, own->lowDateTime);
+  key->WriteDword(last_used::kHighDateTime, own->highDateTime);
+  key->WriteDword(last_used::kSerialNumber, serialNumber);
+  key->WriteDword(last_used::kInterfaceType, static_cast<std::uint32_t>(type));
 }
 
 }  // namespace
@@ -123,12 +125,13 @@ VciChoice DeviceSelection::FindLastUsedVci() {
   if (!own) return {};
   const std::optional<RegistryKey> key =
       RegistryKey::Open(RegistryRoot::User, own->path, platform::RegistryAccess::Read);
-  if (!key || key->ReadDword("LowDateTime").value_or(0) != own->lowDateTime ||
-      key->ReadDword("HighDateTime").value_or(0) != own->highDateTime) {
+  if (!key || key->ReadDword(last_used::kLowDateTime).value_or(0) != own->lowDateTime ||
+      key->ReadDword(last_used::kHighDateTime).value_or(0) != own->highDateTime) {
     return {};
   }
-  const auto serialNumber = key->ReadDword("SerialNumber").value_or(0);
-  const auto type = static_cast<InterfaceType>(key->ReadDword("InterfaceType").value_or(0));
+  const auto serialNumber = key->ReadDword(last_used::kSerialNumber).value_or(0);
+  const auto type =
+      static_cast<InterfaceType>(key->ReadDword(last_used::kInterfaceType).value_or(0));
   const VqxInfoList list = ListVcis();
   const VciRecord* const record = Find(list, serialNumber);
   return record != nullptr ? ChooseIfOffered(*record, type) : VciChoice{};

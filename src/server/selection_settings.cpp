@@ -15,11 +15,10 @@ using platform::RegistryAccess;
 using platform::RegistryKey;
 using platform::RegistryRoot;
 
-constexpr std::string_view kProductKey = "SOFTWARE\\QUARN\\QUARN_VCI\\";
-constexpr std::string_view kDefaultsKey = "SOFTWARE\\QUARN\\QUARN_VCI\\DefaultSettings\\";
+using settings::PathOf;
 
-std::string Join(std::string_view folder, std::string_view name) {
-  return std::string(folder).append(name);
+std::string DefaultsPathOf(std::string_view name) {
+  return PathOf(settings::kDefaultsPrefix).append(name);
 }
 
 std::uint32_t Read(const std::optional<RegistryKey>& key, std::string_view name) {
@@ -50,13 +49,13 @@ std::string_view EntryDigits(std::string_view name, std::string_view stem) {
 
 void VersionedSetting::Load() {
   const std::optional<RegistryKey> defaults =
-      RegistryKey::Open(RegistryRoot::Machine, Join(kDefaultsKey, name_), RegistryAccess::Read);
-  const std::string userPath = Join(kProductKey, name_);
+      RegistryKey::Open(RegistryRoot::Machine, DefaultsPathOf(name_), RegistryAccess::Read);
+  const std::string userPath = PathOf(name_);
   std::optional<RegistryKey> user = RegistryKey::Create(RegistryRoot::User, userPath);
-  const bool defaultsAreNewer = Read(defaults, "Version") > Read(user, "Version");
+  const bool defaultsAreNewer = Read(defaults, settings::kVersion) > Read(user, settings::kVersion);
   const std::optional<RegistryKey>& source = defaultsAreNewer ? defaults : user;
   Clear();
-  version_ = Read(source, "Version");
+  version_ = Read(source, settings::kVersion);
   if (source) ReadValues(*source);
   if (!defaultsAreNewer) return;
   user.reset();
@@ -66,21 +65,20 @@ void VersionedSetting::Load() {
 
 bool VersionedSetting::Save(RegistryKey& key) const {
   const bool written = WriteValues(key);
-  return key.WriteDword("Version", version_) && written;
+  return key.WriteDword(settings::kVersion, version_) && written;
 }
 
 bool VersionedSetting::SaveForUser() const {
-  std::optional<RegistryKey> key =
-      RegistryKey::Create(RegistryRoot::User, Join(kProductKey, name_));
+  std::optional<RegistryKey> key = RegistryKey::Create(RegistryRoot::User, PathOf(name_));
   return key && Save(*key);
 }
 
 void DefaultDeviceSettings::ReadValues(const RegistryKey& source) {
-  serialNumber_ = source.ReadDword("SerialNumber").value_or(0);
+  serialNumber_ = source.ReadDword(settings::default_device::kSerialNumber).value_or(0);
 }
 
 bool DefaultDeviceSettings::WriteValues(RegistryKey& key) const {
-  return key.WriteDword("SerialNumber", serialNumber_);
+  return key.WriteDword(settings::default_device::kSerialNumber, serialNumber_);
 }
 
 template <typename Entry, std::size_t Capacity>
@@ -121,12 +119,13 @@ void OrderList::SetEnabled(std::size_t index, std::uint32_t value) {
 }
 
 OrderEntry OrderList::ReadEntry(const RegistryKey& key) const {
-  return {key.ReadDword("Number").value_or(0), key.ReadDword("Enabled").value_or(0)};
+  return {key.ReadDword(settings::order_entry::kNumber).value_or(0),
+          key.ReadDword(settings::order_entry::kEnabled).value_or(0)};
 }
 
 bool OrderList::WriteEntry(RegistryKey& key, const OrderEntry& entry) const {
-  const bool written = key.WriteDword("Number", entry.number);
-  return key.WriteDword("Enabled", entry.enabled) && written;
+  const bool written = key.WriteDword(settings::order_entry::kNumber, entry.number);
+  return key.WriteDword(settings::order_entry::kEnabled, entry.enabled) && written;
 }
 
 bool PreferredDevicesSettings::Contains(std::uint32_t serialNumber) const {
@@ -135,11 +134,11 @@ bool PreferredDevicesSettings::Contains(std::uint32_t serialNumber) const {
 }
 
 std::uint32_t PreferredDevicesSettings::ReadEntry(const RegistryKey& key) const {
-  return key.ReadDword("SerialNumber").value_or(0);
+  return key.ReadDword(settings::preferred_devices::kSerialNumber).value_or(0);
 }
 
 bool PreferredDevicesSettings::WriteEntry(RegistryKey& key, const std::uint32_t& entry) const {
-  return key.WriteDword("SerialNumber", entry);
+  return key.WriteDword(settings::preferred_devices::kSerialNumber, entry);
 }
 
 }  // namespace passbridge

@@ -7,6 +7,7 @@
 #include <functional>
 #include <string>
 
+#include "j2534/settings.h"
 #include "platform/registry.h"
 
 /// The settings by which a VCI is chosen. Each has installation defaults below the machine's key
@@ -18,8 +19,6 @@ namespace passbridge {
 /// What the settings have in common: where they lie, and which of the two copies is taken.
 class VersionedSetting {
  public:
-  std::uint32_t Version() const { return version_; }
-
   /// Reads the setting; what it held before is gone, whatever the outcome.
   void Load();
   /// Writes the setting into a key that is open for writing. False if something could not be
@@ -46,11 +45,10 @@ class VersionedSetting {
 /// The VCI that the user prefers to all others.
 class DefaultDeviceSettings : public VersionedSetting {
  public:
-  DefaultDeviceSettings() : VersionedSetting("DefaultDevice") {}
+  DefaultDeviceSettings() : VersionedSetting(settings::default_device::kKey) {}
 
   /// 0: none.
   std::uint32_t SerialNumber() const { return serialNumber_; }
-  void SetSerialNumber(std::uint32_t serialNumber) { serialNumber_ = serialNumber; }
 
  private:
   void Clear() override { serialNumber_ = 0; }
@@ -98,8 +96,12 @@ struct OrderEntry {
 /// VCI is reached.
 class OrderList : public SubkeyList<OrderEntry, 10> {
  public:
-  static OrderList AutoConnectionOrder() { return {"AutoConnectionOrder", "Connection"}; }
-  static OrderList InterfaceTypeOrder() { return {"InterfaceTypeOrder", "InterfaceType"}; }
+  static OrderList AutoConnectionOrder() {
+    return {settings::auto_connection_order::kKey, settings::auto_connection_order::kEntryStem};
+  }
+  static OrderList InterfaceTypeOrder() {
+    return {settings::interface_type_order::kKey, settings::interface_type_order::kEntryStem};
+  }
 
   // An index beyond the list gives 0, and sets nothing.
   std::uint32_t Number(std::size_t index) const;
@@ -116,7 +118,8 @@ class OrderList : public SubkeyList<OrderEntry, 10> {
 /// The VCIs that the user has marked as preferred.
 class PreferredDevicesSettings : public SubkeyList<std::uint32_t, 20> {
  public:
-  PreferredDevicesSettings() : SubkeyList("PreferredDevices", "PreferredDevice") {}
+  PreferredDevicesSettings()
+      : SubkeyList(settings::preferred_devices::kKey, settings::preferred_devices::kEntryStem) {}
 
   bool Contains(std::uint32_t serialNumber) const;
 

@@ -1,27 +1,15 @@
 #include "server/vci_name.h"
 
 #include <algorithm>
-#include <array>
 #include <string>
+
+#include "server/device_info_list.h"
 
 namespace passbridge {
 
 namespace {
 
 constexpr std::size_t kMaxTokens = 15;
-
-struct InterfaceKeyword {
-  std::string_view text;
-  InterfaceType type;
-};
-
-constexpr std::array<InterfaceKeyword, 5> kInterfaceKeywords{{
-    {"WIRELESS", InterfaceType::Wireless},
-    {"USB", InterfaceType::Usb},
-    {"ETHERNET", InterfaceType::Ethernet},
-    {"BLUETOOTH", InterfaceType::Bluetooth},
-    {"LOCAL", InterfaceType::Local},
-}};
 
 std::string WithoutBlanksInUpperCase(std::string_view text) {
   std::string result;
@@ -46,10 +34,10 @@ std::vector<std::string_view> Split(std::string_view text, char separator) {
 std::vector<InterfaceType> ParseInterfaces(std::string_view list) {
   std::vector<InterfaceType> interfaces;
   for (const std::string_view name : Split(list, ',')) {
-    const auto* const keyword =
-        std::find_if(kInterfaceKeywords.begin(), kInterfaceKeywords.end(),
-                     [name](const InterfaceKeyword& row) { return row.text == name; });
-    if (keyword != kInterfaceKeywords.end()) interfaces.push_back(keyword->type);
+    const auto* const found =
+        std::find_if(kInterfaceNames.begin(), kInterfaceNames.end(),
+                     [name](const InterfaceName& row) { return row.keyword == name; });
+    if (found != kInterfaceNames.end()) interfaces.push_back(found->type);
   }
   return interfaces;
 }

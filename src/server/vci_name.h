@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "server/device_info_list.h"
+#include "server/interface_type.h"
 
 namespace passbridge {
 

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "server/device_info_list.h"
+
 namespace passbridge {
 namespace {
 
