@@ -122,14 +122,14 @@ struct CJ2534Device::Ioctl {
 const CJ2534Device::Ioctl* CJ2534Device::Ioctl::Find(std::uint32_t ioctlId) {
   using methods::device::kPassThruIoctlGetDeviceConfig;
   using methods::device::kPassThruIoctlSetDeviceConfig;
-  static constexpr std::array<Ioctl, 6> kIoctls{{
+  static constexpr auto kIoctls = std::to_array<Ioctl>({
       {READ_VBATT, IdKind::Device, &Read<kBattery>},
       {READ_PROG_VOLTAGE, IdKind::Device, &Read<kProgVoltage>},
       {READ_CABLE_ID, IdKind::Device, &Read<kCableId>},
       {GET_VCI_SERIAL_NUMBER, IdKind::Device, &GetSerialNumber},
       {GET_DEVICE_CONFIG, IdKind::Channel, &Refuse<kPassThruIoctlGetDeviceConfig>},
       {SET_DEVICE_CONFIG, IdKind::Channel, &Refuse<kPassThruIoctlSetDeviceConfig>},
-  }};
+  });
   const auto* const row = std::find_if(kIoctls.begin(), kIoctls.end(),
                                        [ioctlId](const Ioctl& each) { return each.id == ioctlId; });
   return row != kIoctls.end() ? row : nullptr;
