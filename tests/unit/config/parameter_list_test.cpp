@@ -36,6 +36,7 @@ std::uint32_t ValueOf(const CJ2534ParameterList& list, std::uint32_t parameterId
 TEST_F(ParameterListTest, HoldsWhatTheProtocolHas) {
   constexpr std::uint32_t kFirst = DATA_RATE;
   constexpr std::uint32_t kLast = SW_CAN_RES_SWITCH;
+  const std::vector<std::uint32_t> sci{T1_MAX, T2_MAX, T4_MAX, T5_MAX, T3_MAX};
   const struct {
     std::uint32_t protocolId;
     ProtocolType type;
@@ -56,7 +57,10 @@ TEST_F(ParameterListTest, HoldsWhatTheProtocolHas) {
        ISO15765,
        {BIT_SAMPLE_POINT, SYNC_JUMP_WIDTH, ISO15765_BS, ISO15765_STMIN, ISO15765_BS_TX,
         ISO15765_STMIN_TX, ISO15765_WFT_MAX, BR_TX_MIN, CAN_MIXED_FORMAT}},
-      {SCI_B_ENGINE, SCI_B_ENGINE, {T1_MAX, T2_MAX, T4_MAX, T5_MAX, T3_MAX}},
+      {SCI_A_ENGINE, SCI_A_ENGINE, sci},
+      {SCI_A_TRANS, SCI_A_TRANS, sci},
+      {SCI_B_ENGINE, SCI_B_ENGINE, sci},
+      {SCI_B_TRANS, SCI_B_TRANS, sci},
       {SW_ISO15765_PS,
        SW_ISO15765_PS,
        {BIT_SAMPLE_POINT, SYNC_JUMP_WIDTH, ISO15765_BS, ISO15765_STMIN, ISO15765_BS_TX,
