@@ -79,7 +79,9 @@ TEST(CanFrameMessage, OfOtherKindsIsNoFrame) {
   EXPECT_EQ(ToCanFrame(message), (CanFrame{{0x7E8, false}, {0x01}}));
   message.rxStatus = TX_MSG_TYPE;
   EXPECT_TRUE(ToCanFrame(message)) << "an echo is a frame";
-  for (const std::uint32_t indication : {TX_INDICATION, START_OF_MESSAGE, RX_BREAK, FT_ERROR}) {
+  for (const std::uint32_t indication :
+       {TX_INDICATION, START_OF_MESSAGE, RX_BREAK, SW_CAN_HV_RX, RX_SPD_CHG_EVENT, FT_ERROR,
+        J1939_ADDRESS_LOST, J1939_ADDRESS_CLAIMED}) {
     message.rxStatus = indication;
     EXPECT_FALSE(ToCanFrame(message)) << indication;
   }

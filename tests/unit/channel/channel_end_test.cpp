@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "channel_fixture.h"
-#include "trace/last_error.h"
 
 namespace passbridge {
 namespace {
@@ -65,7 +64,7 @@ TEST_F(ChannelEndTest, DisconnectEndsEveryWaitWithoutALostDevice) {
   Waiting waiting(*channel);
   EXPECT_EQ(channel->PassThruDisconnect(), STATUS_NOERROR);
   waiting.ExpectAllEnded(ERR_INVALID_CHANNEL_ID);
-  EXPECT_EQ(LastErrorRecord::Instance().LastStatus(), STATUS_NOERROR) << "the gate stays open";
+  EXPECT_EQ(record.LastStatus(), STATUS_NOERROR) << "the gate stays open";
 }
 
 TEST_F(ChannelEndTest, LossOfTheVciEndsEveryWait) {
@@ -83,6 +82,23 @@ TEST_F(ChannelEndTest, LossOfTheVciEndsEveryWait) {
     waiting.ExpectAllEnded(ERR_DEVICE_NOT_CONNECTED);
     EXPECT_EQ(channel->PassThruDisconnect(), STATUS_NOERROR);
   }
+}
+
+TEST_F(ChannelEndTest, LossKeepsWhatCame) {
+  DeliverAndLetTheThreadTakeIt({.data = {0, 0, 7, 0xE8, 1}});
+  pdu.PDUGetEventItem.Next({PDU_ERR_COMM_PC_TO_VCI_FAILED});
+  std::thread reader([this] {
+    EXPECT_EQ(Read(2, 20000), ERR_DEVICE_NOT_CONNECTED);
+    EXPECT_EQ(numRead, 1U);
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  pdu.Signal(kModule, pdu.LastLink());
+  reader.join();
+  EXPECT_EQ(record.LastStatus(), std::uint32_t{ERR_DEVICE_NOT_CONNECTED});
+  std::uint32_t sent = 0;
+  EXPECT_EQ(Write({CanMessage({0, 0, 7, 0xE0})}, 0, &sent), ERR_DEVICE_NOT_CONNECTED);
+  EXPECT_EQ(pdu.Items().Alive(), 0U) << "the link's items are given back at once";
+  EXPECT_EQ(channel->PassThruDisconnect(), STATUS_NOERROR);
 }
 
 TEST_F(ChannelEndTest, LossWaitsForNobody) {
@@ -151,6 +167,15 @@ TEST_F(ChannelEndTest, FailedDisconnectLeavesWhatCanBeUsedAndTriedAgain) {
             (std::vector<std::string>{"PDUDestroyComLogicalLink"}));
 }
 
+TEST_F(ChannelEndTest, CallbackOfAChannelThatHasGoneIsIgnored) {
+  const CALLBACKFNC callback = pdu.CallbackOf(kModule, pdu.LastLink());
+  void* const tag = channel.get();
+  channel->PassThruDisconnect();
+  channel.reset();
+  callback(PDU_EVT_DATA_AVAILABLE, kModule, pdu.LastLink(), tag, nullptr);
+  callback(PDU_EVT_DATA_AVAILABLE, kModule, pdu.LastLink(), nullptr, nullptr);
+}
+
 TEST_F(ChannelEndTest, ThreadEndsBeforeAnythingThatItUses) {
   pdu.FinishComPrimitives(true);
   std::atomic<bool> go{true};
@@ -166,30 +191,6 @@ TEST_F(ChannelEndTest, ThreadEndsBeforeAnythingThatItUses) {
   channel.reset();  // without a disconnect, while its thread stores messages
   go = false;
   source.join();
-}
-
-TEST_F(ChannelEndTest, ReaderLeavesTheOthersWhatItDoesNotTake) {
-  std::atomic<int> read{0};
-  std::vector<std::thread> readers;
-  for (int i = 0; i < 3; ++i) {
-    readers.emplace_back([&] {
-      PassThruMsg message;
-      std::uint32_t count = 1;
-      if (channel->PassThruReadMsgs(AppMessage(message), AppValue(count), kLongTimeout) ==
-          STATUS_NOERROR) {
-        ++read;
-      }
-    });
-  }
-  std::this_thread::sleep_for(milliseconds(50));
-  const std::vector<UNUM8> record{1, 0, 0, 0, 4, 0, 0, 7, 0xE8, 0, 0, 0, 0, 0, 0, 0, 0};
-  std::vector<UNUM8> packed{3, 0, 0, 0};
-  for (int i = 0; i < 3; ++i) packed.insert(packed.end(), record.begin(), record.end());
-  const auto start = steady_clock::now();
-  Deliver({.data = packed, .rxFlags = {0, 0, 0, 0x20}});
-  for (std::thread& reader : readers) reader.join();
-  EXPECT_EQ(read, 3);
-  EXPECT_LT(steady_clock::now() - start, milliseconds(kLongTimeout / 4));
 }
 
 }  // namespace

@@ -5,9 +5,6 @@
 #include <chrono>
 #include <thread>
 
-#include "pdu/com_param.h"
-#include "trace/last_error.h"
-
 namespace passbridge::test {
 
 PassThruMsg CanMessage(std::vector<std::uint8_t> bytes, std::uint32_t protocolId,
@@ -30,17 +27,14 @@ std::vector<std::string> NamesOf(const std::vector<std::string>& calls) {
   return names;
 }
 
-ChannelFixture::ChannelFixture() {
-  pdu::ResolvePduObjectIds();
-  LastErrorRecord::Instance().SetLastStatus(STATUS_NOERROR);
-  pdu.Calls().Clear();
-}
-
 ChannelFixture::~ChannelFixture() {
   Drop();
   DropQueuedItems();
-  EXPECT_EQ(pdu.Items().Alive(), 0U) << "every item is destroyed";
-  EXPECT_EQ(pdu.Items().WrongDestroys(), 0U) << "and none of them twice";
+}
+
+void ChannelFixture::AcceptFramesOnly() {
+  TheTestChannel().minDataSize = 4;
+  TheTestChannel().maxDataSize = 12;
 }
 
 Status ChannelFixture::Connect(std::uint32_t protocolId, std::uint32_t flags,
@@ -66,6 +60,20 @@ Status ChannelFixture::Read(std::uint32_t count, std::uint32_t timeout) {
   received.assign(count, {});
   numRead = count;
   return channel->PassThruReadMsgs(AppMessage(received.front()), AppValue(numRead), timeout);
+}
+
+Status ChannelFixture::StartPeriodic(std::uint32_t interval, std::uint32_t* id,
+                                     std::uint32_t protocolId) {
+  PassThruMsg message = CanMessage({0, 0, 7, 0xE0, 0x3E}, protocolId);
+  return channel->PassThruStartPeriodicMsg(AppMessage(message), AppValue(*id), interval);
+}
+
+Status ChannelFixture::StartFilter(std::uint32_t type, std::uint32_t* id,
+                                   std::uint32_t protocolId) {
+  PassThruMsg mask = CanMessage({0xFF, 0xFF, 0xFF, 0xFF}, protocolId);
+  PassThruMsg pattern = CanMessage({0, 0, 7, 0xE8}, protocolId);
+  return channel->PassThruStartMsgFilter(type, AppMessage(mask), AppMessage(pattern), {},
+                                         AppValue(*id));
 }
 
 Status ChannelFixture::Configure(std::vector<std::pair<std::uint32_t, std::uint32_t>> entries,
@@ -116,12 +124,6 @@ void ChannelFixture::WaitForEmptyQueue(std::size_t calls) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     now = pdu.Calls().Count("PDUGetEventItem");
   }
-}
-
-std::string ChannelFixture::LastErrorText() {
-  std::array<char, 80> text{};
-  CJ2534::PassThruGetLastError(text.data());
-  return text.data();
 }
 
 }  // namespace passbridge::test

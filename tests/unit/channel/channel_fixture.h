@@ -1,8 +1,6 @@
 #ifndef PASSBRIDGE_UNIT_CHANNEL_CHANNEL_FIXTURE_H_
 #define PASSBRIDGE_UNIT_CHANNEL_CHANNEL_FIXTURE_H_
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -10,7 +8,7 @@
 #include <vector>
 
 #include "channel/channel.h"
-#include "support/scripted_pdu.h"
+#include "support/pdu_fixture.h"
 
 namespace passbridge::test {
 
@@ -20,15 +18,15 @@ PassThruMsg CanMessage(std::vector<std::uint8_t> bytes, std::uint32_t protocolId
 /// The D-PDU functions called, each run of one once; without those of the event thread.
 std::vector<std::string> NamesOf(const std::vector<std::string>& calls);
 
-/// A channel of any protocol that accepts every message, adjusts CoPs as the test says, and runs
-/// its periodic messages on its own link.
+/// A channel of any protocol that accepts messages of every size, or of those that the test says,
+/// adjusts CoPs as the test says, and runs its periodic messages on its own link.
 class TestChannel : public CJ2534Channel {
  public:
   Status AdjustCop(const AppMessage& msg, CopData& data, CopControl& control) override {
     return adjust ? adjust(msg, data, control) : Status{STATUS_NOERROR};
   }
-  Status ValidateMessage(std::uint32_t, const std::uint8_t*, std::uint32_t) override {
-    return STATUS_NOERROR;
+  Status ValidateMessage(std::uint32_t dataSize, const std::uint8_t*, std::uint32_t) override {
+    return ValidateDataSize(dataSize, minDataSize, maxDataSize);
   }
   Status PerformPostProcessing(CJ2534PassThruMsg* msg) override {
     return postProcess ? postProcess(msg) : CJ2534Channel::PerformPostProcessing(msg);
@@ -37,20 +35,23 @@ class TestChannel : public CJ2534Channel {
   Status GetPduResourceProtocolId(PDU_RSC_DATA*) override { return STATUS_NOERROR; }
   Status SetProtocolConnectionComParameters() override { return STATUS_NOERROR; }
 
+  std::uint32_t minDataSize = 0;
+  std::uint32_t maxDataSize = kMaxMessageData;
   std::function<Status(const AppMessage&, CopData&, CopControl&)> adjust;
   std::function<Status(CJ2534PassThruMsg*)> postProcess;
 };
 
 /// A channel on a scripted D-PDU library, whose items must all be given back in the end.
-class ChannelFixture : public testing::Test {
+class ChannelFixture : public PduFixture {
  protected:
   static constexpr UNUM32 kModule = 1;
 
-  ChannelFixture();
   ~ChannelFixture() override;
 
   virtual OwnedChannel Make() { return OwnedChannel(new TestChannel); }
   TestChannel& TheTestChannel() { return static_cast<TestChannel&>(*channel); }
+  /// Has the channel accept CAN frames only.
+  void AcceptFramesOnly();
 
   Status Connect(std::uint32_t protocolId = CAN, std::uint32_t flags = 0,
                  std::uint32_t baudRate = 500000);
@@ -58,6 +59,11 @@ class ChannelFixture : public testing::Test {
 
   Status Write(std::vector<PassThruMsg> messages, std::uint32_t timeout, std::uint32_t* sent);
   Status Read(std::uint32_t count, std::uint32_t timeout);
+  /// An ioctl without input and output.
+  Status Ioctl(std::uint32_t ioctlId) { return channel->PassThruIoctl(ioctlId, {}, {}); }
+  Status StartPeriodic(std::uint32_t interval, std::uint32_t* id, std::uint32_t protocolId = CAN);
+  /// A filter of one pattern of four bytes.
+  Status StartFilter(std::uint32_t type, std::uint32_t* id, std::uint32_t protocolId = CAN);
   /// SET_CONFIG (or GET_CONFIG) of pairs of parameter and value.
   Status Configure(std::vector<std::pair<std::uint32_t, std::uint32_t>> entries,
                    std::uint32_t ioctl = SET_CONFIG);
@@ -67,9 +73,9 @@ class ChannelFixture : public testing::Test {
   void Deliver(const ResultSpec& given);
   /// The event thread has stored the message, and found nothing after it, when this returns.
   void DeliverAndLetTheThreadTakeIt(const ResultSpec& given);
-  std::string LastErrorText();
+  /// The location of the first cause of the failure that was recorded last.
+  Location LastLocation() const { return record.LastLocation(); }
 
-  ScriptedPdu pdu;
   OwnedChannel channel;
   std::vector<PassThruMsg> received;
   std::uint32_t numRead = 0;

@@ -4,8 +4,8 @@
 
 #include "passbridge/j2534.h"
 #include "trace/last_error.h"
-#include "unit/config/config_fixture.h"
 #include "unit/config/filter_messages.h"
+#include "unit/config/recording_link.h"
 
 namespace passbridge::test {
 
@@ -19,22 +19,22 @@ const Data kWholeId{0xFF, 0xFF, 0xFF, 0xFF};
 /// A response identifier 0x700 + n.
 Data CanId(std::uint8_t n) { return {0x00, 0x00, 0x07, n}; }
 
-class FilterListTest : public ConfigTest {
+class FilterListTest : public PduFixture {
  protected:
   FilterListTest()
       : clear_("PDUIoCtl(7, 9, " + IoControl("PDU_IOCTL_CLEAR_MSG_FILTER") + ", null, null)") {
-    library_.Calls().Clear();
+    pdu.Calls().Clear();
   }
 
   std::string IoControl(const std::string& name) {
-    return Render(library_.IdOf(PDU_OBJT_IO_CTRL, name));
+    return Render(pdu.IdOf(PDU_OBJT_IO_CTRL, name));
   }
   std::string Start(const std::string& filters) {
     return "PDUIoCtl(7, 9, " + IoControl("PDU_IOCTL_START_MSG_FILTER") + ", {0x1003 " + filters +
            "}, null)";
   }
   std::string Param(const std::string& name, const std::string& value) {
-    return "{" + Render(library_.IdOf(PDU_OBJT_COMPARAM, name)) + " = " + value + "}";
+    return "{" + Render(pdu.IdOf(PDU_OBJT_COMPARAM, name)) + " = " + value + "}";
   }
   /// A record of the table of unique response identifiers.
   std::string Row(const std::string& response, const std::string& request,
@@ -46,8 +46,8 @@ class FilterListTest : public ConfigTest {
   }
 
   std::vector<std::string> TakeCalls() {
-    std::vector<std::string> calls = library_.Calls().All();
-    library_.Calls().Clear();
+    std::vector<std::string> calls = pdu.Calls().All();
+    pdu.Calls().Clear();
     return calls;
   }
 
@@ -74,7 +74,7 @@ FilterRequest Flow(std::uint8_t response, std::uint8_t request) {
 }
 
 TEST_F(FilterListTest, GivesTheLowestFreeId) {
-  FakeChannel channel(CAN, CAN);
+  RecordingLink channel(CAN, CAN);
   CJ2534FilterList list(&channel);
   for (std::uint8_t n = 1; n <= 3; ++n) EXPECT_EQ(StartFilter(list, CanPass(n)), n);
   list.StopJ2534Filter(1);
@@ -85,7 +85,7 @@ TEST_F(FilterListTest, GivesTheLowestFreeId) {
 }
 
 TEST_F(FilterListTest, HoldsSixtyFiveFiltersOfAllTypesTogether) {
-  FakeChannel channel(ISO15765, ISO15765);
+  RecordingLink channel(ISO15765, ISO15765);
   CJ2534FilterList list(&channel);
   for (std::uint8_t n = 0; n < 60; ++n) {
     EXPECT_EQ(StartFilter(list, Flow(n, static_cast<std::uint8_t>(n + 100))), n + 1u);
@@ -101,7 +101,7 @@ TEST_F(FilterListTest, HoldsSixtyFiveFiltersOfAllTypesTogether) {
 }
 
 TEST_F(FilterListTest, RefusesAFlowControlFilterThatIsNotUnique) {
-  FakeChannel channel(ISO15765, ISO15765);
+  RecordingLink channel(ISO15765, ISO15765);
   CJ2534FilterList list(&channel);
   StartFilter(list, Flow(1, 2));
   StartFilter(list, Flow(3, 4));
@@ -146,7 +146,7 @@ TEST_F(FilterListTest, MarksAPassOrBlockFilterThatItHasAlready) {
 
 TEST_F(FilterListTest, SendsNothingWhileNotConnected) {
   for (const std::uint32_t protocolId : {CAN, ISO15765}) {
-    FakeChannel channel(protocolId, protocolId);
+    RecordingLink channel(protocolId, protocolId);
     channel.connected = false;
     CJ2534FilterList list;
     EXPECT_EQ(list.Initialize(&channel), STATUS_NOERROR);
@@ -165,7 +165,7 @@ TEST_F(FilterListTest, SendsNothingWhileNotConnected) {
 }
 
 TEST_F(FilterListTest, ClearsAndStartsTheFiltersOfTheLink) {
-  FakeChannel channel(CAN, CAN);
+  RecordingLink channel(CAN, CAN);
   CJ2534FilterList list(&channel);
   StartFilter(list, CanPass(1));
   StartFilter(list, PassOrBlock(CAN, BLOCK_FILTER, {0xFF, 0xF0}, {0x00, 0x10}));
@@ -183,7 +183,7 @@ TEST_F(FilterListTest, ClearsAndStartsTheFiltersOfTheLink) {
 }
 
 TEST_F(FilterListTest, FunctionalAddressesBecomePassFilters) {
-  FakeChannel channel(J1850PWM, J1850PWM);
+  RecordingLink channel(J1850PWM, J1850PWM);
   channel.functionalAddresses = {0x6A, 0x6B};
   CJ2534FilterList list(&channel);
   StartFilter(list, PassOrBlock(J1850PWM, PASS_FILTER, {0xFF}, {0x41}));
@@ -194,14 +194,14 @@ TEST_F(FilterListTest, FunctionalAddressesBecomePassFilters) {
 }
 
 TEST_F(FilterListTest, FlowControlFiltersBecomeTheTableOfResponses) {
-  FakeChannel channel(ISO15765, ISO15765);
+  RecordingLink channel(ISO15765, ISO15765);
   CJ2534FilterList list(&channel);
   StartFilter(list, Flow(0xE8, 0xE0));
   StartFilter(list,
               FlowControl(ISO15765, {0x18, 0xDA, 0xF1, 0x10, 0x55}, {0x18, 0xDA, 0x10, 0xF1, 0x66},
                           CAN_29BIT_ID | ISO15765_ADDR_TYPE | ISO15765_FRAME_PAD));
   StartFilter(list, Flow(0xEA, 0xE2));
-  library_.PDUSetUniqueRespIdTable.Does([&](UNUM32, UNUM32, PDU_UNIQUE_RESP_ID_TABLE_ITEM* table) {
+  pdu.PDUSetUniqueRespIdTable.Does([&](UNUM32, UNUM32, PDU_UNIQUE_RESP_ID_TABLE_ITEM* table) {
     EXPECT_EQ(table->ItemType, PDU_IT_UNIQUE_RESP_ID_TABLE);
     for (UNUM32 i = 0; i < table->NumEntries * 6; ++i) {
       const PDU_PARAM_ITEM& param = table->pUniqueData[i / 6].pParams[i % 6];
@@ -222,7 +222,7 @@ TEST_F(FilterListTest, FlowControlFiltersBecomeTheTableOfResponses) {
 }
 
 TEST_F(FilterListTest, MixedFormatDownloadsBothKinds) {
-  FakeChannel channel(ISO15765, ISO15765);
+  RecordingLink channel(ISO15765, ISO15765);
   CJ2534FilterList list(&channel);
   StartFilter(list, Flow(0xE8, 0xE0));
   StartFilter(list, RawPass(0x55));
@@ -251,7 +251,7 @@ TEST_F(FilterListTest, MixedFormatDownloadsBothKinds) {
 }
 
 TEST_F(FilterListTest, RefusesTheTableWithAPassFilterOutsideMixedFormat) {
-  FakeChannel channel(ISO15765, ISO15765);
+  RecordingLink channel(ISO15765, ISO15765);
   CJ2534FilterList list(&channel);
   StartFilter(list, CanPass(1));  // made for another channel
   ExpectReport(Observe([&] { return list.DownloadJ2534Filters(true, true, true); }),
@@ -272,22 +272,22 @@ TEST_F(FilterListTest, MapsTheResultsOfTheDpduLibrary) {
       {PDU_ERR_COMPARAM_NOT_SUPPORTED, ERR_FAILED, ERR_NOT_SUPPORTED},
       {PDU_ERR_FCT_FAILED, ERR_FAILED, ERR_FAILED},
   };
-  FakeChannel can(CAN, CAN);
-  FakeChannel iso15765(ISO15765, ISO15765);
+  RecordingLink can(CAN, CAN);
+  RecordingLink iso15765(ISO15765, ISO15765);
   for (const auto& row : rows) {
     CJ2534FilterList filters(&can);
     StartFilter(filters, CanPass(1));
-    library_.PDUIoCtl.Next({row.result});
+    pdu.PDUIoCtl.Next({row.result});
     Outcome outcome = Observe([&] { return filters.StartPduFilters(true); });
     ExpectReport(outcome, row.ofIoCtl, "0F090003 Error clearing filters in PDU API.");
     EXPECT_EQ(LastErrorRecord::Instance().LastPduCode(), row.result);
-    library_.PDUIoCtl.Next({PDU_STATUS_NOERROR, row.result});
+    pdu.PDUIoCtl.Next({PDU_STATUS_NOERROR, row.result});
     outcome = Observe([&] { return filters.DownloadJ2534Filters(true, false, true); });
     ExpectReport(outcome, row.ofIoCtl, "0F0A0003 Error starting PDU Filters.");
     EXPECT_EQ(outcome.recorded, 0x0F090004u);
 
     CJ2534FilterList responses(&iso15765);
-    library_.PDUSetUniqueRespIdTable.Next({row.result});
+    pdu.PDUSetUniqueRespIdTable.Next({row.result});
     outcome = Observe([&] { return responses.DownloadJ2534Filters(true, true, true); });
     ExpectReport(outcome, row.ofTable, "0F0A0002 Error setting PDU URID Table.");
     EXPECT_EQ(outcome.recorded, 0x0F080006u);
@@ -297,13 +297,13 @@ TEST_F(FilterListTest, MapsTheResultsOfTheDpduLibrary) {
 }
 
 TEST_F(FilterListTest, AFailedDownloadLeavesTheListChanged) {
-  FakeChannel channel(CAN, CAN);
+  RecordingLink channel(CAN, CAN);
   CJ2534FilterList list(&channel);
   StartFilter(list, CanPass(1));
   StartFilter(list, CanPass(2));
   ExpectReport(Observe([&] { return list.StopJ2534Filter(3); }), ERR_INVALID_FILTER_ID,
                "0F060001 Invalid FilterID.");
-  library_.PDUIoCtl.Always(PDU_ERR_FCT_FAILED);
+  pdu.PDUIoCtl.Always(PDU_ERR_FCT_FAILED);
   const std::pair<std::function<Status()>, const char*> rows[] = {
       {[&] { return list.StopJ2534Filter(1); },
        "0F060003 Could not download filters into PDU API."},
@@ -334,7 +334,7 @@ TEST_F(FilterListTest, NeedsAChannelToDownload) {
 }
 
 TEST_F(FilterListTest, FindsTheFlowControlFilterOfAMessage) {
-  FakeChannel channel(ISO15765, ISO15765);
+  RecordingLink channel(ISO15765, ISO15765);
   CJ2534FilterList list(&channel);
   StartFilter(list, RawPass(0x10));
   StartFilter(list, Flow(0xE8, 0xE0));

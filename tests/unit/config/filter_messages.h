@@ -1,6 +1,8 @@
 #ifndef PASSBRIDGE_UNIT_CONFIG_FILTER_MESSAGES_H_
 #define PASSBRIDGE_UNIT_CONFIG_FILTER_MESSAGES_H_
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <memory>

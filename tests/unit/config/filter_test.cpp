@@ -4,8 +4,8 @@
 #include <functional>
 
 #include "passbridge/j2534.h"
-#include "unit/config/config_fixture.h"
 #include "unit/config/filter_messages.h"
+#include "unit/config/recording_link.h"
 
 namespace passbridge::test {
 

@@ -3,7 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "passbridge/j2534.h"
-#include "unit/config/config_fixture.h"
+#include "pdu/com_param.h"
+#include "unit/config/recording_link.h"
 
 namespace passbridge::test {
 
@@ -12,14 +13,14 @@ namespace {
 using pdu::ComParam;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using ParameterListTest = ConfigTest;
+using ParameterListTest = PduFixture;
 
-FakeChannel::Write Wrote(ComParam comParam, UNUM32 value) {
+RecordingLink::Write Wrote(ComParam comParam, UNUM32 value) {
   return {pdu::ComParamId(comParam), value};
 }
 
 /// The writes to one ComParam.
-std::vector<UNUM32> WritesTo(const FakeChannel& channel, ComParam comParam) {
+std::vector<UNUM32> WritesTo(const RecordingLink& channel, ComParam comParam) {
   std::vector<UNUM32> values;
   for (const auto& [id, value] : channel.writes) {
     if (id == pdu::ComParamId(comParam)) values.push_back(value);
@@ -78,7 +79,7 @@ TEST_F(ParameterListTest, HoldsWhatTheProtocolHas) {
       {UBP_PS, UBP_PS, {PARITY, DATA_BITS}},
   };
   for (const auto& row : rows) {
-    FakeChannel channel(row.protocolId, row.type);
+    RecordingLink channel(row.protocolId, row.type);
     CJ2534ParameterList list;
     ASSERT_EQ(list.Initialize(&channel), STATUS_NOERROR);
     std::vector<std::uint32_t> held;
@@ -93,7 +94,7 @@ TEST_F(ParameterListTest, HoldsWhatTheProtocolHas) {
 }
 
 TEST_F(ParameterListTest, TheNamesOfTheIdleTimeAreOneValue) {
-  FakeChannel iso14230(ISO14230, ISO14230);
+  RecordingLink iso14230(ISO14230, ISO14230);
   CJ2534ParameterList kwp;
   kwp.Initialize(&iso14230);
   EXPECT_EQ(kwp.SetJ2534ParameterValue(TIDLE, 500), STATUS_NOERROR);
@@ -103,7 +104,7 @@ TEST_F(ParameterListTest, TheNamesOfTheIdleTimeAreOneValue) {
   EXPECT_EQ(kwp.SetJ2534ParameterValue(W0, 500), ERR_NOT_SUPPORTED);
   EXPECT_EQ(ValueOf(kwp, TIDLE), 400u);
 
-  FakeChannel iso9141(ISO9141, ISO9141);
+  RecordingLink iso9141(ISO9141, ISO9141);
   CJ2534ParameterList kLine;
   kLine.Initialize(&iso9141);
   EXPECT_EQ(kLine.SetJ2534ParameterValue(TIDLE, 500), STATUS_NOERROR);
@@ -115,7 +116,7 @@ TEST_F(ParameterListTest, TheNamesOfTheIdleTimeAreOneValue) {
 }
 
 TEST_F(ParameterListTest, AParameterThatIsHeldKeepsItsValue) {
-  FakeChannel channel(CAN, CAN);
+  RecordingLink channel(CAN, CAN);
   CJ2534ParameterList list;
   list.Initialize(&channel);
   list.SetJ2534ParameterValue(DATA_RATE, 250000);
@@ -127,7 +128,7 @@ TEST_F(ParameterListTest, AParameterThatIsHeldKeepsItsValue) {
 }
 
 TEST_F(ParameterListTest, DownloadsWhatIsModifiedInTheOrderOfTheIds) {
-  FakeChannel channel(SW_CAN_PS, SW_CAN_PS);
+  RecordingLink channel(SW_CAN_PS, SW_CAN_PS);
   CJ2534ParameterList list;
   list.Initialize(&channel);
   list.SetJ2534ParameterValue(DATA_RATE, 33333);
@@ -151,7 +152,7 @@ TEST_F(ParameterListTest, DownloadsWhatIsModifiedInTheOrderOfTheIds) {
 }
 
 TEST_F(ParameterListTest, WhatTheLinkRefusesStopsNothing) {
-  FakeChannel channel(CAN, CAN);
+  RecordingLink channel(CAN, CAN);
   channel.setStatus = ERR_FAILED;
   CJ2534ParameterList list;
   list.Initialize(&channel);
@@ -171,7 +172,7 @@ TEST_F(ParameterListTest, ParityAndDataBitsEachReplaceTheirShare) {
       {0xFFFFFFFF, STATUS_NOERROR, {}}, {8, ERR_NOT_SUPPORTED, {}},
   };
   for (const auto& row : rows) {
-    FakeChannel channel(ISO9141, ISO9141);
+    RecordingLink channel(ISO9141, ISO9141);
     channel.values[uartConfig] = row.current;
     channel.getStatus = row.getStatus;
     CJ2534ParameterList list;
@@ -185,7 +186,7 @@ TEST_F(ParameterListTest, ParityAndDataBitsEachReplaceTheirShare) {
 }
 
 TEST_F(ParameterListTest, ReportsFailuresWhereTheyArise) {
-  FakeChannel channel(CAN, CAN);
+  RecordingLink channel(CAN, CAN);
   CJ2534ParameterList list;
   list.Initialize(&channel);
   CJ2534ParameterList orphan;

@@ -1,14 +1,15 @@
 #include "config/parameter.h"
 
 #include "passbridge/j2534.h"
-#include "unit/config/config_fixture.h"
+#include "pdu/com_param.h"
+#include "unit/config/recording_link.h"
 
 namespace passbridge::test {
 
 namespace {
 
 using pdu::ComParam;
-using ParameterTest = ConfigTest;
+using ParameterTest = PduFixture;
 
 /// A parameter of a channel that has been set to a value.
 std::unique_ptr<CJ2534Parameter> Made(std::uint32_t protocolId, std::uint32_t id,
@@ -128,7 +129,7 @@ TEST_F(ParameterTest, DrivesItsComParam) {
   for (const auto& [parameterId, comParam] : rows) {
     UNUM32 id = 0;
     EXPECT_EQ(CJ2534Parameter::GetPduComParamId(parameterId, &id), STATUS_NOERROR);
-    EXPECT_EQ(id, library_.IdOf(PDU_OBJT_COMPARAM, pdu::ComParamName(comParam))) << parameterId;
+    EXPECT_EQ(id, pdu.IdOf(PDU_OBJT_COMPARAM, pdu::ComParamName(comParam))) << parameterId;
   }
   for (const std::uint32_t parameterId : {J1962_PINS, SW_CAN_HS_DATA_RATE}) {
     UNUM32 id = 1;

@@ -1,36 +1,25 @@
 #ifndef PASSBRIDGE_UNIT_SERVER_DEVICE_FIXTURE_H_
 #define PASSBRIDGE_UNIT_SERVER_DEVICE_FIXTURE_H_
 
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "fake_channel.h"
 #include "passbridge/j2534.h"
-#include "pdu/com_param.h"
+#include "scripted_channel.h"
 #include "server/device.h"
-#include "support/scripted_pdu.h"
-#include "support/trace_lines.h"
-#include "trace/last_error.h"
+#include "support/pdu_fixture.h"
+#include "support/trace_observer.h"
 
 namespace passbridge {
 
-/// A device on module 7 whose channels are fakes.
-struct DeviceFixture : testing::Test {
+/// A device on module 7 whose channels are scripted.
+struct DeviceFixture : test::PduFixture {
   static constexpr UNUM32 kModule = 7;
   static constexpr std::uint32_t kSerial = 4711;
 
-  DeviceFixture() {
-    pdu::ResolvePduObjectIds();
-    pdu.Calls().Clear();
-    record.SetLastStatus(STATUS_NOERROR);
-  }
   ~DeviceFixture() override {
     device.reset();
-    EXPECT_EQ(pdu.Items().Alive(), 0U) << "every item is destroyed";
-    EXPECT_EQ(pdu.Items().WrongDestroys(), 0U) << "and none of them twice";
     EXPECT_EQ(script.alive, 0) << "every channel is destroyed";
   }
 
@@ -45,16 +34,14 @@ struct DeviceFixture : testing::Test {
     return failures.empty() ? "" : failures.back();
   }
 
-  test::ScriptedPdu pdu;
-  test::TraceLines trace;
+  test::TraceObserver trace;
   test::ChannelScript script;
-  LastErrorRecord& record = LastErrorRecord::Instance();
   std::uint32_t channelId = 0;
   std::unique_ptr<CJ2534Device> device =
       std::make_unique<CJ2534Device>([this](ProtocolType type) -> OwnedChannel {
         if (type == UBP_PS) return nullptr;
         if (type == FGA7274) throw std::bad_alloc();
-        return OwnedChannel(new test::FakeChannel(script));
+        return OwnedChannel(new test::ScriptedChannel(script));
       });
 };
 

@@ -7,29 +7,21 @@
 #include "passbridge/j2534.h"
 #include "server/server.h"
 #include "support.h"
-#include "support/scripted_pdu.h"
-#include "trace/last_error.h"
+#include "support/pdu_fixture.h"
 
 namespace passbridge {
 namespace {
 
 using test::ModuleSpec;
 
-struct DeviceInfoListTest : testing::Test {
-  ~DeviceInfoListTest() override {
-    EXPECT_EQ(pdu.Items().Alive(), 0U);
-    EXPECT_EQ(pdu.Items().WrongDestroys(), 0U);
-  }
-
+struct DeviceInfoListTest : test::PduFixture {
   Status Populate() { return server.PopulateDeviceInfoList(&list); }
   std::string Address(std::uint32_t serial, InterfaceType type) {
     return list.at(serial).On(type)->address;
   }
 
-  test::ScriptedPdu pdu;
   CJ2534Server server;
   VqxInfoList list;
-  LastErrorRecord& record = LastErrorRecord::Instance();
 };
 
 TEST_F(DeviceInfoListTest, AVciHasOneRecordHoweverManyInterfacesItHas) {

@@ -10,24 +10,20 @@
 #include <string>
 
 #include "passbridge/j2534.h"
-#include "pdu/com_param.h"
 #include "server/device.h"
-#include "support/scripted_pdu.h"
-#include "support/trace_lines.h"
-#include "trace/last_error.h"
+#include "support/pdu_fixture.h"
+#include "support/trace_observer.h"
 #include "trace/method.h"
 
 namespace passbridge {
 namespace {
 
 /// The process's server with one open device, on module 7.
-struct ServerTest : testing::Test {
+struct ServerTest : test::PduFixture {
   static constexpr UNUM32 kModule = 7;
   static constexpr std::uint32_t kSerial = 4711;
 
   ServerTest() {
-    pdu::ResolvePduObjectIds();
-    record.SetLastStatus(STATUS_NOERROR);
     EXPECT_EQ(Open(), STATUS_NOERROR);
     trace.Take();
     pdu.Calls().Clear();
@@ -37,8 +33,6 @@ struct ServerTest : testing::Test {
     server.Uninitialize();
     server.PassThruOpen(&kModule, &kSerial, AppValue(deviceId));  // in place of a lost one
     EXPECT_EQ(server.PassThruClose(kModule), STATUS_NOERROR);
-    EXPECT_EQ(pdu.Items().Alive(), 0U) << "every item is destroyed";
-    EXPECT_EQ(pdu.Items().WrongDestroys(), 0U) << "and none of them twice";
   }
 
   Status Open() { return server.PassThruOpen(&kModule, &kSerial, AppValue(deviceId)); }
@@ -54,21 +48,15 @@ struct ServerTest : testing::Test {
     });
     return failures.empty() ? "" : failures.back();
   }
-  std::string LastError() {
-    std::array<char, 80> text{};
-    EXPECT_EQ(CJ2534::PassThruGetLastError(text.data()), STATUS_NOERROR);
-    return text.data();
-  }
   DevicePtr Device() {
     DevicePtr device;
     server.GetDeviceFromDeviceID(kModule, &device);
     return device;
   }
 
-  test::ScriptedPdu pdu;
-  test::TraceLines trace;
+  using PduFixture::pdu;  // for the tables of tests
+  test::TraceObserver trace;
   CJ2534Server& server = CJ2534Server::Instance();
-  LastErrorRecord& record = LastErrorRecord::Instance();
   std::uint32_t deviceId = 0;
   std::uint32_t channelId = 0;
   PassThruMsg message;
@@ -78,18 +66,18 @@ struct ServerTest : testing::Test {
 TEST_F(ServerTest, TheDeviceIdIsTheModuleHandle) {
   EXPECT_EQ(deviceId, kModule);
   EXPECT_EQ(server.PassThruOpen(&kModule, &kSerial, AppValue()), ERR_NULL_PARAMETER);
-  EXPECT_EQ(LastError(),
+  EXPECT_EQ(LastErrorText(),
             "(14060001:00000000) NULL pointer supplied where a valid pointer is required");
   pdu.PDUModuleConnect.Next({PDU_ERR_DEVICE_IN_USE});
   EXPECT_EQ(Open(), ERR_DEVICE_IN_USE);
   EXPECT_EQ(Failure(), "CJ2534Server::PassThruOpen() - 14060004:00000000 Error opening device.");
-  EXPECT_EQ(LastError(), "(0C04000A:00000900) Device is currently open.") << "the first cause";
+  EXPECT_EQ(LastErrorText(), "(0C04000A:00000900) Device is currently open.") << "the first cause";
 }
 
 TEST_F(ServerTest, CloseEndsTheDeviceAndItsChannels) {
   ASSERT_EQ(Connect(), STATUS_NOERROR);
   EXPECT_EQ(server.PassThruClose(99), ERR_INVALID_DEVICE_ID);
-  EXPECT_EQ(LastError(), "(14070001:00000000) Device ID invalid");
+  EXPECT_EQ(LastErrorText(), "(14070001:00000000) Device ID invalid");
   pdu.PDUModuleDisconnect.Next({PDU_ERR_SHARING_VIOLATION});
   EXPECT_EQ(server.PassThruClose(kModule), ERR_DEVICE_IN_USE);
   EXPECT_EQ(Failure(), "CJ2534Server::PassThruClose() - 14070003:00000000 Error closing device");
@@ -265,7 +253,7 @@ TEST_F(ServerTest, AChannelIsKnownFromItsConnectToItsDisconnect) {
   EXPECT_EQ(server.GetDeviceFromDeviceID(kModule, nullptr), ERR_NULL_PARAMETER);
   EXPECT_EQ(server.PassThruDisconnect(channelId), STATUS_NOERROR);
   EXPECT_EQ(server.PassThruDisconnect(channelId), ERR_INVALID_CHANNEL_ID);
-  EXPECT_EQ(LastError(), "(14090002:00000000) Invalid ChannelID value");
+  EXPECT_EQ(LastErrorText(), "(14090002:00000000) Invalid ChannelID value");
 }
 
 TEST_F(ServerTest, ALostVciIsNoticedAndItsItemsAreDestroyed) {

@@ -1,13 +1,14 @@
-// What goes into the ComPrimitives that a channel starts.
+// How a channel sends: what goes into its ComPrimitives, and how it waits for them.
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 #include <vector>
 
 #include "channel_fixture.h"
-#include "trace/last_error.h"
+#include "support/trace_observer.h"
 
 namespace passbridge {
 namespace {
@@ -17,7 +18,7 @@ using test::StartedCop;
 
 constexpr UNUM32 kPadding = 0x37;  // identifier of the padding ComParam
 
-struct ChannelSendTest : test::ChannelFixture {
+struct ChannelTransmitTest : test::ChannelFixture {
   /// The ComPrimitives that send, in the order of their start.
   std::vector<StartedCop> Sent() {
     std::vector<StartedCop> cops;
@@ -29,7 +30,116 @@ struct ChannelSendTest : test::ChannelFixture {
   std::uint32_t sent = 0;
 };
 
-TEST_F(ChannelSendTest, ProtocolMayLengthenTheDataAndLeavesTheMessageAlone) {
+TEST_F(ChannelTransmitTest, SendsNothingWhenOneMessageIsBad) {
+  ASSERT_EQ(Connect(), STATUS_NOERROR);
+  AcceptFramesOnly();
+  const std::size_t cops = pdu.StartedCops().size();
+  const PassThruMsg good = CanMessage({0, 0, 7, 0xE0});
+  EXPECT_EQ(Write({good, CanMessage({0, 0, 7})}, 0, &sent), ERR_INVALID_MSG);
+  EXPECT_EQ(LastLocation(), 0x02060001U);
+  EXPECT_EQ(Write({good, CanMessage(std::vector<UNUM8>(13))}, 0, &sent), ERR_INVALID_MSG);
+  EXPECT_EQ(Write({good, CanMessage({0, 0, 7, 0xE0}, ISO15765)}, 0, &sent), ERR_MSG_PROTOCOL_ID);
+  EXPECT_EQ(sent, 0U);
+  PassThruMsg huge = good;
+  huge.dataSize = 0xFFFFFFFF;
+  EXPECT_EQ(Write({huge}, 0, &sent), ERR_INVALID_MSG);
+  EXPECT_EQ(channel->PassThruWriteMsgs(AppMessage(reinterpret_cast<void*>(8), FieldWidth::k32),
+                                       AppValue(sent = 1), 0),
+            ERR_NULL_PARAMETER);
+  EXPECT_EQ(pdu.StartedCops().size(), cops);
+}
+
+TEST_F(ChannelTransmitTest, WriteWaitsForItsCopToEnd) {
+  ASSERT_EQ(Connect(), STATUS_NOERROR);
+  pdu.FinishComPrimitives(false);
+  EXPECT_EQ(Write({CanMessage({0, 0, 7, 0xE0})}, 20, &sent), ERR_TIMEOUT);
+  EXPECT_EQ(sent, 1U);
+  EXPECT_EQ(LastLocation(), 0x021E0003U);
+
+  pdu.PDUStartComPrimitive.Does([this](auto... args) {
+    const T_PDU_ERROR result = pdu.PDUStartComPrimitive.BuiltIn(args...);
+    pdu.Deliver(kModule, pdu.LastLink(),
+                pdu.Items().MakeError(PDU_ERR_EVT_TX_ERROR, pdu.StartedCops().back().hCoP));
+    return result;
+  });
+  EXPECT_EQ(Write({CanMessage({0, 0, 7, 0xE0})}, 10000, &sent), ERR_FAILED);
+  EXPECT_EQ(LastErrorText(), "(0D080005:00000101) Code (00000101), Extra Info (00000000).\r\n");
+  pdu.PDUStartComPrimitive.Does({});
+}
+
+TEST_F(ChannelTransmitTest, StartFailuresAreMapped) {
+  ASSERT_EQ(Connect(), STATUS_NOERROR);
+  struct Case {
+    T_PDU_ERROR result;
+    Status status;
+  };
+  for (const Case& c : {Case{PDU_ERR_COMM_PC_TO_VCI_FAILED, ERR_DEVICE_NOT_CONNECTED},
+                        Case{PDU_ERR_CLL_NOT_CONNECTED, ERR_INVALID_CHANNEL_ID},
+                        Case{PDU_ERR_TX_QUEUE_FULL, ERR_BUFFER_FULL},
+                        Case{PDU_ERR_INVALID_PARAMETERS, ERR_FAILED}}) {
+    pdu.PDUStartComPrimitive.Next({c.result});
+    EXPECT_EQ(Write({CanMessage({0, 0, 7, 0xE0})}, 1000, &sent), c.status);
+    EXPECT_EQ(sent, 0U);
+    EXPECT_EQ(record.LastPduCode(), c.result);
+  }
+}
+
+TEST_F(ChannelTransmitTest, WaitTakesTheTimeThatIsLeft) {
+  // Two CoPs, neither of which ends: the time-out is for both.
+  ASSERT_EQ(Connect(ISO14230), STATUS_NOERROR);
+  pdu.PDUStartComPrimitive.Does([this](auto... args) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(40));
+    return pdu.PDUStartComPrimitive.BuiltIn(args...);
+  });
+  const PassThruMsg message = CanMessage({0x81, 0x10, 0xF1}, ISO14230);
+  EXPECT_EQ(Write({message, message, message}, 60, &sent), ERR_TIMEOUT);
+  EXPECT_EQ(sent, 2U) << "what was started before the time was over";
+  EXPECT_EQ(LastLocation(), 0x0226000EU);
+  EXPECT_EQ(Write({message, message, message}, 10000, &sent), STATUS_NOERROR);
+  EXPECT_EQ(sent, 3U);
+  pdu.PDUStartComPrimitive.Does({});
+}
+
+TEST_F(ChannelTransmitTest, SingleFramesAreBatchedAndOthersSentAlone) {
+  ASSERT_EQ(Connect(ISO15765), STATUS_NOERROR);
+  const auto message = [](std::size_t size) {
+    return CanMessage(std::vector<std::uint8_t>(size), ISO15765);
+  };
+  for (const std::uint32_t timeout : {0U, 1000U}) {
+    const std::size_t before = Sent().size();
+    ASSERT_EQ(Write({message(12), message(5), message(13), message(6)}, timeout, &sent),
+              STATUS_NOERROR);
+    EXPECT_EQ(sent, 4U);
+    const std::vector<StartedCop> cops = Sent();
+    ASSERT_EQ(cops.size(), before + 3);
+    EXPECT_EQ(cops[before].txFlags[3], 0x20) << "packed";
+    EXPECT_EQ(cops[before].data[0], 2);
+    EXPECT_EQ(cops[before + 1].data.size(), 13U);
+    EXPECT_EQ(cops[before + 2].data.size(), 6U);
+  }
+  pdu.PDUStartComPrimitive.Next({PDU_STATUS_NOERROR, PDU_ERR_TX_QUEUE_FULL});
+  EXPECT_EQ(Write({message(5), message(5), message(13)}, 0, &sent), ERR_BUFFER_FULL);
+  EXPECT_EQ(sent, 2U);
+}
+
+TEST_F(ChannelTransmitTest, StartOfCommunicationCarriesTheFlagsOfItsMessage) {
+  ASSERT_EQ(Connect(ISO14230), STATUS_NOERROR);
+  struct Case {
+    std::uint32_t txFlags;
+    std::vector<UNUM8> ofCop;
+  };
+  for (const Case& c : {Case{0, {0, 0, 0, 0}}, Case{WAIT_P3_MIN_ONLY, {0, 0, 2, 0}},
+                        Case{CAN_29BIT_ID, {0, 0, 1, 0}}, Case{ISO15765_ADDR_TYPE, {0, 0, 0, 0x80}},
+                        Case{ISO15765_FRAME_PAD, {0, 0, 0, 0x40}}}) {
+    PassThruMsg message = CanMessage({0x81}, ISO14230, c.txFlags);
+    ASSERT_EQ(channel->SendStartComComPrimitive(AppMessage(message), true), STATUS_NOERROR);
+    EXPECT_EQ(pdu.StartedCops().back().txFlags, c.ofCop) << c.txFlags;
+    EXPECT_EQ(pdu.StartedCops().back().control.NumSendCycles, 1);
+    EXPECT_EQ(pdu.StartedCops().back().control.NumReceiveCycles, 1);
+  }
+}
+
+TEST_F(ChannelTransmitTest, ProtocolMayLengthenTheDataAndLeavesTheMessageAlone) {
   ASSERT_EQ(Connect(ISO14230), STATUS_NOERROR);
   TheTestChannel().adjust = [](const AppMessage&, CopData& data, CopControl&) {
     data.push_back(0xC5);
@@ -57,7 +167,7 @@ TEST_F(ChannelSendTest, ProtocolMayLengthenTheDataAndLeavesTheMessageAlone) {
   EXPECT_EQ(pdu.StartedCops().back().data, (std::vector<UNUM8>{0x81, 0x10, 0xF1, 0xC5}));
 }
 
-TEST_F(ChannelSendTest, EachRunOfEqualFlagsIsOneCop) {
+TEST_F(ChannelTransmitTest, EachRunOfEqualFlagsIsOneCop) {
   ASSERT_EQ(Connect(), STATUS_NOERROR);
   TheTestChannel().adjust = [](const AppMessage& msg, CopData&, CopControl& control) {
     control.txFlags[2] = (msg.TxFlags() & CAN_29BIT_ID) != 0 ? 1 : 0;
@@ -87,7 +197,7 @@ TEST_F(ChannelSendTest, EachRunOfEqualFlagsIsOneCop) {
   EXPECT_EQ(sent, 2U);
 }
 
-TEST_F(ChannelSendTest, RawFramesOfMixedFormatGoInCopsOfTheirOwn) {
+TEST_F(ChannelTransmitTest, RawFramesOfMixedFormatGoInCopsOfTheirOwn) {
   ASSERT_EQ(Connect(ISO15765), STATUS_NOERROR);
   ASSERT_EQ(Configure({{CAN_MIXED_FORMAT, 1}}), STATUS_NOERROR);
   ASSERT_EQ(Write({CanMessage({0, 0, 7, 0xE0, 1}, ISO15765), CanMessage({0, 0, 7, 0xE1}, CAN),
@@ -102,7 +212,7 @@ TEST_F(ChannelSendTest, RawFramesOfMixedFormatGoInCopsOfTheirOwn) {
 }
 
 /// A D-PDU library whose link has the ComParams of one ComPrimitive only.
-struct TemporaryComParamTest : ChannelSendTest {
+struct TemporaryComParamTest : ChannelTransmitTest {
   TemporaryComParamTest() {
     pdu.PDUSetComParam.Does([this](UNUM32 module, UNUM32 cll, PDU_PARAM_ITEM* item) {
       if (item->ComParamId == kPadding) padding = *static_cast<UNUM32*>(item->pComParamData);
@@ -156,6 +266,23 @@ TEST_F(TemporaryComParamTest, StartThatFailsLeavesNoPadding) {
   EXPECT_EQ(paddingOfStart.back(), 0U);
 }
 
+TEST_F(TemporaryComParamTest, ThatCannotBeSetStopsTheCopOnlyIfItHasWordsForIt) {
+  const char* words = nullptr;
+  TheTestChannel().adjust = [&](const AppMessage&, CopData&, CopControl& control) {
+    control.SetTemporarily({ComParamCache::kMaxIdentifier, 1, words});
+    return STATUS_NOERROR;
+  };
+  const std::size_t before = Sent().size();
+  EXPECT_EQ(Write({CanMessage({0, 0, 7, 0xE0})}, 1000, &sent), STATUS_NOERROR);
+  EXPECT_EQ(Sent().size(), before + 1);
+  words = "No such ComParam.";
+  const test::Outcome outcome = test::Observe([this] {
+    return Write({CanMessage({0, 0, 7, 0xE0})}, 1000, &sent);
+  });
+  test::ExpectReported(outcome, ERR_NULL_PARAMETER, "021E0001 No such ComParam.");
+  EXPECT_EQ(Sent().size(), before + 1);
+}
+
 TEST_F(TemporaryComParamTest, WaitsForAnUpdateThatItWouldUndo) {
   pdu.FinishComPrimitives(false);
   ASSERT_EQ(Configure({{LOOPBACK, 1}}), STATUS_NOERROR) << "started, not in force yet";
@@ -178,7 +305,7 @@ TEST_F(TemporaryComParamTest, WaitsForAnUpdateThatItWouldUndo) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1000));
 }
 
-TEST_F(ChannelSendTest, StartOfCommunicationIsKnownBeforeItsResultIs) {
+TEST_F(ChannelTransmitTest, StartOfCommunicationIsKnownBeforeItsResultIs) {
   // The result is delivered while the handle is still on its way to the caller.
   ASSERT_EQ(Connect(ISO14230), STATUS_NOERROR);
   struct Probe : test::TestChannel {
@@ -211,31 +338,6 @@ TEST_F(ChannelSendTest, StartOfCommunicationIsKnownBeforeItsResultIs) {
   pdu.PDUStartComPrimitive.Does({});
   while (probe.results < 200) std::this_thread::yield();
   EXPECT_EQ(probe.strangers, 0);
-}
-
-TEST_F(ChannelSendTest, CancellingAPeriodicMessageHoldsNoLock) {
-  ASSERT_EQ(Connect(), STATUS_NOERROR);
-  PassThruMsg message = CanMessage({0, 0, 7, 0xE0});
-  std::uint32_t id = 0;
-  ASSERT_EQ(channel->PassThruStartPeriodicMsg(AppMessage(message), AppValue(id), 100),
-            STATUS_NOERROR);
-  // The D-PDU library waits for the callback that it makes on another thread.
-  pdu.PDUCancelComPrimitive.Does([this](auto... args) {
-    std::thread callback([&] { pdu.PDUCancelComPrimitive.BuiltIn(args...); });
-    callback.join();
-    return T_PDU_ERROR{PDU_STATUS_NOERROR};
-  });
-  EXPECT_EQ(channel->PassThruStopPeriodicMsg(id), STATUS_NOERROR);
-  pdu.PDUCancelComPrimitive.Does({});
-  pdu.Calls().Clear();
-  // The cancelled status has ended the condition: nothing is pending any more.
-  for (int i = 0; i < 1000 && pdu.Calls().Count("PDUIoCtl") == 0; ++i) {
-    ASSERT_EQ(channel->PassThruIoctl(CLEAR_TX_BUFFER, {}, {}), STATUS_NOERROR);
-    if (pdu.Calls().Count("PDUIoCtl") == 0) break;
-    pdu.Calls().Clear();
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  EXPECT_EQ(pdu.Calls().Count("PDUIoCtl"), 0U);
 }
 
 }  // namespace

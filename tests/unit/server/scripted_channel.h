@@ -1,5 +1,5 @@
-#ifndef PASSBRIDGE_UNIT_SERVER_FAKE_CHANNEL_H_
-#define PASSBRIDGE_UNIT_SERVER_FAKE_CHANNEL_H_
+#ifndef PASSBRIDGE_UNIT_SERVER_SCRIPTED_CHANNEL_H_
+#define PASSBRIDGE_UNIT_SERVER_SCRIPTED_CHANNEL_H_
 
 #include <functional>
 #include <memory>
@@ -10,7 +10,7 @@
 
 namespace passbridge::test {
 
-/// What the fake channels of a test do and have done.
+/// What the scripted channels of a test do and have done.
 struct ChannelScript {
   Status initialize = STATUS_NOERROR;
   Status result = STATUS_NOERROR;   ///< of every other operation
@@ -20,12 +20,12 @@ struct ChannelScript {
 };
 
 /// A channel without a link: it notes what it is asked for and gives the script's statuses.
-class FakeChannel final : public CJ2534Channel {
+class ScriptedChannel final : public CJ2534Channel {
  public:
-  explicit FakeChannel(ChannelScript& script) : script_(script) { ++script_.alive; }
-  FakeChannel(const FakeChannel&) = delete;
-  FakeChannel& operator=(const FakeChannel&) = delete;
-  ~FakeChannel() override { --script_.alive; }
+  explicit ScriptedChannel(ChannelScript& script) : script_(script) { ++script_.alive; }
+  ScriptedChannel(const ScriptedChannel&) = delete;
+  ScriptedChannel& operator=(const ScriptedChannel&) = delete;
+  ~ScriptedChannel() override { --script_.alive; }
 
   Status Initialize(UNUM32 moduleHandle, std::uint32_t protocolId, std::uint32_t flags,
                     std::uint32_t baudRate) override {
@@ -70,4 +70,4 @@ class FakeChannel final : public CJ2534Channel {
 
 }  // namespace passbridge::test
 
-#endif  // PASSBRIDGE_UNIT_SERVER_FAKE_CHANNEL_H_
+#endif  // PASSBRIDGE_UNIT_SERVER_SCRIPTED_CHANNEL_H_

@@ -1,6 +1,7 @@
-#ifndef PASSBRIDGE_SUPPORT_OBSERVED_H_
-#define PASSBRIDGE_SUPPORT_OBSERVED_H_
+#ifndef PASSBRIDGE_SUPPORT_TRACE_OBSERVER_H_
+#define PASSBRIDGE_SUPPORT_TRACE_OBSERVER_H_
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -8,6 +9,26 @@
 #include "trace/location.h"
 
 namespace passbridge::test {
+
+/// Switches the call trace on for as long as it lives and collects its lines, whatever thread they
+/// come from. On Windows they go to the debugger: there are none then.
+class TraceObserver {
+ public:
+  TraceObserver();
+  TraceObserver(const TraceObserver&) = delete;
+  TraceObserver& operator=(const TraceObserver&) = delete;
+  ~TraceObserver();
+
+  static bool SeesTheTrace();
+
+  /// The lines since the last call, without their ends.
+  std::vector<std::string> Take();
+  /// Of those, the reports of failures, in their order: "Class::Method() - LLLLLLLL:PPPPPPPP text".
+  std::vector<std::string> TakeFailures();
+
+ private:
+  std::size_t taken_;  // bytes of the process's trace file
+};
 
 /// What a call gave: its status, the failures that were reported meanwhile ("0E030005 Mask Data
 /// Size is too big."), by whatever thread, and the location that the last-error record has since, 0
@@ -22,7 +43,7 @@ struct Outcome {
 Outcome Observe(const std::function<Status()>& call);
 
 /// Compares status and last report, which is the call's own, empty for a normal exit. Reports are
-/// compared only where the trace can be seen (on Windows it goes to the debugger).
+/// compared only where the trace is seen.
 void ExpectReport(const Outcome& outcome, Status status, const std::string& report);
 
 /// Compares the status, and expects the report among those that were made.
@@ -30,4 +51,4 @@ void ExpectReported(const Outcome& outcome, Status status, const std::string& re
 
 }  // namespace passbridge::test
 
-#endif  // PASSBRIDGE_SUPPORT_OBSERVED_H_
+#endif  // PASSBRIDGE_SUPPORT_TRACE_OBSERVER_H_

@@ -1,5 +1,5 @@
-#ifndef PASSBRIDGE_UNIT_CONFIG_CONFIG_FIXTURE_H_
-#define PASSBRIDGE_UNIT_CONFIG_CONFIG_FIXTURE_H_
+#ifndef PASSBRIDGE_UNIT_CONFIG_RECORDING_LINK_H_
+#define PASSBRIDGE_UNIT_CONFIG_RECORDING_LINK_H_
 
 #include <gtest/gtest.h>
 
@@ -11,21 +11,20 @@
 #include <vector>
 
 #include "config/channel_link.h"
-#include "pdu/com_param.h"
-#include "support/observed.h"
-#include "support/scripted_pdu.h"
+#include "support/pdu_fixture.h"
+#include "support/trace_observer.h"
 #include "trace/location.h"
 
 namespace passbridge::test {
 
-/// A channel that remembers what the lists do to it. ComParams keep what was written.
-class FakeChannel : public ChannelLink {
+/// The link of a channel, which remembers what the lists do to it. ComParams keep what was written.
+class RecordingLink : public ChannelLink {
  public:
   using Write = std::pair<UNUM32, UNUM32>;  // ComParam identifier and value
 
-  FakeChannel(std::uint32_t channelProtocolId, ProtocolType channelProtocolType)
+  RecordingLink(std::uint32_t channelProtocolId, ProtocolType channelProtocolType)
       : protocolId(channelProtocolId), protocolType(channelProtocolType) {}
-  virtual ~FakeChannel() = default;
+  virtual ~RecordingLink() = default;
 
   std::uint32_t ChannelProtocolId() const override { return protocolId; }
   ProtocolType ChannelProtocolType() const override { return protocolType; }
@@ -60,14 +59,6 @@ class FakeChannel : public ChannelLink {
   std::vector<std::uint8_t> functionalAddresses;
 };
 
-/// With a D-PDU library whose identifiers are known.
-class ConfigTest : public testing::Test {
- protected:
-  ConfigTest();
-
-  ScriptedPdu library_;
-};
-
 }  // namespace passbridge::test
 
-#endif  // PASSBRIDGE_UNIT_CONFIG_CONFIG_FIXTURE_H_
+#endif  // PASSBRIDGE_UNIT_CONFIG_RECORDING_LINK_H_

@@ -1,7 +1,0 @@
-#include "unit/config/config_fixture.h"
-
-namespace passbridge::test {
-
-ConfigTest::ConfigTest() { pdu::ResolvePduObjectIds(); }
-
-}  // namespace passbridge::test
