@@ -118,8 +118,11 @@ TEST_F(ChannelConnectTest, FailureOfAnyStepIsReportedAndLeavesNoLink) {
     c.fail(pdu);
     const test::Outcome outcome = test::Observe([this] { return Connect(); });
     test::ExpectReported(outcome, c.status, c.report);
-    test::ExpectReport(outcome, c.status, c.ofConnect);
+    test::ExpectReported(outcome, c.status, c.ofConnect);
     EXPECT_FALSE(channel->HasLink()) << c.report;
+    // The filters are downloaded, by an I/O control, as soon as the link is connected.
+    const std::size_t connected = pdu.Calls().Count("PDUIoCtl") != 0 ? 1 : 0;
+    EXPECT_EQ(pdu.Calls().Count("PDUDisconnect"), connected) << c.report;
     EXPECT_EQ(pdu.Calls().Count("PDUDestroyComLogicalLink"), c.links) << c.report;
     EXPECT_EQ(pdu.Items().Alive(), 0U) << c.report;
   }

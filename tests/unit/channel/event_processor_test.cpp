@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <new>
@@ -31,13 +32,12 @@ struct ScriptedSink final : EventSink {
   int losses = 0;
 };
 
-/// A processor whose thread sleeps: items are handed to its handlers directly.
+/// A processor whose thread has ended: items are handled when the test says so.
 struct EventProcessorTest : test::PduFixture {
   EventProcessorTest() {
     EXPECT_EQ(processor.Initialize(&sink), STATUS_NOERROR);
+    processor.Stop();
     processor.Serve({kModule, kLink});
-    while (pdu.Calls().Count("PDUGetEventItem") == 0) std::this_thread::yield();
-    pdu.Calls().Clear();
   }
   ~EventProcessorTest() override { processor.Stop(); }
 
@@ -212,8 +212,9 @@ TEST_F(EventProcessorTest, ThreadGoesOnAfterAnyFailure) {
   pdu.Queue(kModule, kLink, pdu.Items().MakeInfo(PDU_INFO_RSC_LOCK_CHG));
   pdu.Queue(kModule, kLink, pdu.Items().MakeEvent(PDU_IT_STATUS, nullptr));
   pdu.Queue(kModule, kLink, pdu.Items().MakeStatus(PDU_COPST_FINISHED, 7));
-  processor.Signal();
+  EXPECT_EQ(processor.Initialize(&sink), STATUS_NOERROR);
   EXPECT_TRUE(waiter.event.TimedWait(10000)) << "one signal for all";
+  EXPECT_EQ(waiter.end, CopEnd::Completed);
 }
 
 TEST_F(EventProcessorTest, HandleThatIsUsedAgainIsPendingAgain) {
@@ -269,6 +270,28 @@ TEST_F(EventProcessorTest, StopEndsEveryWaitAndWhatOutlivesItIsHarmless) {
   EXPECT_EQ(mine.Wait(1), CopEnd::Abandoned);
   stopper.join();
   EXPECT_EQ(processor.GetPendingTxCopCount(), 0U);
+}
+
+TEST_F(EventProcessorTest, StopEndsTheWaitForACopThatIsStartedMeanwhile) {
+  std::atomic<bool> isBusy{false};
+  std::atomic<bool> goOn{false};
+  sink.add = [&] {
+    isBusy = true;
+    while (!goOn) std::this_thread::yield();
+    return Status{STATUS_NOERROR};
+  };
+  processor.AddCopCondition(1, &waiter, true);
+  pdu.Queue(kModule, kLink, pdu.Items().MakeResult({}));
+  EXPECT_EQ(processor.Initialize(&sink), STATUS_NOERROR);
+  while (!isBusy) std::this_thread::yield();
+  std::thread stopper([this] { processor.Stop(); });
+  waiter.event.Wait();
+  CopWaiter late;
+  processor.AddCopCondition(2, &late, true);
+  goOn = true;
+  stopper.join();
+  EXPECT_TRUE(late.event.TimedWait(0));
+  EXPECT_EQ(late.end, CopEnd::Abandoned);
 }
 
 TEST(EventTest, EndReleasesEveryWaitUntilItIsReopened) {
