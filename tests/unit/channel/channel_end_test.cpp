@@ -16,8 +16,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using test::CanMessage;
-
-constexpr std::uint32_t kLongTimeout = 20000;  // ms; no wait of these tests lasts so long
+using test::kLongTimeout;
 
 /// Readers and a writer that wait on one channel.
 class Waiting {

@@ -18,6 +18,9 @@ PassThruMsg CanMessage(std::vector<std::uint8_t> bytes, std::uint32_t protocolId
 /// The D-PDU functions called, each run of one once; without those of the event thread.
 std::vector<std::string> NamesOf(const std::vector<std::string>& calls);
 
+/// In ms: no wait of the tests lasts so long.
+inline constexpr std::uint32_t kLongTimeout = 20000;
+
 /// A channel of any protocol that accepts messages of every size, or of those that the test says,
 /// adjusts CoPs as the test says, and runs its periodic messages on its own link.
 class TestChannel : public CJ2534Channel {

@@ -14,9 +14,8 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
+using test::kLongTimeout;
 using test::ResultSpec;
-
-constexpr std::uint32_t kLongTimeout = 20000;  // ms; no wait of these tests lasts so long
 
 struct ChannelReceiveTest : test::ChannelFixture {
   ChannelReceiveTest() {

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "passbridge/j2534.h"
-#include "support/observed.h"
 #include "support/scripted_pdu.h"
+#include "support/trace_observer.h"
 
 namespace passbridge::test {
 
