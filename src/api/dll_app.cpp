@@ -127,9 +127,8 @@ template <typename Call>
 Status CJ2534DllApp::Guarded(const Call& call) {
   try {
     return call();
-  } catch (platform::ThreadCancelled&) {
-    throw;
   } catch (...) {
+    if (platform::IsThreadEnding()) throw;
     return RecordStatus(ERR_DEVICE_NOT_CONNECTED);
   }
 }

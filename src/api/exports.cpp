@@ -29,9 +29,8 @@ long Guarded(const Call& call) {
   try {
     const pdu::Pin pin;
     return static_cast<long>(call(CJ2534DllApp::Instance()));
-  } catch (platform::ThreadCancelled&) {
-    throw;
   } catch (...) {
+    if (platform::IsThreadEnding()) throw;
     return ERR_FAILED;
   }
 }

@@ -1,23 +1,16 @@
 #ifndef PASSBRIDGE_PLATFORM_CANCELLATION_H_
 #define PASSBRIDGE_PLATFORM_CANCELLATION_H_
 
-#ifndef _WIN32
-#include <cxxabi.h>
-#endif
-
 namespace passbridge::platform {
 
-// What unwinds the stack of a thread that is cancelled, or that exits in the middle of a call. It
-// may not be stopped: a handler of everything that it may come through throws it on.
+// In a handler of everything: whether what it caught is no exception, but what unwinds the stack of
+// a thread that is cancelled, or that exits in the middle of a call. That may not be stopped.
 //
-//   } catch (platform::ThreadCancelled&) {
-//     throw;
 //   } catch (...) {
-#ifdef _WIN32
-struct ThreadCancelled {};  // never thrown
-#else
-using ThreadCancelled = abi::__forced_unwind;
-#endif
+//     if (platform::IsThreadEnding()) throw;
+//
+// Always false on Windows, where nothing unwinds such a thread.
+bool IsThreadEnding() noexcept;
 
 // Keeps the calling thread from being cancelled while it lives, but where a CancellationPoint lets
 // it: code that is not written for it is never left half-way.

@@ -113,9 +113,8 @@ Status Traced(const Method& method, Body&& body) {
   try {
     TraceEnter(method.name);
     return std::forward<Body>(body)(exit);
-  } catch (platform::ThreadCancelled&) {
-    throw;
   } catch (...) {
+    if (platform::IsThreadEnding()) throw;
     return exit.Unhandled();
   }
 }

@@ -2,6 +2,8 @@
 
 #include <pthread.h>
 
+#include <exception>
+
 namespace passbridge::platform {
 namespace {
 
@@ -9,6 +11,9 @@ namespace {
 thread_local bool mayCancel = false;
 
 }  // namespace
+
+// Of all that a handler can catch only exceptions have a pointer.
+bool IsThreadEnding() noexcept { return std::current_exception() == nullptr; }
 
 CancellationGuard::CancellationGuard() noexcept : mayCancel_(mayCancel) {
   ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state_);

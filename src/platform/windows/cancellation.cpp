@@ -4,6 +4,8 @@
 
 namespace passbridge::platform {
 
+bool IsThreadEnding() noexcept { return false; }
+
 CancellationGuard::CancellationGuard() noexcept = default;
 CancellationGuard::~CancellationGuard() noexcept(false) {}
 CancellationPoint::CancellationPoint() noexcept = default;
