@@ -148,7 +148,7 @@ Status CJ2534DllApp::Open(const void* name, const AppValue& deviceId) {
     return RecordStatus(ERR_DEVICE_NOT_CONNECTED);
   }
   const VciChoice choice = Choose(text);
-  if (choice.IsCancelled()) WantRelease();
+  if (choice.IsCancelled() || !server_.IsConstructed()) WantRelease();
   return choice.IsMade() ? OpenChosen(choice, deviceId) : RecordStatus(ERR_DEVICE_NOT_CONNECTED);
 }
 

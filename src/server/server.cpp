@@ -65,6 +65,7 @@ bool CJ2534Server::Initialize(bool traceOn, const char* vciName) {
   RecordStatus(STATUS_NOERROR);
   SetTraceEnabled(traceOn ? 1 : 0);
   const bool constructed = Construct(vciName, this);
+  isConstructed_ = constructed;
   if (constructed) ResolveIdentifiers();
   TraceLeave(kName);
   return constructed;

@@ -1,6 +1,7 @@
 #ifndef PASSBRIDGE_SERVER_SERVER_H_
 #define PASSBRIDGE_SERVER_SERVER_H_
 
+#include <atomic>
 #include <cstdint>
 #include <initializer_list>
 #include <map>
@@ -46,6 +47,8 @@ class CJ2534Server : public CJ2534 {
   /// Before the D-PDU library is unloaded: devices that could not be closed lose their connection
   /// and their channels, then the D-PDU API is destructed. The last error stays as it is. True.
   bool Uninitialize();
+  /// False once the D-PDU library has said otherwise when it was asked for its VCIs.
+  bool IsConstructed() const { return isConstructed_; }
 
   // Look-ups. None of them updates the last error, but for a null `device` given by module handle.
   Status GetDeviceIDFromChannelID(std::uint32_t channelId, std::uint32_t* deviceId);
@@ -120,6 +123,8 @@ class CJ2534Server : public CJ2534 {
   bool ForgetChannel(std::uint32_t channelId) EXCLUDES(mapLock_);
   /// Those of devices that are not registered any more.
   void ForgetStrayChannels() EXCLUDES(mapLock_);
+
+  std::atomic<bool> isConstructed_{false};
 
   // Held for map operations only; never while a device or the D-PDU library is called.
   platform::Mutex mapLock_;

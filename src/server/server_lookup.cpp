@@ -135,6 +135,7 @@ Status CJ2534Server::PopulateDeviceInfoList(VqxInfoList* list) {
     if (ValidatePointer(list)) return exit.Fail(1, ERR_FAILED, "Invalid VqxInfoList pointer.");
     pdu::Item<PDU_MODULE_ITEM> modules;
     T_PDU_ERROR result = modules.Checked(pdu::Api().PDUGetModuleIds(modules.Out()));
+    if (result == PDU_ERR_PDUAPI_NOT_CONSTRUCTED) isConstructed_ = false;
     if (const Status status = kModuleIdsResults(result)) {
       return exit.Fail(2, status, "Error getting ModuleIDs.", result);
     }

@@ -168,6 +168,9 @@ TEST_F(DllAppTest, AConstructionThatFailsIsTriedAgain) {
   EXPECT_EQ(LastStatus(), ERR_DEVICE_NOT_CONNECTED);
   EXPECT_EQ(pdu.Calls().All().size(), 1U) << "what is not constructed is not used";
   EXPECT_EQ(unloads, 1);
+  pdu.PDUGetModuleIds.Next({PDU_ERR_PDUAPI_NOT_CONSTRUCTED});
+  EXPECT_EQ(Open(), ERR_DEVICE_NOT_CONNECTED) << "success that was none";
+  EXPECT_EQ(unloads, 2);
   EXPECT_EQ(Open(), STATUS_NOERROR);
   EXPECT_EQ(app.PassThruClose(7), STATUS_NOERROR);
 }
