@@ -27,9 +27,9 @@ constexpr std::uint32_t kByProtocol = 0;
 constexpr std::uint32_t kNoOverride = 0xFFFF;
 
 /// Whether a type is one of those named.
-template <ProtocolType... types>
+template <ProtocolType... Types>
 bool OneOf(ProtocolType type) {
-  return ((type == types) || ...);
+  return ((type == Types) || ...);
 }
 
 bool Every(ProtocolType /*type*/) { return true; }

@@ -88,15 +88,15 @@ struct CJ2534Device::Ioctl {
                                     : exit.Normal();
   }
 
-  template <const Reading& kReading>
+  template <const Reading& Number>
   static Status Read(CJ2534Device& device, const Exits& exit, const AppPointer& /*input*/,
                      const AppPointer& output) {
-    return End(exit, device.ReadNumber(kReading, output));
+    return End(exit, device.ReadNumber(Number, output));
   }
-  template <const Method& kMethod>
+  template <const Method& Name>
   static Status Refuse(CJ2534Device& /*device*/, const Exits& exit, const AppPointer& /*input*/,
                        const AppPointer& /*output*/) {
-    return End(exit, Traced(kMethod, [](Exits& own) {
+    return End(exit, Traced(Name, [](Exits& own) {
                  return own.Fail(1, ERR_NOT_SUPPORTED, "Not Supported.");
                }));
   }
