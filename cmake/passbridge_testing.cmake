@@ -2,6 +2,16 @@ if(WIN32 AND CMAKE_CROSSCOMPILING)
   set(CMAKE_CROSSCOMPILING_EMULATOR "${PROJECT_SOURCE_DIR}/scripts/run-under-wine" "${PROJECT_BINARY_DIR}/wine")
 endif()
 
+# The folder of sources for the system under test, and what comes before the path of a file there: tests on Windows see
+# the root folder as Wine does.
+if(WIN32)
+  set(PASSBRIDGE_SYSTEM_FOLDER windows)
+  set(PASSBRIDGE_ROOT_DRIVE "Z:")
+else()
+  set(PASSBRIDGE_SYSTEM_FOLDER posix)
+  set(PASSBRIDGE_ROOT_DRIVE "")
+endif()
+
 # How the sanitizers report in every test.
 set(PASSBRIDGE_SANITIZER_OPTIONS
     "ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1" "UBSAN_OPTIONS=print_stacktrace=1"

@@ -137,20 +137,22 @@ void FaultSession::Write() { Send(channel_, CAN); }
 
 void FaultSession::Read() { Receive(channel_, kResponse); }
 
-void FaultSession::Periodic() {
+j2534_ulong FaultSession::StartPeriodic() {
   PASSTHRU_MSG message = EngineSpeedRequest(CAN);
   j2534_ulong id = 0;
   Call("PassThruStartPeriodicMsg", 0, library_.PassThruStartPeriodicMsg, channel_, &message, &id,
        j2534_ulong{20});
+  return id;
+}
+
+void FaultSession::Periodic() {
+  const j2534_ulong id = StartPeriodic();
   Receive(channel_, kResponse);
   Call("PassThruStopPeriodicMsg", 0, library_.PassThruStopPeriodicMsg, channel_, id);
 }
 
 void FaultSession::Ioctls() {
-  PASSTHRU_MSG message = EngineSpeedRequest(CAN);
-  j2534_ulong id = 0;
-  Call("PassThruStartPeriodicMsg", 0, library_.PassThruStartPeriodicMsg, channel_, &message, &id,
-       j2534_ulong{20});
+  StartPeriodic();
   Ioctl(channel_, CLEAR_TX_BUFFER);
   Ioctl(channel_, CLEAR_RX_BUFFER);
   Ioctl(channel_, CLEAR_PERIODIC_MSGS);

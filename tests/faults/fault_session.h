@@ -56,6 +56,7 @@ class FaultSession {
   template <typename Function, typename... Arguments>
   long Call(const char* name, j2534_ulong timeout, Function function, Arguments... arguments);
   void Ioctl(j2534_ulong handle, j2534_ulong ioctl, void* input = nullptr, void* output = nullptr);
+  j2534_ulong StartPeriodic();
   void Configure(j2534_ulong channel, j2534_ulong parameter, j2534_ulong value);
   void PassFilter(j2534_ulong channel, j2534_ulong protocol, unsigned char lastIdentifierByte,
                   j2534_ulong* filter);
