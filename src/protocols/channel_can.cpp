@@ -2,21 +2,11 @@
 
 #include <array>
 
+#include "protocols/can_common.h"
 #include "protocols/resource_names.h"
 #include "trace/methods.h"
 
 namespace passbridge {
-
-namespace {
-
-constexpr std::uint32_t kMinDataSize = 4;   // the identifier
-constexpr std::uint32_t kMaxDataSize = 12;  // and 8 bytes of data
-
-// CP_CanFuncReqFormat: which identifiers the link receives.
-constexpr UNUM32 kOneIdentifierLength = 0x20;
-constexpr UNUM32 kBothIdentifierLengths = 0x80;
-
-}  // namespace
 
 Status CJ2534Channel_CAN::GetPduResourceBusTypeId(PDU_RSC_DATA* resource) {
   return LookUpBusType(methods::channel_can::kGetPduResourceBusTypeId, ProtocolId(), resource);
@@ -30,25 +20,22 @@ Status CJ2534Channel_CAN::SetProtocolConnectionComParameters() {
   return Traced(
       methods::channel_can::kSetProtocolConnectionComParameters, [&](Exits& exit) -> Status {
         using pdu::ComParam;
-        const UNUM32 format =
-            (ConnectFlags() & CAN_ID_BOTH) != 0 ? kBothIdentifierLengths : kOneIdentifierLength;
         return SetComParams(
-            exit,
-            std::array<ComParamSetting, 5>{{
-                {ComParam::CP_CanFillerByteHandling, 0,
-                 "Error setting CP_CAN_FILLER_BYTE_HANDLING."},
-                {ComParam::CP_CanFillerByte, 0, "Error setting CP_CAN_FILLER_BYTE."},
-                {ComParam::CP_CanFuncReqFormat, format, "Error setting CP_CAN_FUNC_REQ_FORMAT."},
-                {ComParam::CP_P3Func, 0, "Error setting CP_P3_FUNC."},
-                {ComParam::CP_P3Phys, 0, "Error setting CP_P3_PHYS."},
-            }});
+            exit, std::array<ComParamSetting, 5>{{
+                      {ComParam::CP_CanFillerByteHandling, 0,
+                       "Error setting CP_CAN_FILLER_BYTE_HANDLING."},
+                      {ComParam::CP_CanFillerByte, 0, "Error setting CP_CAN_FILLER_BYTE."},
+                      {ComParam::CP_CanFuncReqFormat, CanFuncReqFormat(ConnectFlags()),
+                       "Error setting CP_CAN_FUNC_REQ_FORMAT."},
+                      {ComParam::CP_P3Func, 0, "Error setting CP_P3_FUNC."},
+                      {ComParam::CP_P3Phys, 0, "Error setting CP_P3_PHYS."},
+                  }});
       });
 }
 
 Status CJ2534Channel_CAN::AdjustCop(const AppMessage& msg, CopData& /*data*/, CopControl& control) {
   return Traced(methods::channel_can::kAdjustCop, [&](Exits& exit) -> Status {
-    constexpr std::uint32_t kFlags = CAN_29BIT_ID | ISO15765_ADDR_TYPE | ISO15765_FRAME_PAD;
-    pdu::SetFlags(control.txFlags, msg.TxFlags() & kFlags);
+    AddCanFlags(control.txFlags, msg.TxFlags());
     return exit.Normal();
   });
 }
@@ -56,7 +43,7 @@ Status CJ2534Channel_CAN::AdjustCop(const AppMessage& msg, CopData& /*data*/, Co
 Status CJ2534Channel_CAN::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                           std::uint32_t /*rxStatus*/) {
   return Traced(methods::channel_can::kValidateMessage, [&](Exits& exit) -> Status {
-    if (const Status status = ValidateDataSize(dataSize, kMinDataSize, kMaxDataSize)) {
+    if (const Status status = ValidateDataSize(dataSize, kCanIdSize, kMaxCanMessage)) {
       return exit.PassOn(1, status, "Invalid DataSize.");
     }
     return exit.Normal();
@@ -65,12 +52,8 @@ Status CJ2534Channel_CAN::ValidateMessage(std::uint32_t dataSize, const std::uin
 
 Status CJ2534Channel_CAN::PassThruStartPeriodicMsg(const AppMessage& msg, const AppValue& msgId,
                                                    std::uint32_t interval) {
-  static constexpr std::array<TakenOver, 2> kTakenOver{{
-      {LOOPBACK, "Error connecting to Channel."},
-      {J1962_PINS, "Error connecting to Channel."},
-  }};
   constexpr PeriodicChannelPlan kPlan{[] { return OwnedChannel(new CJ2534Channel_CAN); },
-                                      kTakenOver};
+                                      kTakenOverOnCan};
   return Traced(methods::channel_can::kPassThruStartPeriodicMsg, [&](Exits& exit) -> Status {
     return StartOnPeriodicChannel(exit, kPlan, msg, msgId, interval);
   });

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "protocols/channel_can.h"
+#include "protocols/channel_iso15765.h"
 
 namespace passbridge {
 
@@ -19,9 +20,11 @@ struct FamilyRow {
   OwnedChannel (*make)();
 };
 
-constexpr std::array<FamilyRow, 1> kFamily{{
-    {CAN, Make<CJ2534Channel_CAN>},
-}};
+constexpr std::array kFamily{
+    FamilyRow{CAN, Make<CJ2534Channel_CAN>},
+    FamilyRow{ISO15765, Make<CJ2534Channel_ISO15765>},
+    FamilyRow{FGA7274, Make<CJ2534Channel_07274>},
+};
 
 }  // namespace
 
