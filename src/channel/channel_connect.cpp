@@ -188,7 +188,7 @@ Status CJ2534Channel::SetComParams(const Exits& exit, std::span<const ComParamSe
     }
     ++point;
   }
-  return exit.Normal();
+  return STATUS_NOERROR;
 }
 
 Status CJ2534Channel::DisconnectFromVehicle() {

@@ -154,6 +154,20 @@ Status ComParamCache::Get(LinkHandles link, UNUM32 id, UNUM32* value) {
   });
 }
 
+Status ComParamCache::Require(const Exits& exit, std::uint16_t point, LinkHandles link, UNUM32 id) {
+  ParamItem item;
+  const T_PDU_ERROR result =
+      item.Checked(pdu::Api().PDUGetComParam(link.module, link.cll, id, item.Out()));
+  if (const Status status = kComParamResults(result)) {
+    return exit.Fail(point, status, "Error getting PDU ComParam value.", result);
+  }
+  if (!item) {
+    const auto next = static_cast<std::uint16_t>(point + 1);
+    return exit.Fail(next, ERR_NOT_SUPPORTED, "Invalid PDU ComParam was returned.");
+  }
+  return STATUS_NOERROR;
+}
+
 void ComParamCache::Forget(UNUM32 id) {
   platform::RecursiveMutexLock lock(lock_);
   if (id < kMaxIdentifier) items_[id].Destroy();

@@ -9,7 +9,7 @@
 #include "passbridge/d_pdu_api.h"
 #include "pdu/item.h"
 #include "platform/mutex.h"
-#include "trace/location.h"
+#include "trace/method.h"
 
 namespace passbridge {
 
@@ -28,6 +28,8 @@ class ComParamCache {
   Status Set(LinkHandles link, UNUM32 id, const void* value, std::uint32_t size) EXCLUDES(lock_);
   /// The first 32 bits of the value.
   Status Get(LinkHandles link, UNUM32 id, UNUM32* value) EXCLUDES(lock_);
+  /// Reports, at the exit that is handed in, if the D-PDU library cannot tell a ComParam's value.
+  static Status Require(const Exits& exit, std::uint16_t point, LinkHandles link, UNUM32 id);
   /// Gives the item back; the ComParam is fetched anew when it is used again.
   void Forget(UNUM32 id) EXCLUDES(lock_);
   /// Gives all items back.

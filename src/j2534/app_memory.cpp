@@ -27,11 +27,11 @@ void AppValue::Store(std::uint32_t value) const {
   std::memcpy(address_, &wide, sizeof wide);
 }
 
-AppValue AppConfigList::Entries() const {
-  void* entries = nullptr;
-  std::memcpy(&entries, static_cast<const std::byte*>(pointer_.address) + sizeof(void*),
-              sizeof entries);
-  return {entries, pointer_.width};
+void* AppArray::Elements() const {
+  void* elements = nullptr;
+  std::memcpy(&elements, static_cast<const std::byte*>(pointer_.address) + sizeof(void*),
+              sizeof elements);
+  return elements;
 }
 
 std::span<std::uint8_t> AppMessage::Bytes() const {

@@ -62,20 +62,38 @@ struct AppPointer {
   AppValue Value() const { return {address, width}; }
 };
 
-/// An SCONFIG_LIST: a number of entries, and a pointer to that many pairs of parameter and value.
-class AppConfigList {
+/// A structure that holds a number of elements and a pointer to them.
+class AppArray {
  public:
-  explicit AppConfigList(const AppPointer& pointer) : pointer_(pointer) {}
+  explicit AppArray(const AppPointer& pointer) : pointer_(pointer) {}
 
-  /// Size of the list structure itself, in bytes: natural alignment puts the pointer second.
+  /// Size of the structure itself, in bytes: natural alignment puts the pointer second.
   static constexpr std::size_t kSize = 2 * sizeof(void*);
 
-  std::uint32_t Count() const { return AppValue(pointer_.address, pointer_.width).Load(); }
-  /// The entries as an array of values: parameter and value of each in turn.
-  AppValue Entries() const;
+  std::uint32_t Count() const { return pointer_.Value().Load(); }
+  void SetCount(std::uint32_t count) const { pointer_.Value().Store(count); }
+
+ protected:
+  void* Elements() const;
+  FieldWidth Width() const { return pointer_.width; }
 
  private:
   AppPointer pointer_;
+};
+
+/// An SCONFIG_LIST: each entry is a pair of parameter and value.
+class AppConfigList : public AppArray {
+ public:
+  using AppArray::AppArray;
+  /// The entries as an array of values: parameter and value of each in turn.
+  AppValue Entries() const { return {Elements(), Width()}; }
+};
+
+/// An SBYTE_ARRAY.
+class AppByteArray : public AppArray {
+ public:
+  using AppArray::AppArray;
+  std::uint8_t* Bytes() const { return static_cast<std::uint8_t*>(Elements()); }
 };
 
 /// A PASSTHRU_MSG with 32-bit fields: what the library itself and its tests make.

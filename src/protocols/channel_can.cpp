@@ -20,7 +20,7 @@ Status CJ2534Channel_CAN::SetProtocolConnectionComParameters() {
   return Traced(
       methods::channel_can::kSetProtocolConnectionComParameters, [&](Exits& exit) -> Status {
         using pdu::ComParam;
-        return SetComParams(
+        return exit.Ended(SetComParams(
             exit, std::array<ComParamSetting, 5>{{
                       {ComParam::CP_CanFillerByteHandling, 0,
                        "Error setting CP_CAN_FILLER_BYTE_HANDLING."},
@@ -29,7 +29,7 @@ Status CJ2534Channel_CAN::SetProtocolConnectionComParameters() {
                        "Error setting CP_CAN_FUNC_REQ_FORMAT."},
                       {ComParam::CP_P3Func, 0, "Error setting CP_P3_FUNC."},
                       {ComParam::CP_P3Phys, 0, "Error setting CP_P3_PHYS."},
-                  }});
+                  }}));
       });
 }
 

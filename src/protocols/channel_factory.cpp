@@ -4,6 +4,7 @@
 #include <array>
 
 #include "protocols/channel_can.h"
+#include "protocols/channel_iso14230.h"
 #include "protocols/channel_iso15765.h"
 
 namespace passbridge {
@@ -21,9 +22,12 @@ struct FamilyRow {
 };
 
 constexpr std::array kFamily{
+    FamilyRow{ISO9141, Make<CJ2534Channel_ISO9141>},
+    FamilyRow{ISO14230, Make<CJ2534Channel_ISO14230>},
     FamilyRow{CAN, Make<CJ2534Channel_CAN>},
     FamilyRow{ISO15765, Make<CJ2534Channel_ISO15765>},
     FamilyRow{FGA7274, Make<CJ2534Channel_07274>},
+    FamilyRow{UBP_PS, Make<CJ2534Channel_UBP>},
 };
 
 }  // namespace

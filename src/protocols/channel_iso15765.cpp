@@ -44,8 +44,9 @@ std::array<ComParamSetting, 9> CJ2534Channel_ISO15765::ConnectionComParams() con
 }
 
 Status CJ2534Channel_ISO15765::SetProtocolConnectionComParameters() {
-  return Traced(methods::channel_iso15765::kSetProtocolConnectionComParameters,
-                [&](Exits& exit) -> Status { return SetComParams(exit, ConnectionComParams()); });
+  return Traced(
+      methods::channel_iso15765::kSetProtocolConnectionComParameters,
+      [&](Exits& exit) -> Status { return exit.Ended(SetComParams(exit, ConnectionComParams())); });
 }
 
 Status CJ2534Channel_ISO15765::AdjustCop(const AppMessage& msg, CopData& /*data*/,
@@ -115,7 +116,7 @@ Status CJ2534Channel_07274::SetProtocolConnectionComParameters() {
                   };
                   const auto common = ConnectionComParams();
                   settings.insert(settings.end(), common.begin(), common.end());
-                  return SetComParams(exit, settings);
+                  return exit.Ended(SetComParams(exit, settings));
                 });
 }
 

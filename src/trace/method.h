@@ -64,6 +64,9 @@ class Exits {
     return status;
   }
 
+  /// The exit behind a last step, which has reported its failure in this method's name.
+  Status Ended(Status lastStep) const { return lastStep == 0 ? Normal() : lastStep; }
+
   /// A failure that arises here: it becomes the last error.
   Status Fail(std::uint16_t point, Status status, const char* message,
               std::uint32_t pduCode = 0) const {
