@@ -337,6 +337,30 @@ TEST_F(LifeCycleTest, CallbacksOfTwoModulesMayEndEachOther) {
   EXPECT_EQ(othersEnded, 2);
 }
 
+std::atomic<int> fetching;
+void PDUAPI OnLinkEventFetchLate(T_PDU_EVT_DATA, UNUM32 module, UNUM32 link, void*, void*) {
+  fetching = 1;
+  std::this_thread::sleep_for(milliseconds(200));  // the module is being disconnected by now
+  PDU_EVENT_ITEM* item = nullptr;
+  callbackLibrary.load()->PDUGetEventItem(module, link, &item);
+  fetching = 2;
+}
+
+TEST_F(LifeCycleTest, DisconnectWaitsForACallbackThatFetchesAnEvent) {
+  const UNUM32 module = Connect();
+  callbackLibrary = &library_;
+  fetching = 0;
+  const TestLink link(library_, module);
+  ASSERT_EQ(library_.PDURegisterEventCallback(module, link.Handle(), &OnLinkEventFetchLate),
+            PDU_STATUS_NOERROR);
+  library_.PDUConnect(module, link.Handle());
+  while (fetching == 0) std::this_thread::yield();
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(library_.PDUModuleDisconnect(module), PDU_STATUS_NOERROR);
+  EXPECT_EQ(fetching, 2);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, milliseconds(4000));
+}
+
 TEST_F(LifeCycleTest, LinkOfALostVciSaysSo) {
   const UNUM32 module = Connect();
   TestLink link(library_, module);

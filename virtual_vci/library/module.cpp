@@ -101,11 +101,13 @@ void Module::Stop(bool wait) {
     vehicle_.reset();
     Kick();
   }
+  std::map<UNUM32, std::shared_ptr<EventQueue>> queues;
   {
     MutexLock lock(queuesLock_);
-    for (auto& [handle, queue] : queues_) queue->Callback().Remove();
-    queues_.clear();
+    queues.swap(queues_);
   }
+  // Without the lock: a callback that is waited for may just be fetching an event.
+  for (auto& [handle, queue] : queues) queue->Callback().Remove();
   if (wait && thread_.joinable() && !OnOwnThread()) thread_.join();
 }
 
