@@ -228,5 +228,123 @@ TEST_F(CanTest, WaitingFramesArriveTogetherAndInOrder) {
   }
 }
 
+TEST_F(CanTest, NodesOfEqualBitRatesHearEachOther) {
+  const UNUM32 rates[] = {250000, 500000, 500000, 0, 0};
+  std::vector<std::unique_ptr<TestLink>> links;
+  for (const UNUM32 rate : rates) {
+    links.push_back(
+        std::make_unique<TestLink>(library_, module_, TestLink::Setup{.pins = {3, 11}}));
+    links.back()->Set("CP_Baudrate", rate);
+    links.back()->Open();
+  }
+  std::map<std::size_t, bool> sent;
+  for (std::size_t from = 0; from < links.size(); ++from) {
+    const UNUM32 cop = links[from]->Send(Message(0x100, {static_cast<int>(from)}));
+    links[from]->Await([&](const Event& event) {
+      if (event.cop == cop && event.type == PDU_IT_ERROR) sent[from] = false;
+      return event.cop == cop && event.IsStatus(PDU_COPST_FINISHED);
+    });
+    sent.emplace(from, true);
+    for (std::size_t to = 0; to < links.size(); ++to) {
+      const bool hears = from != to && (from == 1 || from == 2) && (to == 1 || to == 2);
+      EXPECT_EQ(links[to]->AwaitResult(milliseconds(hears ? 2000 : 5)).has_value(), hears)
+          << from << " to " << to;
+    }
+  }
+  using testing::Pair;
+  EXPECT_THAT(sent, ElementsAre(Pair(0, false), Pair(1, true), Pair(2, true), Pair(3, false),
+                                Pair(4, false)));
+}
+
+TEST_F(CanTest, IdentifiersOfOneLengthOrOfBoth) {
+  constexpr UNUM32 kOne = 0x20;
+  constexpr UNUM32 kBoth = 0x80;
+  library_.VirtualVciSetCyclic(module_, 0);
+  TestLink peer(library_, module_);
+  peer.Open();
+  const Bytes extended{0, 0, 1, 0};
+  const auto heard = [&](UNUM32 format, std::optional<Bytes> afterSending) {
+    TestLink link(library_, module_);
+    link.Set("CP_CanFuncReqFormat", format);
+    link.Open();
+    if (afterSending) {
+      const UNUM32 cop = link.Start({.data = Message(0x100, {1}), .flags = *afterSending});
+      EXPECT_TRUE(link.AwaitStatus(cop, PDU_COPST_FINISHED));
+    }
+    for (const Bytes& flags : {Bytes{0, 0, 0, 0}, extended}) {
+      const UNUM32 cop = peer.Start({.data = Message(0x101, {1}), .flags = flags});
+      EXPECT_TRUE(peer.AwaitStatus(cop, PDU_COPST_FINISHED));
+    }
+    std::vector<bool> lengths;
+    while (const auto frame = link.AwaitResult(milliseconds(20)))
+      lengths.push_back(frame->Has(2, 0x01));
+    return lengths;
+  };
+  EXPECT_THAT(heard(kBoth, Bytes{0, 0, 0, 0}), ElementsAre(false, true));
+  EXPECT_THAT(heard(kOne, Bytes{0, 0, 0, 0}), ElementsAre(false));
+  EXPECT_THAT(heard(kOne, extended), ElementsAre(true));
+  EXPECT_THAT(heard(kOne, std::nullopt), ElementsAre(false, true)) << "it has shown neither";
+}
+
+TEST_F(CanTest, FillerBytesForOneComPrimitive) {
+  library_.VirtualVciSetCyclic(module_, 0);
+  TestLink peer(library_, module_);
+  peer.Open();
+  link_->Set("CP_CanFillerByte", 0xCC);
+  link_->Open();
+  link_->Set("CP_CanFillerByteHandling", 1);
+  link_->Start({.data = Message(0x300, {1}), .temporary = true});
+  link_->Send(Message(0x300, {2}));
+  EXPECT_EQ(peer.AwaitResult()->data,
+            Message(0x300, {1, 0xCC, 0xCC, 0xCC, 0xCC, 0xCC, 0xCC, 0xCC}));
+  EXPECT_EQ(peer.AwaitResult()->data, Message(0x300, {2}));
+}
+
+TEST_F(CanTest, LinksWithoutRawModeHavePayloadOnly) {
+  library_.VirtualVciSetCyclic(module_, 0);
+  TestLink link(library_, module_, {.rawMode = false});
+  link.Set("CP_CanPhysReqId", 0x7E0);
+  link.Set("CP_Loopback", 1);
+  link.Open();
+  link.Start({.type = PDU_COPT_STARTCOMM, .sendCycles = 0});
+  link.Start({.data = {2, 0x3E, 0},
+              .receiveCycles = 1,
+              .expect = std::pair(Bytes{0, 0xFF}, Bytes{0, 0x7E})});
+  const auto echo = link.Await([](const Event& event) { return event.IsResult(); });
+  ASSERT_TRUE(echo);
+  EXPECT_EQ(echo->data, (Bytes{2, 0x3E, 0}));
+  EXPECT_EQ(echo->header, Message(0x7E0, {}));
+  const auto answer = link.AwaitResult();
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->data, (Bytes{2, 0x7E, 0, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA}));
+  EXPECT_EQ(answer->header, Message(0x7E8, {}));
+}
+
+class CanRealtimeTest : public PduTest {
+ protected:
+  CanRealtimeTest() : PduTest("Clock='realtime'") {}
+};
+
+TEST_F(CanRealtimeTest, TimeToSendRunsWhileOthersHaveTheBus) {
+  const UNUM32 module = Connect();
+  TestLink busy(library_, module, {.pins = {3, 11}});
+  TestLink late(library_, module, {.pins = {3, 11}});
+  late.Set("CP_CanTransmissionTime", 5000);
+  busy.Open();
+  late.Open();
+  Bytes frames{200, 0, 0, 0};
+  for (int i = 0; i < 200; ++i) {
+    const Bytes frame = Message(0x001, {0, 0, 0, 0, 0, 0, 0, 0});
+    frames.push_back(static_cast<UNUM8>(frame.size()));
+    frames.insert(frames.end(), frame.begin(), frame.end());
+  }
+  busy.Start({.data = frames, .flags = {0, 0, 0, 0x20}});
+  const UNUM32 cop = late.Send(Message(0x700, {1}));
+  const auto begin = late.AwaitStatus(cop, PDU_COPST_EXECUTING);
+  const auto error = late.Await([](const Event& event) { return event.type == PDU_IT_ERROR; });
+  ASSERT_TRUE(begin && error);
+  EXPECT_NEAR(error->timestamp - begin->timestamp, 5000, 500);
+}
+
 }  // namespace
 }  // namespace virtual_vci_test

@@ -420,6 +420,112 @@ TEST_F(IsoTest, ResponsePendingExtendsTheWait) {
               testing::ElementsAre(pending, pending, Bytes{0x71, 1, 0xFF, 0, 0}));
 }
 
+TEST_F(IsoRealtimeTest, ResponseOfAnotherHoldsNobodyForEver) {
+  Open({{1, 0x700, 0x708}, {2, 0x710, 0x718}});
+  OpenRawPeer();
+  const Bytes mask{0xFF, 0xFF, 0xFF, 0xFF};
+  const UNUM32 cop = link_->Start({.data = Message(0x700, {1}),
+                                   .receiveCycles = 1,
+                                   .expect = std::pair(mask, Message(0x708, {}))});
+  EXPECT_TRUE(link_->AwaitStatus(cop, PDU_COPST_EXECUTING));
+  peer_->Start({.data = Packed({Message(0x718, {0x10, 10, 1, 2, 3, 4, 5, 6}),
+                                Message(0x718, {0x21, 7, 8, 9, 10, 0, 0, 0})}),
+                .flags = {0, 0, 0, 0x20}});
+  const auto others = link_->AwaitResult();
+  ASSERT_TRUE(others);
+  EXPECT_NE(others->cop, cop);
+  EXPECT_EQ(others->data.size(), 14u);
+  const auto error = link_->Await(IsError);
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->cop, cop);
+  EXPECT_EQ(error->error.ErrorCodeId, PDU_ERR_EVT_RX_TIMEOUT);
+  EXPECT_TRUE(link_->AwaitStatus(cop, PDU_COPST_FINISHED));
+}
+
+TEST_F(IsoTest, UpdateTakesTheTableThatWasSetWhenItWasStarted) {
+  Open({});
+  OpenRawPeer();
+  link_->IoCtl("PDU_IOCTL_SUSPEND_TX_QUEUE");
+  link_->SetTable({{1, 0x700, 0x708}});
+  const UNUM32 update = link_->Start({.type = PDU_COPT_UPDATEPARAM, .sendCycles = 0});
+  link_->SetTable({{2, 0x710, 0x718}});
+  link_->IoCtl("PDU_IOCTL_RESUME_TX_QUEUE");
+  EXPECT_TRUE(link_->AwaitStatus(update, PDU_COPST_FINISHED));
+  peer_->Start(
+      {.data = Packed({Message(0x718, {1, 2}), Message(0x708, {1, 1})}), .flags = {0, 0, 0, 0x20}});
+  EXPECT_EQ(link_->AwaitResult()->uniqueRespId, 1u);
+}
+
+TEST_F(IsoRealtimeTest, ReceiverIgnoresWhatIsNoFrameOfItsMessage) {
+  link_->Set("CP_Br", 20000);
+  link_->Set("CP_StartMsgIndEnable", 1);
+  Open({{1, 0x700, 0x708}});
+  OpenRawPeer();
+  const auto starts = [&] {
+    const auto events = link_->Drain();
+    return std::count_if(events.begin(), events.end(),
+                         [](const Event& event) { return event.Has(3, 0x02); });
+  };
+  const Bytes first = Message(0x708, {0x10, 20, 1, 2, 3, 4, 5, 6});
+  const Bytes second = Message(0x708, {0x21, 7, 8, 9, 10, 11, 12, 13});
+  const auto send = [&](const Bytes& frame) {
+    EXPECT_TRUE(peer_->AwaitStatus(peer_->Send(frame), PDU_COPST_FINISHED));
+  };
+  send(Message(0x708, {0x10, 20, 1, 2, 3, 4, 5}));
+  EXPECT_EQ(starts(), 0) << "a first frame has eight bytes";
+  send(first);
+  send(Message(0x708, {0x21, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));  // nobody asked for it
+  const auto flow = peer_->AwaitResult();
+  ASSERT_TRUE(flow) << "flow control comes after the pause";
+  EXPECT_EQ(flow->data[4], 0x30);
+  send(Message(0x708, {0x21, 7, 8, 9}));  // too short
+  send(second);
+  send(Message(0x708, {0x22, 14, 15, 16, 17, 18, 19, 20}));
+  const auto message = link_->AwaitResult();
+  ASSERT_TRUE(message);
+  Bytes expected = Message(0x708, {});
+  for (UNUM8 i = 1; i <= 20; ++i) expected.push_back(i);
+  EXPECT_EQ(message->data, expected);
+}
+
+TEST_F(IsoRealtimeTest, FlowControlThatNobodyAcknowledgesEndsTheReception) {
+  TestLink link(library_, module_, {.protocol = kIso.protocol, .pins = {3, 11}});
+  link.Set("CP_Br", 50000);
+  link.Set("CP_Ar", 20000);
+  link.SetTable({{1, 0x700, 0x708}});
+  link.Open();
+  {
+    TestLink peer(library_, module_, {.pins = {3, 11}});
+    peer.Open();
+    const UNUM32 cop = peer.Send(Message(0x708, {0x10, 20, 1, 2, 3, 4, 5, 6}));
+    EXPECT_TRUE(peer.AwaitStatus(cop, PDU_COPST_FINISHED));
+  }
+  const auto error = link.Await(IsError, milliseconds(500));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->error.ErrorCodeId, PDU_ERR_EVT_RX_ERROR);
+  EXPECT_EQ(error->error.ExtraErrorInfoId, 10u);
+}
+
+TEST_F(IsoTest, LinksWithoutRawModeHavePayloadOnly) {
+  TestLink link(library_, module_, {.protocol = kIso.protocol, .rawMode = false});
+  link.SetTable({{0xE1, 0x7E0, 0x7E8}});
+  link.Open();
+  link.Start({.type = PDU_COPT_STARTCOMM, .sendCycles = 0});
+  link.Start({.data = {0x09, 0x02}});
+  const auto vin = link.AwaitResult();
+  ASSERT_TRUE(vin);
+  EXPECT_EQ(vin->uniqueRespId, 0xE1u);
+  EXPECT_EQ(vin->data.size(), 20u);
+  EXPECT_EQ(Bytes(vin->data.begin(), vin->data.begin() + 3), (Bytes{0x49, 0x02, 0x01}));
+  EXPECT_EQ(vin->header, Message(0x7E8, {}));
+  link.Set("CP_RequestAddrMode", 2);
+  link.Set("CP_CanFuncReqId", 0x7DF);
+  link.Set("CP_CanFuncReqFormat", 5);
+  link.Update();
+  link.Send({0x3E, 0x00});
+  EXPECT_EQ(link.AwaitResult()->data, (Bytes{0x7E, 0x00}));
+}
+
 TEST_F(IsoRealtimeTest, LongTransferTakesTheTimeOfItsFrames) {
   OpenPair();
   peer_->Open();

@@ -84,7 +84,7 @@ class BytePort : public EcuPort, private ByteNode {
  private:
   void Heard(const Bytes& message, FrameTimes) override {
     if (message.size() < 2 || message[0] != config_.address) return;
-    context_.host.Requested(*this, Bytes(message.begin() + 1, message.end()), false);
+    context_.host.Requested(*this, Bytes(message.begin() + 1, message.end()), false, 0);
   }
 
   const BytePortConfig& config_;

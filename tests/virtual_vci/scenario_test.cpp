@@ -84,6 +84,8 @@ TEST_F(ScenarioTest, BadFilesAreNamedWithPlaceAndExpectation) {
       {R"({"vcis":[],"buses":[{"pins":[6]}]})", "/buses/0/pins: expected two pins"},
       {R"({"vcis":[],"buses":[{"pins":[6,14],"bitRate":true}]})",
        "/buses/0/bitRate: expected a number"},
+      {R"({"vcis":[],"buses":[{"pins":[6,14]},{"pins":[3,11]},{"pins":[6,14]}]})",
+       "/buses/2/pins: expected pins that no other bus of its type begins with"},
       {R"({"vcis":[],"ecus":[{}]})", "/ecus/0: expected a bus for this ECU in /buses"},
       {ecu(R"(,"bus":1)"), "/ecus/0/bus: expected a number from 0 to 0"},
       {ecu(R"(,"rules":[{"request":"22 F1","response":"{rpm}"}])"),
@@ -114,6 +116,30 @@ TEST_F(ScenarioTest, BadFilesAreNamedWithPlaceAndExpectation) {
     library_.PDUDestruct();
   }
   std::remove(path.c_str());
+}
+
+TEST_F(ScenarioTest, LowestIdentifierWinsWhenTwoAnswerAtOnce) {
+  ASSERT_EQ(library_.PDUDestruct(), PDU_STATUS_NOERROR);
+  const std::string path = testing::TempDir() + "virtual_vci_arbitration.json";
+  std::ofstream(path, std::ios::binary)
+      << R"({"vcis":[{"serial":5001,"interfaces":[{"type":"USB"}]}],"buses":[{"pins":[6,14]}],)"
+      << R"("ecus":[{"request":"0x7E1","functional":"0x7DF","response":"0x7E9","uds":{}},)"
+      << R"({"request":"0x7E0","functional":"0x7DF","response":"0x7E8","uds":{}},)"
+      << R"({"request":"0x7E2","functional":"0x7DF","response":"0x7EA","uds":{},"bitRate":250000}]})";
+  std::string options = "Clock='instant' Scenario='" + path + "'";
+  ASSERT_EQ(library_.PDUConstruct(options.data(), nullptr), PDU_STATUS_NOERROR);
+  std::remove(path.c_str());
+  module_ = ModuleNamed("5001", "USB");
+  ASSERT_EQ(library_.PDUModuleConnect(module_), PDU_STATUS_NOERROR);
+  TestLink link(library_, module_);
+  link.Open();
+  link.Send(Message(0x7DF, {2, 0x3E, 0}));
+  for (const UNUM32 from : {0x7E8u, 0x7E9u}) {
+    const auto answer = link.AwaitResult();
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->data, Message(from, {2, 0x7E, 0}));
+  }
+  EXPECT_FALSE(link.AwaitResult(milliseconds(20))) << "an ECU of another bit rate hears nothing";
 }
 
 TEST_F(ScenarioTest, MessagesWithoutAPeriodWaitForAnApplicationThatTakesNone) {

@@ -12,6 +12,7 @@
 #include "passbridge/d_pdu_api.h"
 #include "virtual_vci/items/items.h"
 #include "virtual_vci/links/com_params.h"
+#include "virtual_vci/links/unique_resp.h"
 #include "virtual_vci/vehicle/scheduler.h"
 
 namespace virtual_vci {
@@ -45,6 +46,7 @@ struct ExpectedResponse {
   std::vector<UNUM8> pattern;
   std::vector<UNUM32> uniqueRespIds;  ///< empty: any
 
+  bool Admits(UNUM32 uniqueRespId) const;
   bool Matches(std::span<const UNUM8> bytes, UNUM32 uniqueRespId) const;
 };
 
@@ -60,6 +62,7 @@ struct Cop {
   std::vector<ExpectedResponse> expected;
   /// UPDATEPARAM: what becomes active; with temporary ComParams: what it runs with. Else null.
   std::shared_ptr<const ComParamSet> params;
+  std::shared_ptr<const UniqueRespTable> responses;  ///< UPDATEPARAM: likewise
 
   enum class Phase { kWaiting, kInitialising, kSending, kReceiving, kResting };
   Phase phase = Phase::kWaiting;
@@ -67,6 +70,9 @@ struct Cop {
   SNUM32 received = 0;     ///< in this cycle
   UNUM32 repeats = 0;      ///< how often it may still be sent again in this cycle if nobody answers
   std::optional<Scheduler::Timer> timer;
+  Micros due = 0;                          ///< when the cycle was to begin
+  ComParam patience = ComParam::CP_P2Max;  ///< how long a response is waited for
+  UNUM32 holds = 0;  ///< responses that come in, during which the time stands still
 
   bool Sends() const { return sendCycles != 0; }
   bool SendsData() const { return Sends() && !data.empty(); }

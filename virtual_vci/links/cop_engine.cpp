@@ -12,6 +12,11 @@ bool IsWithProtocol(const Cop& cop) {
   return cop.phase == Cop::Phase::kInitialising || cop.phase == Cop::Phase::kSending;
 }
 
+/// Whether a ComPrimitive belongs to what the application has to send, and comes to an end.
+bool IsTransmission(const Cop& cop) {
+  return cop.type == PDU_COPT_SENDRECV && cop.sendCycles != PDU_CYCLES_INFINITE;
+}
+
 }  // namespace
 
 CopEngine::CopEngine(Scheduler& scheduler, EventPort& events, CopTarget& target)
@@ -69,6 +74,7 @@ void CopEngine::Pump() {
 void CopEngine::BeginTurn(Cop& cop) {
   if (!std::exchange(cop.executing, true)) SayStatus(cop, PDU_COPST_EXECUTING);
   cop.repeats = ParamsOf(cop).Number(ComParam::CP_RepeatReqCountApp);
+  if (cop.due == 0) cop.due = scheduler_.Now();
   Execute(cop);
 }
 
@@ -83,7 +89,7 @@ void CopEngine::Execute(Cop& cop) {
       protocol_->StopCommunication(cop);
       return;
     case PDU_COPT_UPDATEPARAM:
-      target_.ActivateParams(*cop.params);
+      target_.ActivateParams(cop);
       break;
     case PDU_COPT_RESTORE_PARAM:
       target_.RestoreParams();
@@ -136,6 +142,7 @@ void CopEngine::SendDone(UNUM32 handle) {
 void CopEngine::BeginReceiving(Cop& cop) {
   cop.phase = Cop::Phase::kReceiving;
   cop.received = 0;
+  cop.holds = 0;
   if (cop.receiveCycles == PDU_CYCLES_INFINITE) {
     LeaveTurn(cop);
     return;
@@ -151,6 +158,8 @@ bool CopEngine::HasTimeout(const Cop& cop) {
 void CopEngine::StartTimeout(Cop& cop, ComParam comParam) {
   const Micros time = ParamsOf(cop).Number(comParam);
   scheduler_.Cancel(cop.timer);
+  cop.patience = comParam;
+  if (cop.holds != 0) return;
   cop.timer =
       scheduler_.After(time, Pace::kProgress, [this, handle = cop.handle] { Timeout(handle); });
 }
@@ -181,9 +190,11 @@ void CopEngine::EndOfCycle(Cop& cop) {
 void CopEngine::Rest(Cop& cop) {
   cop.phase = Cop::Phase::kResting;
   // A cycle time of 0 repeats as fast as possible; it still must not jump ahead of everything else.
-  const Micros time = std::max<Micros>(cop.time, 1000);
+  const Micros now = scheduler_.Now();
+  // From start to start; cycles that are late are not made up for.
+  cop.due = std::max(cop.due + std::max<Micros>(cop.time, 1000), now);
   const Pace pace = cop.sendCycles == PDU_CYCLES_INFINITE ? Pace::kPeriodic : Pace::kProgress;
-  cop.timer = scheduler_.After(time, pace, [this, handle = cop.handle] {
+  cop.timer = scheduler_.After(cop.due - now, pace, [this, handle = cop.handle] {
     if (Cop* resting = FindCop(handle)) {
       resting->phase = Cop::Phase::kWaiting;
       waiting_.push_front(handle);
@@ -202,7 +213,10 @@ void CopEngine::LeaveTurn(const Cop& cop) {
 void CopEngine::SendFailed(UNUM32 handle, T_PDU_ERR_EVT code, UNUM32 extra) {
   Cop* cop = FindCop(handle);
   if (cop == nullptr || !IsWithProtocol(*cop)) return;
-  if (cop->phase == Cop::Phase::kSending && cop->sendCycles == PDU_CYCLES_INFINITE) {
+  if (cop->phase == Cop::Phase::kSending && cop->repeats > 0) {
+    --cop->repeats;
+    Execute(*cop);
+  } else if (cop->phase == Cop::Phase::kSending && cop->sendCycles == PDU_CYCLES_INFINITE) {
     // A repeated message that finds nobody goes on: somebody may turn up.
     events_.Push(MakeErrorItem(HeadOf(*cop), code, extra));
     target_.NoteError(code, extra, handle, HeadOf(*cop).timestamp);
@@ -213,7 +227,7 @@ void CopEngine::SendFailed(UNUM32 handle, T_PDU_ERR_EVT code, UNUM32 extra) {
 }
 
 void CopEngine::ReceiveFailed(UNUM32 uniqueRespId, T_PDU_ERR_EVT code, UNUM32 extra) {
-  const auto receiver = ReceiverOf({}, uniqueRespId);
+  const auto receiver = ReceiverFrom(uniqueRespId);
   if (receiver && HasTimeout(*receiver->cop)) {
     Fail(*receiver->cop, code, extra);
     return;
@@ -226,13 +240,24 @@ void CopEngine::ReceiveFailed(UNUM32 uniqueRespId, T_PDU_ERR_EVT code, UNUM32 ex
 
 std::optional<CopEngine::Receiver> CopEngine::ReceiverOf(std::span<const UNUM8> bytes,
                                                          UNUM32 uniqueRespId) {
+  return FindReceiver(
+      [&](const ExpectedResponse& expected) { return expected.Matches(bytes, uniqueRespId); });
+}
+
+std::optional<CopEngine::Receiver> CopEngine::ReceiverFrom(UNUM32 uniqueRespId) {
+  return FindReceiver(
+      [&](const ExpectedResponse& expected) { return expected.Admits(uniqueRespId); });
+}
+
+template <typename Fits>
+std::optional<CopEngine::Receiver> CopEngine::FindReceiver(Fits fits) {
   std::optional<Receiver> listener;
   for (const auto& [handle, cop] : cops_) {
     if (cop->phase != Cop::Phase::kReceiving) continue;
     const bool waits = !cop->ReceivesOnly();
     if (!waits && listener) continue;
     for (const ExpectedResponse& expected : cop->expected) {
-      if (!bytes.empty() && !expected.Matches(bytes, uniqueRespId)) continue;
+      if (!fits(expected)) continue;
       if (waits) return Receiver{cop.get(), expected.acceptanceId};
       if (!listener) listener = Receiver{cop.get(), expected.acceptanceId};
     }
@@ -253,8 +278,18 @@ void CopEngine::Received(UNUM32 handle) {
   }
 }
 
-void CopEngine::HoldTimeout(UNUM32 uniqueRespId) {
-  if (const auto receiver = ReceiverOf({}, uniqueRespId)) scheduler_.Cancel(receiver->cop->timer);
+UNUM32 CopEngine::HoldTimeout(UNUM32 uniqueRespId) {
+  const auto receiver = ReceiverFrom(uniqueRespId);
+  if (!receiver || !HasTimeout(*receiver->cop)) return PDU_HANDLE_UNDEF;
+  ++receiver->cop->holds;
+  scheduler_.Cancel(receiver->cop->timer);
+  return receiver->cop->handle;
+}
+
+void CopEngine::ReleaseTimeout(UNUM32 handle) {
+  Cop* cop = FindCop(handle);
+  if (cop == nullptr || cop->phase != Cop::Phase::kReceiving || cop->holds == 0) return;
+  if (--cop->holds == 0) StartTimeout(*cop, cop->patience);
 }
 
 bool CopEngine::Pending(UNUM32 handle) {
@@ -300,10 +335,13 @@ void CopEngine::CancelSending(bool executing) {
   std::vector<UNUM32> ended;
   for (const UNUM32 handle : waiting_) {
     const Cop& cop = *FindCop(handle);
-    if (cop.type == PDU_COPT_SENDRECV && !cop.executing) ended.push_back(handle);
+    if (IsTransmission(cop) && !cop.executing) ended.push_back(handle);
   }
   const Cop* current = Find(turn_);
-  if (executing && current != nullptr && current->type == PDU_COPT_SENDRECV) ended.push_back(turn_);
+  if (executing && current != nullptr && IsTransmission(*current) &&
+      current->phase == Cop::Phase::kSending) {
+    ended.push_back(turn_);
+  }
   for (const UNUM32 handle : ended) Cancel(handle);
 }
 

@@ -22,7 +22,7 @@ class CopTarget {
   virtual ~CopTarget() = default;
   virtual void CommunicationStarted() = 0;
   virtual void CommunicationStopped() = 0;
-  virtual void ActivateParams(const ComParamSet& params) = 0;
+  virtual void ActivateParams(const Cop& update) = 0;
   virtual void RestoreParams() = 0;
   virtual const ComParamSet& ActiveParams() const = 0;
   virtual void NoteError(T_PDU_ERR_EVT code, UNUM32 extra, UNUM32 cop, UNUM32 timestamp) = 0;
@@ -46,8 +46,8 @@ class CopEngine {
   /// False if there is no such ComPrimitive (any more).
   bool Cancel(UNUM32 handle);
   void CancelAll();
-  /// Cancels the sending ones that wait for their turn and, with `executing`, the one that is being
-  /// sent.
+  /// Cancels the sending ones that wait for their first turn and, with `executing`, the one that is
+  /// being sent. Those that repeat for ever go on.
   void CancelSending(bool executing);
   void Suspend(bool suspended);
   std::optional<T_PDU_STATUS> Status(UNUM32 handle) const;
@@ -59,8 +59,7 @@ class CopEngine {
   void SendDone(UNUM32 handle);
   /// Also: the bus could not be initialised.
   void SendFailed(UNUM32 handle, T_PDU_ERR_EVT code, UNUM32 extra);
-  /// An error of a reception that no ComPrimitive waits for in particular: goes to the one that
-  /// would have got it.
+  /// A response from there could not be received: goes to the ComPrimitive that would have got it.
   void ReceiveFailed(UNUM32 uniqueRespId, T_PDU_ERR_EVT code, UNUM32 extra);
   struct Receiver {
     Cop* cop;
@@ -70,14 +69,21 @@ class CopEngine {
   /// receive; none if nobody receives. For an accepted response call Received after its item was
   /// pushed.
   std::optional<Receiver> ReceiverOf(std::span<const UNUM8> bytes, UNUM32 uniqueRespId);
+  /// The one that would take a response from there, whatever its bytes turn out to be.
+  std::optional<Receiver> ReceiverFrom(UNUM32 uniqueRespId);
   void Received(UNUM32 handle);
-  /// A response has begun to come in: its own time-outs count from here on, until Received or
-  /// ReceiveFailed.
-  void HoldTimeout(UNUM32 uniqueRespId);
+  /// A response has begun to come in: its own time-outs count from here on, until ReleaseTimeout
+  /// with the ComPrimitive that this returns.
+  UNUM32 HoldTimeout(UNUM32 uniqueRespId);
+  /// The response has come, to whomever, or will not: if the ComPrimitive still waits, its time
+  /// begins anew.
+  void ReleaseTimeout(UNUM32 handle);
   /// A "response pending" was delivered. True if the ComPrimitive goes on waiting, with CP_P2Star,
   /// for the response itself; false if it counts as a response.
   bool Pending(UNUM32 handle);
   const Cop* Find(UNUM32 handle) const;
+  /// Those that it runs with.
+  const ComParamSet& ParamsOf(const Cop& cop) const;
 
  private:
   EventHead HeadOf(const Cop& cop) const;
@@ -89,10 +95,10 @@ class CopEngine {
   void EndOfCycle(Cop& cop);
   void Rest(Cop& cop);
   void Timeout(UNUM32 handle);
+  template <typename Fits>
+  std::optional<Receiver> FindReceiver(Fits fits);
   void StartTimeout(Cop& cop, ComParam comParam);
   static bool HasTimeout(const Cop& cop);
-  /// Those it runs with.
-  const ComParamSet& ParamsOf(const Cop& cop) const;
   void LeaveTurn(const Cop& cop);
   void Fail(Cop& cop, T_PDU_ERR_EVT code, UNUM32 extra);
   void End(UNUM32 handle, T_PDU_STATUS status);

@@ -29,7 +29,7 @@ Link::Link(UNUM32 handle, Resource resource, const LinkOptions& options, const L
   active_ = working_;
   protocol_ =
       resource_.kind->makeProtocol({site_.scheduler, cops_, events_, filters_, activeResponses_,
-                                    options_.packing, options_.passWithoutFilter},
+                                    options_.rawMode, options_.packing, options_.passWithoutFilter},
                                    site_.bus);
   cops_.SetProtocol(protocol_.get());
   site_.access.Join({handle_, resource_.id, &events_});
@@ -91,9 +91,9 @@ void Link::GoOffline() {
 }
 
 void Link::Reset() {
-  cops_.CancelAll();
   filters_.Clear();
   events_.Queue().DropAll();
+  cops_.CancelAll();  // its status items are news
 }
 
 T_PDU_ERROR Link::CheckStart(const Cop& cop, bool temporary) const {
@@ -117,6 +117,8 @@ T_PDU_ERROR Link::StartCop(std::unique_ptr<Cop> cop, bool temporary) {
   if (error == PDU_STATUS_NOERROR) {
     if (cop->type == PDU_COPT_UPDATEPARAM || temporary)
       cop->params = std::make_shared<const ComParamSet>(working_);
+    if (cop->type == PDU_COPT_UPDATEPARAM)
+      cop->responses = std::make_shared<const UniqueRespTable>(workingResponses_);
     if (temporary) working_ = active_;
     cops_.Start(std::move(cop));
   }
@@ -136,10 +138,10 @@ void Link::CommunicationStopped() {
   if (status_ == PDU_CLLST_COMM_STARTED) SetStatus(PDU_CLLST_ONLINE);
 }
 
-void Link::ActivateParams(const ComParamSet& params) {
-  const bool physical = !SamePhysicalParams(active_, params);
-  active_ = params;
-  activeResponses_ = workingResponses_;
+void Link::ActivateParams(const Cop& update) {
+  const bool physical = !SamePhysicalParams(active_, *update.params);
+  active_ = *update.params;
+  activeResponses_ = *update.responses;
   protocol_->ParamsChanged(active_);
   if (physical) site_.access.TellOthers(handle_, PDU_INFO_PHYS_COMPARAM_CHG, Timestamp());
 }

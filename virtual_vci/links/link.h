@@ -74,14 +74,14 @@ class Link : private CopTarget {
   T_PDU_ERROR StartCop(std::unique_ptr<Cop> cop, bool temporary);
   T_PDU_ERROR CancelCop(UNUM32 cop);
   T_PDU_ERROR IoControl(IoCtl command, const PDU_DATA_ITEM* input, ItemPtr& output);
-  /// Cancels everything, drops what waits in the event queue, forgets the filters; stays online.
+  /// Cancels everything, forgets the filters and what waits in the event queue; stays online.
   void Reset();
 
  private:
   // CopTarget
   void CommunicationStarted() override;
   void CommunicationStopped() override;
-  void ActivateParams(const ComParamSet& params) override;
+  void ActivateParams(const Cop& update) override;
   void RestoreParams() override;
   const ComParamSet& ActiveParams() const override { return active_; }
   void NoteError(T_PDU_ERR_EVT code, UNUM32 extra, UNUM32 cop, UNUM32 timestamp) override;

@@ -24,6 +24,7 @@ struct LinkContext {
   EventPort& events;
   const FilterList& filters;
   const UniqueRespTable& responses;  ///< active table
+  bool rawMode;                      ///< data begin with the address of their bus
   bool packing;                      ///< waiting frames are delivered packed
   bool passWithoutFilter;
 };
@@ -67,7 +68,7 @@ struct ProtocolOnBus {
   ProtocolId protocol;
   BusType bus;
   bool shared;  ///< several links may use the pins
-  /// `bitRate` 0: the first who has one decides.
+  /// `bitRate`: of the ECUs that have none of their own; 0 if there are none.
   std::unique_ptr<Bus> (*makeBus)(Scheduler& scheduler, std::uint32_t bitRate);
   /// On a bus that makeBus made.
   std::unique_ptr<Protocol> (*makeProtocol)(const LinkContext& link, Bus& bus);

@@ -11,6 +11,9 @@ namespace {
 
 constexpr std::uint64_t kAsideToken = 0;  // no ComPrimitive's frame has it
 
+// CP_CanFuncReqFormat: the link receives identifiers of one length only.
+constexpr UNUM32 kOneIdentifierLength = 0x20;
+
 }  // namespace
 
 CanProtocol::~CanProtocol() {
@@ -18,6 +21,7 @@ CanProtocol::~CanProtocol() {
 }
 
 void CanProtocol::GoOnline(const ComParamSet& params) {
+  sentExtended_.reset();
   ParamsChanged(params);
   bus_.Attach(*this);
   online_ = true;
@@ -30,16 +34,24 @@ void CanProtocol::GoOffline() {
 
 CanProtocol::Settings CanProtocol::Read(const ComParamSet& params) const {
   return {params.Number(ComParam::CP_Baudrate), params.Number(ComParam::CP_Loopback) != 0,
-          params.Number(ComParam::CP_TransmitIndEnable) != 0, params.Number(patienceParam_)};
+          params.Number(ComParam::CP_TransmitIndEnable) != 0,
+          params.Number(ComParam::CP_CanFuncReqFormat), params.Number(patienceParam_)};
 }
 
 void CanProtocol::ParamsChanged(const ComParamSet& params) { settings_ = Read(params); }
 
+OutgoingMessages CanProtocol::OutgoingOf(const Cop& cop) const {
+  if (link_.rawMode) return Outgoing(cop);
+  const ComParamSet& params = link_.cops.ParamsOf(cop);
+  return Outgoing(cop, RequestAddressOf(params, link_.responses));
+}
+
 T_PDU_ERROR CanProtocol::Check(const Cop& cop) const {
-  const auto messages = MessagesOf(cop);
-  const bool good = !messages.empty() &&
-                    std::all_of(messages.begin(), messages.end(),
-                                [&](const auto& message) { return IsMessage(cop, message); });
+  const OutgoingMessages outgoing = OutgoingOf(cop);
+  const bool good =
+      !outgoing.messages.empty() &&
+      std::all_of(outgoing.messages.begin(), outgoing.messages.end(),
+                  [&](const Bytes& message) { return IsMessage(outgoing.flags, message); });
   return good ? PDU_STATUS_NOERROR : PDU_ERR_INVALID_PARAMETERS;
 }
 
@@ -48,17 +60,16 @@ void CanProtocol::StartCommunication(const Cop& cop) { link_.cops.CommunicationD
 void CanProtocol::StopCommunication(const Cop& cop) { link_.cops.CommunicationDone(cop.handle); }
 
 void CanProtocol::Send(const Cop& cop) {
+  const ComParamSet& params = link_.cops.ParamsOf(cop);
   sending_ = cop.handle;
-  sendSettings_ = cop.params ? Read(*cop.params) : settings_;
-  messages_ = MessagesOf(cop);
+  sendSettings_ = Read(params);
+  outgoing_ = OutgoingOf(cop);
   next_ = 0;
-  BeginSending(cop);
+  BeginSending(outgoing_.flags, params);
   SendNext();
 }
 
-void CanProtocol::SendNext() {
-  if (const Cop* cop = link_.cops.Find(sending_)) SendMessage(*cop, messages_[next_]);
-}
+void CanProtocol::SendNext() { SendMessage(outgoing_.flags, outgoing_.messages[next_]); }
 
 void CanProtocol::StopSending() {
   if (online_ && sending_ != PDU_HANDLE_UNDEF) bus_.Cancel(*this, token_);
@@ -66,15 +77,21 @@ void CanProtocol::StopSending() {
 }
 
 void CanProtocol::TransmitFrame(const CanFrame& frame) {
+  sentExtended_ = frame.extended;
   bus_.Send(*this, frame, ++token_, sendSettings_.patience);
 }
 
-void CanProtocol::TransmitAside(const CanFrame& frame) {
-  bus_.Send(*this, frame, kAsideToken, settings_.patience);
+void CanProtocol::TransmitAside(const CanFrame& frame, Micros patience) {
+  bus_.Send(*this, frame, kAsideToken, patience);
 }
 
-void CanProtocol::Sent(std::uint64_t token, const CanFrame&, bool acknowledged, FrameTimes times) {
-  if (token == token_ && sending_ != PDU_HANDLE_UNDEF) FrameSent(acknowledged, times);
+void CanProtocol::Sent(std::uint64_t token, const CanFrame& frame, bool acknowledged,
+                       FrameTimes times) {
+  if (token == kAsideToken) {
+    if (!acknowledged) FrameAsideLost(frame);
+  } else if (token == token_ && sending_ != PDU_HANDLE_UNDEF) {
+    FrameSent(acknowledged, times);
+  }
 }
 
 void CanProtocol::MessageFailed(UNUM32 reason) {
@@ -85,8 +102,8 @@ void CanProtocol::MessageFailed(UNUM32 reason) {
 void CanProtocol::MessageSent(FrameTimes times) {
   const Cop* cop = link_.cops.Find(sending_);
   if (cop == nullptr) return;
-  Echo(*cop, messages_[next_], times);
-  if (++next_ < messages_.size()) {
+  Echo(*cop, outgoing_.messages[next_], times);
+  if (++next_ < outgoing_.messages.size()) {
     SendNext();
   } else {
     link_.cops.SendDone(std::exchange(sending_, PDU_HANDLE_UNDEF));
@@ -99,11 +116,11 @@ EventHead CanProtocol::HeadOf(const Cop& cop, FrameTimes times) const {
 
 void CanProtocol::Echo(const Cop& cop, std::span<const UNUM8> message, FrameTimes times) {
   if (!sendSettings_.transmitIndication && !sendSettings_.loopback) return;
-  const Form form = FormOf(cop);
+  const Form form = FormOf(outgoing_.flags);
   ResultInfo info;
   info.uniqueRespId = form.uniqueRespId;
   info.startTimestamp = static_cast<UNUM32>(times.start);
-  if (Has(cop.txFlags, kTx29BitId)) Put(info.rxFlags, kRx29BitId);
+  if (Has(outgoing_.flags, kTx29BitId)) Put(info.rxFlags, kRx29BitId);
   if (form.header > kIdentifierBytes) Put(info.rxFlags, kRxExtendedAddress);
   if (sendSettings_.transmitIndication) {
     ResultInfo done = info;
@@ -114,22 +131,44 @@ void CanProtocol::Echo(const Cop& cop, std::span<const UNUM8> message, FrameTime
   }
   if (sendSettings_.loopback) {
     Put(info.rxFlags, kRxLoopback);
-    link_.events.PushFrame(HeadOf(cop, times), info, message, form.packing);
+    Push(HeadOf(cop, times), info, message, form);
   }
+}
+
+void CanProtocol::Push(const EventHead& head, ResultInfo& info, std::span<const UNUM8> message,
+                       const Form& form) {
+  if (link_.rawMode) {
+    link_.events.PushFrame(head, info, message, form.packing);
+  } else {
+    info.header = message.first(form.header);
+    link_.events.PushFrame(head, info, message.subspan(form.header), false);
+  }
+}
+
+void CanProtocol::Deliver(const CopEngine::Receiver& receiver, ResultInfo& info, FrameTimes times,
+                          std::span<const UNUM8> message, const Form& form) {
+  info.uniqueRespId = form.uniqueRespId;
+  info.acceptanceId = receiver.acceptanceId;
+  Push(HeadOf(*receiver.cop, times), info, message, form);
+}
+
+bool CanProtocol::Receives(bool extended) const {
+  // Which length the application goes by, it shows with what it sends.
+  return settings_.identifiers != kOneIdentifierLength ||
+         sentExtended_.value_or(extended) == extended;
 }
 
 void CanProtocol::DeliverFrame(const CanFrame& frame, FrameTimes times, const Form& form) {
   const FrameBytes bytes(frame);
-  if (!link_.filters.Passes(bytes.All(), link_.passWithoutFilter)) return;
-  const auto receiver = link_.cops.ReceiverOf(bytes.All(), form.uniqueRespId);
+  if (!Receives(frame.extended) || !link_.filters.Passes(bytes.All(), link_.passWithoutFilter))
+    return;
+  const auto receiver = link_.cops.ReceiverOf(Visible(bytes.All(), form), form.uniqueRespId);
   if (!receiver) return;
   ResultInfo info;
   if (frame.extended) Put(info.rxFlags, kRx29BitId);
-  info.uniqueRespId = form.uniqueRespId;
-  info.acceptanceId = receiver->acceptanceId;
   info.startTimestamp = static_cast<UNUM32>(times.start);
   const UNUM32 handle = receiver->cop->handle;
-  link_.events.PushFrame(HeadOf(*receiver->cop, times), info, bytes.All(), form.packing);
+  Deliver(*receiver, info, times, bytes.All(), form);
   link_.cops.Received(handle);
 }
 

@@ -5,10 +5,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
-#include <vector>
 
+#include "virtual_vci/links/cop_engine.h"
 #include "virtual_vci/links/protocol.h"
+#include "virtual_vci/protocols/can_addressing.h"
 #include "virtual_vci/vehicle/can_bus.h"
 
 namespace virtual_vci {
@@ -43,23 +45,34 @@ class CanProtocol : public Protocol, protected CanNode {
   CanProtocol(const LinkContext& link, CanBus& bus, ComParam patience)
       : link_(link), bus_(bus), patienceParam_(patience) {}
 
-  virtual bool IsMessage(const Cop& cop, std::span<const UNUM8> bytes) const = 0;
-  virtual Form FormOf(const Cop& cop) const = 0;
-  /// The ComPrimitive is sent with these ComParams, if they aren't the active ones.
-  virtual void BeginSending(const Cop& cop) = 0;
-  /// Sends one message: Transmit, then MessageSent or MessageFailed.
-  virtual void SendMessage(const Cop& cop, std::span<const UNUM8> bytes) = 0;
+  // Messages are as in raw mode here, address first; the flags are those of their ComPrimitive.
+  virtual bool IsMessage(const FlagBytes& flags, std::span<const UNUM8> bytes) const = 0;
+  virtual Form FormOf(const FlagBytes& flags) const = 0;
+  /// A ComPrimitive is about to be sent with these ComParams.
+  virtual void BeginSending(const FlagBytes& flags, const ComParamSet& params) = 0;
+  /// Sends one message: TransmitFrame, then MessageSent or MessageFailed.
+  virtual void SendMessage(const FlagBytes& flags, std::span<const UNUM8> bytes) = 0;
   /// A frame of Transmit was acknowledged or given up.
   virtual void FrameSent(bool acknowledged, FrameTimes times) = 0;
 
   /// A frame of the ComPrimitive being sent.
   void TransmitFrame(const CanFrame& frame);
-  /// A frame whose fate nobody needs to know.
-  void TransmitAside(const CanFrame& frame);
+  /// A frame beside it, of which only the loss is told.
+  void TransmitAside(const CanFrame& frame, Micros patience);
+  virtual void FrameAsideLost(const CanFrame&) {}
   void MessageSent(FrameTimes times);
   void MessageFailed(UNUM32 reason);
-  /// Gives a frame to whoever receives it, if the filters let it pass.
+  /// Gives a frame to whoever receives it, if the filters let it pass and its identifier has a
+  /// length that the link receives.
   void DeliverFrame(const CanFrame& frame, FrameTimes times, const Form& form);
+  /// Gives a message, which begins with its address, as the link's mode has it: whole, or its
+  /// payload with the address beside it.
+  void Deliver(const CopEngine::Receiver& receiver, ResultInfo& info, FrameTimes times,
+               std::span<const UNUM8> message, const Form& form);
+  /// What a receiver sees of a message, and what its masks are compared with.
+  std::span<const UNUM8> Visible(std::span<const UNUM8> message, const Form& form) const {
+    return link_.rawMode ? message : message.subspan(form.header);
+  }
   EventHead HeadOf(const Cop& cop, FrameTimes times) const;
 
   const LinkContext link_;
@@ -69,6 +82,7 @@ class CanProtocol : public Protocol, protected CanNode {
     std::uint32_t bitRate = 0;
     bool loopback = false;
     bool transmitIndication = false;
+    UNUM32 identifiers = 0;  ///< CP_CanFuncReqFormat
     Micros patience = 0;
   };
   // CanNode
@@ -77,7 +91,11 @@ class CanProtocol : public Protocol, protected CanNode {
   std::uint32_t BitRate() const override { return settings_.bitRate; }
 
   Settings Read(const ComParamSet& params) const;
+  OutgoingMessages OutgoingOf(const Cop& cop) const;
+  bool Receives(bool extended) const;
   void SendNext();
+  void Push(const EventHead& head, ResultInfo& info, std::span<const UNUM8> message,
+            const Form& form);
   void Echo(const Cop& cop, std::span<const UNUM8> message, FrameTimes times);
 
   CanBus& bus_;
@@ -86,8 +104,9 @@ class CanProtocol : public Protocol, protected CanNode {
   Settings settings_;
 
   UNUM32 sending_ = PDU_HANDLE_UNDEF;
-  Settings sendSettings_;                         ///< those of the ComPrimitive being sent
-  std::vector<std::span<const UNUM8>> messages_;  ///< in its data
+  Settings sendSettings_;  ///< those of the ComPrimitive being sent
+  OutgoingMessages outgoing_;
+  std::optional<bool> sentExtended_;  ///< whether the last frame had an identifier of 29 bits
   std::size_t next_ = 0;
   std::uint64_t token_ = 0;
 };

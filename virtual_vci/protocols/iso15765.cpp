@@ -4,41 +4,13 @@
 #include <utility>
 
 #include "virtual_vci/links/cop_engine.h"
+#include "virtual_vci/protocols/can_addressing.h"
 
 namespace virtual_vci {
 
 namespace {
 
-// Bits of a CAN format ComParam.
-constexpr UNUM32 kFormat29Bit = 0x02;
-constexpr UNUM32 kFormatExtended = 0x08;
-constexpr UNUM32 kFormatPadded = 0x30;
-
 constexpr UNUM32 kNoOverride = 0xFFFF;
-
-CanAddress AddressOf(const UniqueRespEntry& entry, ComParam id, ComParam format,
-                     ComParam extension) {
-  const UNUM32 bits = entry.Number(format, 0);
-  CanAddress address{entry.Number(id, 0), (bits & kFormat29Bit) != 0, std::nullopt};
-  if ((bits & kFormatExtended) != 0)
-    address.extension = static_cast<std::uint8_t>(entry.Number(extension, 0));
-  return address;
-}
-
-Bytes HeaderOf(const CanAddress& address) {
-  Bytes bytes;
-  for (int shift = 24; shift >= 0; shift -= 8)
-    bytes.push_back(static_cast<std::uint8_t>(address.id >> shift));
-  if (address.extension) bytes.push_back(*address.extension);
-  return bytes;
-}
-
-FlagBytes FlagsOf(const CanAddress& address) {
-  FlagBytes flags{};
-  if (address.extended) Put(flags, kRx29BitId);
-  if (address.extension) Put(flags, kRxExtendedAddress);
-  return flags;
-}
 
 /// Where a message of a ComPrimitive goes; none if its bytes are no message.
 std::optional<CanAddress> DestinationOf(std::span<const UNUM8> message, const FlagBytes& flags) {
@@ -59,10 +31,8 @@ class Iso15765::Conversation : private IsoTpReceiver::Host {
  public:
   Conversation(Iso15765& owner, const UniqueRespEntry& entry)
       : uniqueRespId(entry.uniqueRespId),
-        request(AddressOf(entry, ComParam::CP_CanPhysReqId, ComParam::CP_CanPhysReqFormat,
-                          ComParam::CP_CanPhysReqExtAddr)),
-        response(AddressOf(entry, ComParam::CP_CanRespUSDTId, ComParam::CP_CanRespUSDTFormat,
-                           ComParam::CP_CanRespUSDTExtAddr)),
+        request(RequestAddressOf(entry)),
+        response(ResponseAddressOf(entry)),
         padded((entry.Number(ComParam::CP_CanRespUSDTFormat, 0) & kFormatPadded) != 0),
         owner_(owner),
         receiver_(owner.link_.scheduler, *this) {}
@@ -71,6 +41,7 @@ class Iso15765::Conversation : private IsoTpReceiver::Host {
     IsoTpReceiver::Config config = settings.receiver;
     config.flowControlTo = request;
     if (padded && !config.padding) config.padding = std::uint8_t{0};
+    config.room = FrameRoom(response);
     receiver_.Configure(config);
   }
   void Frame(const CanFrame& frame) {
@@ -78,7 +49,11 @@ class Iso15765::Conversation : private IsoTpReceiver::Host {
     paddingError = padded && frame.size < 8;
     receiver_.Frame(bytes);
   }
-  void Reset() { receiver_.Reset(); }
+  void FlowControlFailed() { receiver_.FlowControlFailed(); }
+  void Reset() {
+    receiver_.Reset();
+    Release();
+  }
 
   const UNUM32 uniqueRespId;
   const CanAddress request;
@@ -88,10 +63,13 @@ class Iso15765::Conversation : private IsoTpReceiver::Host {
   UNUM32 startTimestamp = 0;  ///< of the first frame
 
  private:
-  void TransmitFlowControl(const CanFrame& frame) override { owner_.TransmitAside(frame); }
+  void TransmitFlowControl(const CanFrame& frame) override {
+    owner_.TransmitAside(frame, owner_.settings_.ar);
+  }
   void ReceiveStarted(std::size_t) override {
     startTimestamp = static_cast<UNUM32>(owner_.times_.start);
     segmented_ = true;
+    held_ = owner_.link_.cops.HoldTimeout(uniqueRespId);
     owner_.IndicateStart(*this);
   }
   void ReceiveEnded(IsoTpError error, Bytes message) override {
@@ -102,11 +80,14 @@ class Iso15765::Conversation : private IsoTpReceiver::Host {
     } else {
       owner_.DeliverFailure(*this, error);
     }
+    Release();
   }
+  void Release() { owner_.link_.cops.ReleaseTimeout(std::exchange(held_, PDU_HANDLE_UNDEF)); }
 
   Iso15765& owner_;
   IsoTpReceiver receiver_;
   bool segmented_ = false;
+  UNUM32 held_ = PDU_HANDLE_UNDEF;  ///< who waits until the message is in
 };
 
 Iso15765::Iso15765(const LinkContext& link, CanBus& bus)
@@ -118,9 +99,8 @@ Iso15765::Settings Iso15765::Read(const ComParamSet& params) {
   Settings settings;
   settings.startIndication = params.Number(ComParam::CP_StartMsgIndEnable) != 0;
   settings.mixedFormat = params.Number(ComParam::CP_CanMixedFormat);
-  if (params.Number(ComParam::CP_CanFillerByteHandling) != 0) {
-    settings.padding = static_cast<std::uint8_t>(params.Number(ComParam::CP_CanFillerByte));
-  }
+  settings.padding = FillerOf(params);
+  settings.ar = params.Number(ComParam::CP_Ar);
   const auto firstSequence =
       static_cast<std::uint8_t>(params.Number(ComParam::CP_CanFirstConsecutiveFrameValue));
   settings.sender.bs = params.Number(ComParam::CP_Bs);
@@ -179,28 +159,27 @@ T_PDU_ERROR Iso15765::Check(const Cop& cop) const {
   return CanProtocol::Check(cop);
 }
 
-bool Iso15765::IsMessage(const Cop& cop, std::span<const UNUM8> bytes) const {
-  if (Has(cop.txFlags, kTxRawFrame))
-    return FrameOf(bytes, Has(cop.txFlags, kTx29BitId)).has_value();
-  return DestinationOf(bytes, cop.txFlags).has_value();
+bool Iso15765::IsMessage(const FlagBytes& flags, std::span<const UNUM8> bytes) const {
+  if (Has(flags, kTxRawFrame)) return FrameOf(bytes, Has(flags, kTx29BitId)).has_value();
+  return DestinationOf(bytes, flags).has_value();
 }
 
-CanProtocol::Form Iso15765::FormOf(const Cop& cop) const {
+CanProtocol::Form Iso15765::FormOf(const FlagBytes& flags) const {
   if (raw_) return {.uniqueRespId = kRawFrameRespId};
-  return {.header = kIdentifierBytes + (Has(cop.txFlags, kTxExtendedAddress) ? 1 : 0)};
+  return {.header = kIdentifierBytes + (Has(flags, kTxExtendedAddress) ? 1 : 0)};
 }
 
-void Iso15765::BeginSending(const Cop& cop) {
-  sendSettings_ = cop.params ? Read(*cop.params) : settings_;
-  raw_ = Has(cop.txFlags, kTxRawFrame);
+void Iso15765::BeginSending(const FlagBytes& flags, const ComParamSet& params) {
+  sendSettings_ = Read(params);
+  raw_ = Has(flags, kTxRawFrame);
 }
 
-void Iso15765::SendMessage(const Cop& cop, std::span<const UNUM8> bytes) {
+void Iso15765::SendMessage(const FlagBytes& flags, std::span<const UNUM8> bytes) {
   if (raw_) {
-    TransmitFrame(*FrameOf(bytes, Has(cop.txFlags, kTx29BitId)));
+    TransmitFrame(*FrameOf(bytes, Has(flags, kTx29BitId)));
     return;
   }
-  const CanAddress to = *DestinationOf(bytes, cop.txFlags);
+  const CanAddress to = *DestinationOf(bytes, flags);
   const auto payload = bytes.subspan(kIdentifierBytes + (to.extension ? 1 : 0));
   const bool known = std::any_of(conversations_.begin(), conversations_.end(),
                                  [&](const auto& each) { return each->request == to; });
@@ -225,6 +204,12 @@ void Iso15765::FrameSent(bool acknowledged, FrameTimes times) {
     sender_.FrameSent(acknowledged);
   } else {
     SendEnded(acknowledged ? IsoTpError::kNone : IsoTpError::kTimeoutAs);
+  }
+}
+
+void Iso15765::FrameAsideLost(const CanFrame& frame) {
+  for (const auto& conversation : conversations_) {
+    if (HasAddress(frame, conversation->request)) conversation->FlowControlFailed();
   }
 }
 
@@ -256,13 +241,12 @@ void Iso15765::Heard(const CanFrame& frame, FrameTimes times) {
 }
 
 void Iso15765::IndicateStart(const Conversation& from) {
-  const auto receiver = link_.cops.ReceiverOf({}, from.uniqueRespId);
-  if (!receiver) return;
-  link_.cops.HoldTimeout(from.uniqueRespId);
   if (!settings_.startIndication) return;
+  const auto receiver = link_.cops.ReceiverFrom(from.uniqueRespId);
+  if (!receiver) return;
   const Bytes header = HeaderOf(from.response);
   ResultInfo info;
-  info.rxFlags = FlagsOf(from.response);
+  info.rxFlags = RxFlagsOf(from.response);
   Put(info.rxFlags, kRxStartOfMessage);
   info.uniqueRespId = from.uniqueRespId;
   info.acceptanceId = receiver->acceptanceId;
@@ -273,18 +257,17 @@ void Iso15765::IndicateStart(const Conversation& from) {
 
 void Iso15765::Deliver(const Conversation& from, const Bytes& message) {
   Bytes bytes = HeaderOf(from.response);
+  const Form form{.header = bytes.size(), .uniqueRespId = from.uniqueRespId};
   bytes.insert(bytes.end(), message.begin(), message.end());
-  const auto receiver = link_.cops.ReceiverOf(bytes, from.uniqueRespId);
+  const auto receiver = link_.cops.ReceiverOf(Visible(bytes, form), from.uniqueRespId);
   if (!receiver) return;
   ResultInfo info;
-  info.rxFlags = FlagsOf(from.response);
+  info.rxFlags = RxFlagsOf(from.response);
   if (from.paddingError) Put(info.rxFlags, kRxPaddingError);
-  info.uniqueRespId = from.uniqueRespId;
-  info.acceptanceId = receiver->acceptanceId;
   info.startTimestamp = from.startTimestamp;
   const UNUM32 handle = receiver->cop->handle;
   const bool pending = message.size() == 3 && message[0] == 0x7F && message[2] == 0x78;
-  link_.events.Push(MakeResultItem(HeadOf(*receiver->cop, times_), info, bytes));
+  Deliver(*receiver, info, times_, bytes, form);
   if (!pending || !link_.cops.Pending(handle)) link_.cops.Received(handle);
 }
 

@@ -43,6 +43,7 @@ class Iso15765 : public CanProtocol, private IsoTpSender::Host {
     bool startIndication = false;
     UNUM32 mixedFormat = 0;
     std::optional<std::uint8_t> padding;
+    Micros ar = 0;
     IsoTpSender::Config sender;
     IsoTpReceiver::Config receiver;
   };
@@ -50,17 +51,19 @@ class Iso15765 : public CanProtocol, private IsoTpSender::Host {
   void Rebuild();
 
   // CanProtocol
-  bool IsMessage(const Cop& cop, std::span<const UNUM8> bytes) const override;
-  Form FormOf(const Cop& cop) const override;
-  void BeginSending(const Cop& cop) override;
-  void SendMessage(const Cop& cop, std::span<const UNUM8> bytes) override;
+  bool IsMessage(const FlagBytes& flags, std::span<const UNUM8> bytes) const override;
+  Form FormOf(const FlagBytes& flags) const override;
+  void BeginSending(const FlagBytes& flags, const ComParamSet& params) override;
+  void SendMessage(const FlagBytes& flags, std::span<const UNUM8> bytes) override;
   void FrameSent(bool acknowledged, FrameTimes times) override;
+  void FrameAsideLost(const CanFrame& frame) override;
   // CanNode
   void Heard(const CanFrame& frame, FrameTimes times) override;
   // IsoTpSender::Host
   void Transmit(const CanFrame& frame) override { TransmitFrame(frame); }
   void SendEnded(IsoTpError error) override;
 
+  using CanProtocol::Deliver;
   void Deliver(const Conversation& from, const Bytes& message);
   void IndicateStart(const Conversation& from);
   void DeliverFailure(const Conversation& from, IsoTpError error);

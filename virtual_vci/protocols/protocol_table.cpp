@@ -23,17 +23,22 @@ constexpr auto kNewCan = NewBus<CanBus>;
 constexpr auto kNewRaw = NewProtocol<RawCan, CanBus>;
 constexpr auto kNewIso = NewProtocol<Iso15765, CanBus>;
 
-constexpr auto kSingleWire = std::to_array<ComParamDefault>({{ComParam::CP_Baudrate, 33333}});
+constexpr ComParamDefault kAsTheyAre{ComParam::CP_CanFillerByteHandling, 0};
+constexpr ComParamDefault kSlow{ComParam::CP_Baudrate, 33333};
+
+constexpr auto kRaw = std::to_array({kAsTheyAre});
+constexpr auto kRawSingleWire = std::to_array({kAsTheyAre, kSlow});
+constexpr auto kIsoSingleWire = std::to_array({kSlow});
 
 // Protocol, bus, shared or exclusive, how bus and protocol are made, ComParams that begin
 // differently. How many pins a bus is on, its type says (bus_types.h).
 constexpr auto kTable = std::to_array<ProtocolOnBus>({
-    {ProtocolId::kRawCan, BusType::kDualWireCan, true, kNewCan, kNewRaw, {}},
-    {ProtocolId::kRawCan, BusType::kFaultTolerantCan, true, kNewCan, kNewRaw, {}},
-    {ProtocolId::kRawCan, BusType::kSingleWireCan, true, kNewCan, kNewRaw, kSingleWire},
+    {ProtocolId::kRawCan, BusType::kDualWireCan, true, kNewCan, kNewRaw, kRaw},
+    {ProtocolId::kRawCan, BusType::kFaultTolerantCan, true, kNewCan, kNewRaw, kRaw},
+    {ProtocolId::kRawCan, BusType::kSingleWireCan, true, kNewCan, kNewRaw, kRawSingleWire},
     {ProtocolId::kIso15765, BusType::kDualWireCan, true, kNewCan, kNewIso, {}},
     {ProtocolId::kIso15765, BusType::kFaultTolerantCan, true, kNewCan, kNewIso, {}},
-    {ProtocolId::kIso15765, BusType::kSingleWireCan, true, kNewCan, kNewIso, kSingleWire},
+    {ProtocolId::kIso15765, BusType::kSingleWireCan, true, kNewCan, kNewIso, kIsoSingleWire},
 });
 
 }  // namespace

@@ -5,14 +5,20 @@ namespace virtual_vci {
 RawCan::RawCan(const LinkContext& link, CanBus& bus)
     : CanProtocol(link, bus, ComParam::CP_CanTransmissionTime) {}
 
-bool RawCan::IsMessage(const Cop& cop, std::span<const UNUM8> bytes) const {
-  return FrameOf(bytes, Has(cop.txFlags, kTx29BitId)).has_value();
+bool RawCan::IsMessage(const FlagBytes& flags, std::span<const UNUM8> bytes) const {
+  return FrameOf(bytes, Has(flags, kTx29BitId)).has_value();
 }
 
-CanProtocol::Form RawCan::FormOf(const Cop&) const { return {.packing = link_.packing}; }
+CanProtocol::Form RawCan::FormOf(const FlagBytes&) const { return {.packing = link_.packing}; }
 
-void RawCan::SendMessage(const Cop& cop, std::span<const UNUM8> bytes) {
-  TransmitFrame(*FrameOf(bytes, Has(cop.txFlags, kTx29BitId)));
+void RawCan::BeginSending(const FlagBytes&, const ComParamSet& params) {
+  filler_ = FillerOf(params);
+}
+
+void RawCan::SendMessage(const FlagBytes& flags, std::span<const UNUM8> bytes) {
+  CanFrame frame = *FrameOf(bytes, Has(flags, kTx29BitId));
+  while (filler_ && frame.size < frame.data.size()) frame.data[frame.size++] = *filler_;
+  TransmitFrame(frame);
 }
 
 void RawCan::FrameSent(bool acknowledged, FrameTimes times) {

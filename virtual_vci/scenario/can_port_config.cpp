@@ -47,6 +47,7 @@ TransportConfig ReadTransport(const JsonValue& json) {
 
 std::shared_ptr<PortConfig> ReadCanPort(const JsonValue& json, const std::vector<Signal>& signals) {
   CanPortConfig port;
+  if (const auto bitRate = json.Find("bitRate")) port.bitRate = bitRate->Number(5, 1000000);
   port.request = ReadAddress(json.Get("request"));
   port.response = ReadAddress(json.Get("response"));
   if (const auto functional = json.Find("functional")) port.functional = ReadAddress(*functional);

@@ -40,6 +40,7 @@ struct CanPortConfig : PortConfig {
     Micros period = 0;  ///< 0: as fast as the application takes them
   };
 
+  std::optional<std::uint32_t> bitRate;  ///< none: that of its bus
   CanAddress request;
   std::optional<CanAddress> functional;
   CanAddress response;
@@ -49,7 +50,7 @@ struct CanPortConfig : PortConfig {
 };
 
 inline constexpr auto kCanPortMembers = std::to_array<std::string_view>(
-    {"request", "functional", "response", "padding", "transport", "cyclic"});
+    {"bitRate", "request", "functional", "response", "padding", "transport", "cyclic"});
 
 /// Reads these members. Throws ScenarioError.
 std::shared_ptr<PortConfig> ReadCanPort(const JsonValue& json, const std::vector<Signal>& signals);

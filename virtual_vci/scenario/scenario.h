@@ -4,6 +4,7 @@
 #ifndef VIRTUAL_VCI_SCENARIO_SCENARIO_H_
 #define VIRTUAL_VCI_SCENARIO_SCENARIO_H_
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -38,6 +39,13 @@ struct VciConfig {
   bool passWithoutFilter =
       false;  ///< a raw link without pass filters receives everything instead of nothing
 };
+
+/// Whether what is connected to the ones meets what is connected to the others: they are the same,
+/// or one list has further pins behind those of the other.
+inline bool PinsMeet(const std::vector<UNUM32>& one, const std::vector<UNUM32>& other) {
+  const auto common = static_cast<std::ptrdiff_t>(std::min(one.size(), other.size()));
+  return common != 0 && std::equal(one.begin(), one.begin() + common, other.begin());
+}
 
 struct BusConfig {
   BusType type = BusType::kDualWireCan;

@@ -113,7 +113,15 @@ Scenario ReadScenario(const JsonValue& json) {
       vci.Get("serial").Fail("a serial number of its own");
   }
   if (const auto buses = json.Find("buses")) {
-    for (const JsonValue& bus : buses->Elements()) scenario.buses.push_back(ReadBus(bus));
+    for (const JsonValue& bus : buses->Elements()) {
+      BusConfig read = ReadBus(bus);
+      if (std::any_of(scenario.buses.begin(), scenario.buses.end(), [&](const BusConfig& other) {
+            return other.type == read.type && PinsMeet(other.pins, read.pins);
+          })) {
+        bus.Get("pins").Fail("pins that no other bus of its type begins with");
+      }
+      scenario.buses.push_back(std::move(read));
+    }
   }
   if (const auto ecus = json.Find("ecus")) {
     for (const JsonValue& ecu : ecus->Elements())

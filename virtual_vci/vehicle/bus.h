@@ -28,8 +28,8 @@ class EcuPort {
   class Host {
    public:
     virtual ~Host() = default;
-    /// A request has come in, for this ECU or for all.
-    virtual void Requested(EcuPort& port, Bytes request, bool functional) = 0;
+    /// A request has come in, for this ECU or for all; it began to at this time.
+    virtual void Requested(EcuPort& port, Bytes request, bool functional, Micros begun) = 0;
     /// What Respond began has ended, however it did.
     virtual void Responded(EcuPort& port) = 0;
   };

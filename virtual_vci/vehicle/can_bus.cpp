@@ -1,6 +1,7 @@
 #include "virtual_vci/vehicle/can_bus.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace virtual_vci {
 
@@ -17,24 +18,24 @@ constexpr Micros kStrangerPatience = 100000;
 
 /// Only sends.
 class Stranger : public CanNode {
+ public:
+  explicit Stranger(std::uint32_t bitRate) : bitRate_(bitRate) {}
+
+ private:
   void Heard(const CanFrame&, FrameTimes) override {}
   void Sent(std::uint64_t, const CanFrame&, bool, FrameTimes) override {}
+  std::uint32_t BitRate() const override { return bitRate_; }
+
+  const std::uint32_t bitRate_;
 };
+
+bool Reaches(const CanNode& from, const CanNode& to) {
+  return &from != &to && from.BitRate() != 0 && from.BitRate() == to.BitRate();
+}
 
 }  // namespace
 
-std::uint32_t CanBus::RateOf(const CanNode& node) const {
-  return node.BitRate() == 0 ? bitRate_ : node.BitRate();
-}
-
-bool CanBus::Reaches(const CanNode& from, const CanNode& to) const {
-  return &from != &to && RateOf(from) == bitRate_ && RateOf(to) == bitRate_;
-}
-
-void CanBus::Attach(CanNode& node) {
-  if (bitRate_ == 0) bitRate_ = node.BitRate();
-  nodes_.push_back(&node);
-}
+void CanBus::Attach(CanNode& node) { nodes_.push_back(&node); }
 
 void CanBus::Detach(CanNode& node) {
   std::erase(nodes_, &node);
@@ -44,10 +45,11 @@ void CanBus::Detach(CanNode& node) {
   if (onWire_ && ofNode(*onWire_)) onWire_->second.sender = nullptr;
 }
 
-void CanBus::Send(CanNode& node, const CanFrame& frame, std::uint64_t token, Micros patience) {
+void CanBus::Send(CanNode& node, const CanFrame& frame, std::uint64_t token, Patience patience) {
   const Key key{Arbitration(frame), ++serial_};
-  waiting_.emplace(key, Pending{&node, frame, token, scheduler_.Now() + patience});
-  if (!onWire_) StartNext();
+  if (patience) *patience += scheduler_.Now();
+  waiting_.emplace(key, Pending{&node, frame, token, patience});
+  if (!onWire_ && !telling_) StartSoon();
 }
 
 void CanBus::Cancel(CanNode& node, std::uint64_t token) {
@@ -59,11 +61,39 @@ void CanBus::Cancel(CanNode& node, std::uint64_t token) {
   if (onWire_ && same(*onWire_)) onWire_->second.sender = nullptr;
 }
 
+void CanBus::StartSoon() {
+  if (!scheduler_.HasDue()) {
+    StartNext();
+  } else if (!std::exchange(startsSoon_, true)) {
+    scheduler_.After(0, Pace::kProgress, [this] {
+      startsSoon_ = false;
+      StartNext();
+    });
+  }
+}
+
+void CanBus::DropExpired() {
+  const Micros now = scheduler_.Now();
+  std::vector<Pending> expired;
+  std::erase_if(waiting_, [&](const auto& entry) {
+    const bool over = entry.second.giveUp && *entry.second.giveUp < now;
+    if (over) expired.push_back(entry.second);
+    return over;
+  });
+  telling_ = true;
+  for (const Pending& pending : expired)
+    pending.sender->Sent(pending.token, pending.frame, false, {now, now});
+  telling_ = false;
+}
+
 void CanBus::StartNext() {
-  if (onWire_ || waiting_.empty()) return;
+  if (onWire_) return;
+  DropExpired();
+  if (waiting_.empty()) return;
   auto node = waiting_.extract(waiting_.begin());
   onWire_.emplace(node.key(), node.mapped());
-  const std::uint64_t rate = bitRate_ == 0 ? kDefaultBitRate : bitRate_;
+  const std::uint32_t ofSender = onWire_->second.sender->BitRate();
+  const std::uint64_t rate = ofSender == 0 ? kDefaultBitRate : ofSender;
   wireStart_ = scheduler_.Now();
   // What a rounded time leaves over goes to the next frame, so that long runs take exactly the time
   // of their bits.
@@ -75,28 +105,32 @@ void CanBus::StartNext() {
 }
 
 void CanBus::Complete() {
-  const Key key = onWire_->first;
-  const Pending pending = onWire_->second;
+  const auto [key, pending] = *onWire_;
   onWire_.reset();
-  const FrameTimes times{wireStart_, wireEnd_};
-  if (pending.sender == nullptr) {
-    StartNext();
-    return;
-  }
-  const bool acknowledged = std::any_of(
-      nodes_.begin(), nodes_.end(), [&](CanNode* node) { return Reaches(*pending.sender, *node); });
-  if (!acknowledged && scheduler_.Now() + kRetryPause <= pending.giveUp) {
-    Retry(key, pending);
-  } else {
-    CanNode* const sender = pending.sender;
-    if (acknowledged) {
-      for (CanNode* node : nodes_) {
-        if (Reaches(*sender, *node)) node->Heard(pending.frame, times);
-      }
+  if (pending.sender != nullptr) {
+    const FrameTimes times{wireStart_, wireEnd_};
+    telling_ = true;
+    const bool acknowledged = Distribute(pending, times);
+    const bool again =
+        !acknowledged && pending.giveUp && scheduler_.Now() + kRetryPause <= *pending.giveUp;
+    if (again) {
+      Retry(key, pending);
+    } else {
+      pending.sender->Sent(pending.token, pending.frame, acknowledged, times);
     }
-    sender->Sent(pending.token, pending.frame, acknowledged, times);
+    telling_ = false;
   }
-  StartNext();
+  StartSoon();
+}
+
+bool CanBus::Distribute(const Pending& pending, FrameTimes times) {
+  bool acknowledged = false;
+  for (CanNode* node : nodes_) {
+    if (!Reaches(*pending.sender, *node)) continue;
+    acknowledged = true;
+    node->Heard(pending.frame, times);
+  }
+  return acknowledged;
 }
 
 void CanBus::Retry(Key key, Pending pending) {
@@ -106,7 +140,7 @@ void CanBus::Retry(Key key, Pending pending) {
     auto node = resting_.extract(number);
     if (node.empty()) return;
     waiting_.emplace(node.mapped().first, node.mapped().second);
-    StartNext();
+    StartSoon();
   });
 }
 
@@ -114,7 +148,10 @@ bool CanBus::SendBytes(std::span<const std::uint8_t> message, std::uint32_t flag
   const auto frame = FrameOf(message, (flags & kBytesOf29BitId) != 0);
   if (!frame) return false;
   if (!stranger_) {
-    stranger_ = std::make_unique<Stranger>();
+    const auto talking = std::find_if(nodes_.begin(), nodes_.end(),
+                                      [](const CanNode* node) { return node->BitRate() != 0; });
+    const std::uint32_t rate = talking == nodes_.end() ? kDefaultBitRate : (*talking)->BitRate();
+    stranger_ = std::make_unique<Stranger>(bitRate_ == 0 ? rate : bitRate_);
     Attach(*stranger_);
   }
   Send(*stranger_, *frame, 0, kStrangerPatience);

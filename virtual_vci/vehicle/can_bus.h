@@ -26,15 +26,19 @@ class CanNode {
   /// What became of an own frame: acknowledged by another node, or given up.
   virtual void Sent(std::uint64_t token, const CanFrame& frame, bool acknowledged,
                     FrameTimes times) = 0;
-  /// 0: that of the bus.
-  virtual std::uint32_t BitRate() const { return 0; }
+  /// Asked for each frame; 0: none, which nobody hears and who hears nobody.
+  virtual std::uint32_t BitRate() const = 0;
 };
 
-/// Nodes that share pins. Guarded by the module's lock. Nodes may send and cancel from within Heard
-/// and Sent, but not attach or detach.
+/// Nodes that share pins: those of equal bit rates hear each other. Guarded by the module's lock.
+/// Nodes may send and cancel from within Heard and Sent, but not attach or detach.
 class CanBus : public Bus {
  public:
-  /// `bitRate` 0: the first node that has one decides.
+  /// How long a frame is tried: until it was on the wire for the last time within this time from
+  /// Send on; none: once, however late.
+  using Patience = std::optional<Micros>;
+
+  /// `bitRate`: of the ECUs that have none of their own; 0 if there are none.
   CanBus(Scheduler& scheduler, std::uint32_t bitRate) : scheduler_(scheduler), bitRate_(bitRate) {}
 
   // Bus
@@ -45,9 +49,9 @@ class CanBus : public Bus {
   void Attach(CanNode& node);
   /// The node is never called again; its waiting frames are forgotten.
   void Detach(CanNode& node);
-  /// Queues a frame; the lowest identifier goes first, as on the wire. A frame that nobody
-  /// acknowledges is repeated until `patience` is over.
-  void Send(CanNode& node, const CanFrame& frame, std::uint64_t token, Micros patience);
+  /// Queues a frame; the lowest identifier goes first, as on the wire. A frame that loses the
+  /// arbitration or that nobody acknowledges is tried again.
+  void Send(CanNode& node, const CanFrame& frame, std::uint64_t token, Patience patience);
   /// Forgets a node's frames of this token; one that is on the wire goes out, but isn't reported.
   void Cancel(CanNode& node, std::uint64_t token);
 
@@ -57,14 +61,16 @@ class CanBus : public Bus {
     CanNode* sender;
     CanFrame frame;
     std::uint64_t token;
-    Micros giveUp;
+    Patience giveUp;  ///< when
   };
+  /// Starts the next frame once everybody had the chance to send at this point of time.
+  void StartSoon();
   void StartNext();
+  void DropExpired();
   void Complete();
+  /// Whether the sender was acknowledged.
+  bool Distribute(const Pending& pending, FrameTimes times);
   void Retry(Key key, Pending pending);
-  bool Reaches(const CanNode& from, const CanNode& to) const;
-  std::uint32_t RateOf(const CanNode& node) const;
-
   Scheduler& scheduler_;
   std::uint32_t bitRate_;
   std::vector<CanNode*> nodes_;
@@ -74,6 +80,8 @@ class CanBus : public Bus {
   Micros wireEnd_ = 0;
   std::uint32_t wireRest_ =
       0;  ///< fraction of a microsecond that the last frame left, in bit times × 1e6
+  bool telling_ = false;  ///< nodes are being told: they may send, nothing starts meanwhile
+  bool startsSoon_ = false;
   std::uint64_t serial_ = 0;
   std::map<std::uint64_t, std::pair<Key, Pending>>
       resting_;                        ///< unacknowledged frames, by retry number

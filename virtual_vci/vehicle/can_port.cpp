@@ -38,6 +38,7 @@ CanPort::CanPort(const CanPortConfig& config, const PortContext& context, CanBus
   receiver.stMin = config.transport.stMin;
   receiver.waits = config.transport.waits;
   receiver.maxLength = config.transport.maxLength;
+  receiver.room = FrameRoom(config.request);
   receiver_.Configure(receiver);
   bus_.Attach(*this);
 }
@@ -49,7 +50,7 @@ void CanPort::SendCyclic(std::size_t index) {
   const Bytes data = cyclic.data.Build(context_.signals, context_.scheduler.Now(), {});
   // A message that found nobody is not repeated: the next one is newer.
   bus_.Send(*this, CanFrame::Make(cyclic.address.id, cyclic.address.extended, data),
-            kFirstCyclicToken + index, 0);
+            kFirstCyclicToken + index, std::nullopt);
 }
 
 void CanPort::CancelCyclic(std::size_t index) { bus_.Cancel(*this, kFirstCyclicToken + index); }
@@ -78,11 +79,13 @@ void CanPort::HeardFunctional(std::span<const std::uint8_t> frame) {
   const std::size_t length = frame[0];
   if (length == 0 || length > 7 || length >= frame.size()) return;
   const auto request = frame.subspan(1, length);
-  context_.host.Requested(*this, Bytes(request.begin(), request.end()), true);
+  context_.host.Requested(*this, Bytes(request.begin(), request.end()), true,
+                          context_.scheduler.Now());
 }
 
 void CanPort::ReceiveEnded(IsoTpError error, Bytes message) {
-  if (error == IsoTpError::kNone) context_.host.Requested(*this, std::move(message), false);
+  const Micros begun = std::exchange(requestBegun_, {}).value_or(context_.scheduler.Now());
+  if (error == IsoTpError::kNone) context_.host.Requested(*this, std::move(message), false, begun);
 }
 
 void CanPort::Respond(Bytes message) {

@@ -31,12 +31,13 @@ class CanPort : public EcuPort,
   void Heard(const CanFrame& frame, FrameTimes times) override;
   void Sent(std::uint64_t token, const CanFrame& frame, bool acknowledged,
             FrameTimes times) override;
+  std::uint32_t BitRate() const override { return config_.bitRate.value_or(bus_.BitRate()); }
   // IsoTpSender::Host
   void Transmit(const CanFrame& frame) override;
   void SendEnded(IsoTpError error) override;
   // IsoTpReceiver::Host
   void TransmitFlowControl(const CanFrame& frame) override;
-  void ReceiveStarted(std::size_t) override {}
+  void ReceiveStarted(std::size_t) override { requestBegun_ = context_.scheduler.Now(); }
   void ReceiveEnded(IsoTpError error, Bytes message) override;
   // CyclicMessages::Sender
   void SendCyclic(std::size_t index) override;
@@ -50,6 +51,7 @@ class CanPort : public EcuPort,
   CyclicMessages cyclic_;
   IsoTpReceiver receiver_;
   IsoTpSender sender_;
+  std::optional<Micros> requestBegun_;  ///< of a request in several frames
 };
 
 }  // namespace virtual_vci

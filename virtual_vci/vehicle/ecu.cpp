@@ -18,17 +18,17 @@ void Ecu::SetCyclic(bool on) {
 }
 
 // A request that comes while another is at work replaces it, as a tester that asks anew expects.
-void Ecu::Requested(EcuPort& port, Bytes request, bool functional) {
+void Ecu::Requested(EcuPort& port, Bytes request, bool functional, Micros begun) {
   scheduler_.Cancel(responseTimer_);
   responses_.clear();
   asked_ = &port;
   responseTimer_ = scheduler_.After(
       config_.responseTime, Pace::kProgress,
-      [this, bytes = std::move(request), functional] { Answer(bytes, functional); });
+      [this, bytes = std::move(request), functional, begun] { Answer(bytes, functional, begun); });
 }
 
-void Ecu::Answer(const Bytes& request, bool functional) {
-  for (Bytes& message : services_.Answer({request, functional, scheduler_.Now()})) {
+void Ecu::Answer(const Bytes& request, bool functional, Micros begun) {
+  for (Bytes& message : services_.Answer({request, functional, begun, scheduler_.Now()})) {
     responses_.push_back(std::move(message));
   }
   SendNextResponse();

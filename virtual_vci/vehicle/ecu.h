@@ -29,10 +29,10 @@ class Ecu : private EcuPort::Host {
 
  private:
   // EcuPort::Host
-  void Requested(EcuPort& port, Bytes request, bool functional) override;
+  void Requested(EcuPort& port, Bytes request, bool functional, Micros begun) override;
   void Responded(EcuPort& port) override;
 
-  void Answer(const Bytes& request, bool functional);
+  void Answer(const Bytes& request, bool functional, Micros begun);
   void SendNextResponse();
 
   const EcuConfig& config_;

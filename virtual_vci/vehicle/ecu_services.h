@@ -16,6 +16,7 @@ namespace virtual_vci {
 struct EcuRequest {
   std::span<const std::uint8_t> bytes;  ///< at least one
   bool functional;                      ///< sent to all ECUs: one that can't help is silent
+  Micros begun;                         ///< when it began to come in
   Micros now;
 
   std::uint8_t Service() const { return bytes[0]; }

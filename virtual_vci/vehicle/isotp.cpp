@@ -22,9 +22,6 @@ std::uint8_t Pci(FrameKind kind, std::size_t low) {
   return static_cast<std::uint8_t>(kind << 4 | (low & 0x0F));
 }
 
-/// How many bytes a frame has behind the address byte.
-std::size_t Room(const CanAddress& to) { return to.extension ? kFrameSize - 1 : kFrameSize; }
-
 }  // namespace
 
 Micros SeparationTime(std::uint8_t code) {
@@ -47,7 +44,11 @@ CanFrame AddressedFrame(const CanAddress& to, std::span<const std::uint8_t> byte
   return CanFrame::Make(to.id, to.extended, all);
 }
 
-std::size_t SingleFrameCapacity(const CanAddress& to) { return Room(to) - 1; }
+std::size_t FrameRoom(const CanAddress& address) {
+  return address.extension ? kFrameSize - 1 : kFrameSize;
+}
+
+std::size_t SingleFrameCapacity(const CanAddress& to) { return FrameRoom(to) - 1; }
 
 void IsoTpSender::Start(const Config& config, Bytes message) {
   config_ = config;
@@ -68,7 +69,7 @@ void IsoTpSender::Start(const Config& config, Bytes message) {
 void IsoTpSender::SendFirst() {
   state_ = State::kFirst;
   Bytes frame{Pci(kFirstFrame, message_.size() >> 8), static_cast<std::uint8_t>(message_.size())};
-  sent_ = Room(config_.to) - 2;
+  sent_ = FrameRoom(config_.to) - 2;
   frame.insert(frame.end(), message_.begin(),
                message_.begin() + static_cast<std::ptrdiff_t>(sent_));
   host_.Transmit(AddressedFrame(config_.to, frame, config_.padding));
@@ -140,7 +141,7 @@ void IsoTpSender::PauseThenSend() {
 }
 
 void IsoTpSender::SendConsecutive() {
-  const std::size_t count = std::min(Room(config_.to) - 1, message_.size() - sent_);
+  const std::size_t count = std::min(FrameRoom(config_.to) - 1, message_.size() - sent_);
   Bytes frame{Pci(kConsecutiveFrame, sequence_++)};
   const auto begin = message_.begin() + static_cast<std::ptrdiff_t>(sent_);
   frame.insert(frame.end(), begin, begin + static_cast<std::ptrdiff_t>(count));
@@ -158,8 +159,13 @@ void IsoTpSender::End(IsoTpError error) {
   host_.SendEnded(error);
 }
 
+void IsoTpReceiver::FlowControlFailed() {
+  if (length_ != 0) End(IsoTpError::kTimeoutAr);
+}
+
 void IsoTpReceiver::Reset() {
   scheduler_.Cancel(timer_);
+  flowControlDue_ = false;
   length_ = 0;
 }
 
@@ -194,7 +200,7 @@ void IsoTpReceiver::Single(std::span<const std::uint8_t> frame) {
 }
 
 void IsoTpReceiver::First(std::span<const std::uint8_t> frame) {
-  if (frame.size() < 3) return;
+  if (frame.size() < config_.room) return;
   const std::size_t length = std::size_t{frame[0] & 0x0Fu} << 8 | frame[1];
   if (length < frame.size()) return;  // would have fitted into a single frame
   if (length_ != 0) End(IsoTpError::kInterrupted);
@@ -208,29 +214,31 @@ void IsoTpReceiver::First(std::span<const std::uint8_t> frame) {
   waitsLeft_ = config_.waits;
   message_.assign(frame.begin() + 2, frame.end());
   host_.ReceiveStarted(length);
-  ScheduleFlowControl();
+  ScheduleFlowControl(config_.br);
 }
 
-void IsoTpReceiver::ScheduleFlowControl() {
-  if (config_.br == 0) {
+void IsoTpReceiver::ScheduleFlowControl(Micros pause) {
+  if (pause == 0) {
     SendFlowControl();
     return;
   }
   scheduler_.Cancel(timer_);
-  timer_ = scheduler_.After(config_.br, Pace::kProgress, [this] { SendFlowControl(); });
+  flowControlDue_ = true;
+  timer_ = scheduler_.After(pause, Pace::kProgress, [this] { SendFlowControl(); });
 }
 
 void IsoTpReceiver::SendFlowControl() {
   constexpr Micros kWaitPause = 10000;
+  flowControlDue_ = false;
   const bool wait = waitsLeft_ > 0;
   const std::array<std::uint8_t, 3> frame{Pci(kFlowControl, wait ? kWait : kContinue),
                                           config_.blockSize, config_.stMin};
   blockLeft_ = config_.blockSize;
-  AwaitConsecutive();
   if (wait) {
     --waitsLeft_;
-    scheduler_.Cancel(timer_);
-    timer_ = scheduler_.After(kWaitPause, Pace::kProgress, [this] { SendFlowControl(); });
+    ScheduleFlowControl(kWaitPause);
+  } else {
+    AwaitConsecutive();
   }
   host_.TransmitFlowControl(AddressedFrame(config_.flowControlTo, frame, config_.padding));
 }
@@ -241,19 +249,20 @@ void IsoTpReceiver::AwaitConsecutive() {
 }
 
 void IsoTpReceiver::Consecutive(std::span<const std::uint8_t> frame) {
-  if (length_ == 0) return;
+  if (length_ == 0 || flowControlDue_) return;
+  const std::size_t count = std::min(config_.room - 1, length_ - message_.size());
+  if (frame.size() < 1 + count) return;
   if ((frame[0] & 0x0F) != (sequence_ & 0x0F)) {
     End(IsoTpError::kWrongSequence);
     return;
   }
   ++sequence_;
-  const std::size_t count = std::min(frame.size() - 1, length_ - message_.size());
   message_.insert(message_.end(), frame.begin() + 1,
                   frame.begin() + 1 + static_cast<std::ptrdiff_t>(count));
   if (message_.size() == length_) {
     End(IsoTpError::kNone);
   } else if (blockLeft_ != 0 && --blockLeft_ == 0) {
-    ScheduleFlowControl();
+    ScheduleFlowControl(config_.br);
   } else {
     AwaitConsecutive();
   }

@@ -26,6 +26,7 @@ enum class IsoTpError : std::uint32_t {
   kTooManyWaits = 7,    ///< more wait frames than allowed
   kInterrupted = 8,     ///< another message began before the end
   kNoConversation = 9,  ///< nobody is known who would send flow control
+  kTimeoutAr = 10,      ///< flow control was not acknowledged in time
 };
 
 inline constexpr std::size_t kMaxIsoTpMessage = 4095;
@@ -38,6 +39,8 @@ bool HasAddress(const CanFrame& frame, const CanAddress& address);
 /// A frame to this address with these bytes, filled up if there is a filler.
 CanFrame AddressedFrame(const CanAddress& to, std::span<const std::uint8_t> bytes,
                         std::optional<std::uint8_t> padding);
+/// How many bytes a full frame with this address has behind the address byte.
+std::size_t FrameRoom(const CanAddress& address);
 /// How many bytes fit into a single frame.
 std::size_t SingleFrameCapacity(const CanAddress& to);
 
@@ -111,6 +114,7 @@ class IsoTpReceiver {
     std::uint8_t firstSequence = 1;
     std::uint32_t waits = 0;  ///< wait frames that are sent before the first flow control
     std::size_t maxLength = kMaxIsoTpMessage;
+    std::size_t room = 8;  ///< what full frames have behind the address byte
   };
   class Host {
    public:
@@ -126,15 +130,19 @@ class IsoTpReceiver {
   IsoTpReceiver& operator=(const IsoTpReceiver&) = delete;
 
   void Configure(const Config& config) { config_ = config; }
-  /// Single, first and consecutive frames; others are not for a receiver.
+  /// Single, first and consecutive frames; others are not for a receiver. As ISO 15765-2 has it,
+  /// frames with too few bytes for their kind, and consecutive ones that nobody asked for, are
+  /// ignored.
   void Frame(std::span<const std::uint8_t> frame);
+  /// A flow control of TransmitFlowControl was not acknowledged.
+  void FlowControlFailed();
   void Reset();
 
  private:
   void Single(std::span<const std::uint8_t> frame);
   void First(std::span<const std::uint8_t> frame);
   void Consecutive(std::span<const std::uint8_t> frame);
-  void ScheduleFlowControl();
+  void ScheduleFlowControl(Micros pause);
   void SendFlowControl();
   void AwaitConsecutive();
   void End(IsoTpError error);
@@ -147,6 +155,7 @@ class IsoTpReceiver {
   std::uint8_t sequence_ = 0;
   std::uint32_t blockLeft_ = 0;
   std::uint32_t waitsLeft_ = 0;
+  bool flowControlDue_ = false;  ///< the timer is for it
   std::optional<Scheduler::Timer> timer_;
 };
 

@@ -42,6 +42,8 @@ class Scheduler {
   ClockKind Kind() const { return kind_; }
   /// Never goes back.
   Micros Now() const;
+  /// Whether there is a timer that is due by now.
+  bool HasDue() const { return !timers_.empty() && timers_.begin()->first.first <= Now(); }
   Timer After(Micros delay, Pace pace, std::function<void()> action);
   /// Forgets a timer, which may have run already, and empties the optional.
   void Cancel(std::optional<Timer>& timer);

@@ -4,12 +4,6 @@
 
 namespace virtual_vci {
 
-bool PinsMeet(const std::vector<UNUM32>& one, const std::vector<UNUM32>& other) {
-  const std::size_t common = std::min(one.size(), other.size());
-  return common != 0 &&
-         std::equal(one.begin(), one.begin() + static_cast<std::ptrdiff_t>(common), other.begin());
-}
-
 Vehicle::Vehicle(const Scenario& scenario, Scheduler& scheduler, FloodGate& flood, MakeBus makeBus)
     : scheduler_(scheduler), makeBus_(makeBus) {
   for (const BusConfig& bus : scenario.buses) Add(bus.type, bus.pins, bus.bitRate);

@@ -19,14 +19,10 @@ struct BusSlot {
   std::unique_ptr<Bus> bus;
 };
 
-/// Whether what is connected to the ones meets what is connected to the others: they are the same,
-/// or one list has further pins behind those of the other.
-bool PinsMeet(const std::vector<UNUM32>& one, const std::vector<UNUM32>& other);
-
 /// Guarded by the module's lock.
 class Vehicle {
  public:
-  /// `bitRate` 0: the first who has one decides.
+  /// `bitRate`: of the ECUs that have none of their own; 0 if there are none.
   using MakeBus = std::unique_ptr<Bus> (*)(BusType type, Scheduler& scheduler,
                                            std::uint32_t bitRate);
 
