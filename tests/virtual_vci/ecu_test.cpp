@@ -103,6 +103,7 @@ TEST_F(EcuTest, RefusalsByCondition) {
   }
   EXPECT_EQ(Ask({0x27, 0x01}), (Bytes{0x7F, 0x27, 0x37}));
   library_.VirtualVciAdvance(module_, 11000000);
+  Ask({0x10, 0x03});
   EXPECT_EQ(Ask({0x27, 0x01})[0], 0x67) << "the delay is over";
 }
 
@@ -111,6 +112,19 @@ TEST_F(EcuTest, SuppressedPositiveResponses) {
   EXPECT_FALSE(link_->AwaitResult(milliseconds(50)));
   EXPECT_EQ(Ask({0x3E, 0x00}), (Bytes{0x7E, 0x00}));
   EXPECT_EQ(Ask({0x3E, 0x85}), (Bytes{0x7F, 0x3E, 0x12})) << "refusals are not suppressed";
+}
+
+TEST_F(EcuTest, SessionEndsFiveSecondsAfterTheLastRequest) {
+  ASSERT_EQ(Ask({0x10, 0x03})[0], 0x50);
+  for (int i = 0; i < 3; ++i) {
+    library_.VirtualVciAdvance(module_, 4900000);
+    EXPECT_EQ(Ask({0x3E, 0x00}), (Bytes{0x7E, 0x00}));
+  }
+  EXPECT_EQ(Ask({0x27, 0x01})[0], 0x67);
+  library_.VirtualVciAdvance(module_, 5100000);
+  EXPECT_EQ(Ask({0x27, 0x01}), (Bytes{0x7F, 0x27, 0x7F}));
+  link_->Send(Message(0x7DF, {0x27, 0x01}));
+  EXPECT_FALSE(link_->AwaitResult(milliseconds(50))) << "who can't help all is silent";
 }
 
 TEST_F(EcuTest, WrittenIdentifierIsReadBack) {

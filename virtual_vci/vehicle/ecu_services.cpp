@@ -15,7 +15,7 @@ Bytes NegativeResponse(std::uint8_t service, Refusal refusal) {
 /// Refusals that a request to all ECUs doesn't get.
 bool SilentForAll(Refusal refusal) {
   return refusal == Refusal::kServiceNotSupported || refusal == Refusal::kSubFunctionNotSupported ||
-         refusal == Refusal::kOutOfRange;
+         refusal == Refusal::kOutOfRange || refusal == Refusal::kNotInSession;
 }
 
 }  // namespace

@@ -18,6 +18,7 @@ constexpr std::uint8_t kRequestSeed = 1;
 constexpr std::uint8_t kSendKey = 2;
 constexpr int kMaxAttempts = 3;
 constexpr Micros kAttemptDelay = 10000000;
+constexpr Micros kSessionTimeout = 5000000;  // S3 of the server
 constexpr std::uint16_t kEraseMemory = 0xFF00;
 constexpr std::uint16_t kCheckDependencies = 0xFF01;
 constexpr std::uint16_t kCompareChecksum = 0x0202;
@@ -38,6 +39,9 @@ class UdsService : public EcuService {
       : config_(config), signals_(signals) {}
 
   bool Handle(const EcuRequest& request, EcuAnswer& answer) override {
+    if (session_ != kDefaultSession && request.begun > lastActive_ + kSessionTimeout)
+      Enter(kDefaultSession);
+    lastActive_ = request.now;
     const auto entry = std::find_if(kServices.begin(), kServices.end(), [&](const Service& each) {
       return each.id == request.Service();
     });
@@ -67,23 +71,26 @@ class UdsService : public EcuService {
     return request.bytes[1] & ~kSuppress & 0xFF;
   }
 
+  /// Which locks the ECU and ends a download.
+  void Enter(std::uint8_t session) {
+    session_ = session;
+    unlocked_ = false;
+    download_.Abort();
+  }
+
   EcuAnswer SessionControl(const EcuRequest& request) {
     const std::uint8_t session = SubFunction(request);
     if (session < kDefaultSession || session > kExtendedSession) {
       return EcuAnswer::Refuse(Refusal::kSubFunctionNotSupported);
     }
-    session_ = session;
-    unlocked_ = false;
-    download_.Abort();
+    Enter(session);
     return {{kPositive + 0x10, session, 0x00, 0x32, 0x01, 0xF4}};  // P2 50 ms, P2* 5 s
   }
 
   EcuAnswer EcuReset(const EcuRequest& request) {
     const std::uint8_t kind = SubFunction(request);
     if (kind < 1 || kind > 3) return EcuAnswer::Refuse(Refusal::kSubFunctionNotSupported);
-    session_ = kDefaultSession;
-    unlocked_ = false;
-    download_.Abort();
+    Enter(kDefaultSession);
     return {{kPositive + 0x11, kind}};
   }
 
@@ -230,6 +237,7 @@ class UdsService : public EcuService {
   const UdsConfig& config_;
   const std::vector<Signal>& signals_;
   std::uint8_t session_ = kDefaultSession;
+  Micros lastActive_ = 0;  ///< when a request was answered last
   bool unlocked_ = false;
   std::uint32_t seed_ = 0;  ///< 0: none is out
   int attempts_ = 0;
