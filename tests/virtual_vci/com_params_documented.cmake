@@ -1,0 +1,33 @@
+# cmake -D SOURCES=virtual_vci -D PAGE=docs/scenario.md -P com_params_documented.cmake
+# The page's table has exactly the ComParams that some code of the virtual VCI reads.
+cmake_minimum_required(VERSION 3.25)
+
+file(GLOB_RECURSE sources "${SOURCES}/*.h" "${SOURCES}/*.cpp")
+list(FILTER sources EXCLUDE REGEX "protocol_table.cpp$")
+set(read "")
+foreach(source ${sources})
+  file(READ "${source}" text)
+  string(REGEX MATCHALL "ComParam::CP_[A-Za-z0-9_]+" names "${text}")
+  list(APPEND read ${names})
+endforeach()
+list(TRANSFORM read REPLACE "ComParam::" "")
+list(REMOVE_DUPLICATES read)
+
+file(STRINGS "${PAGE}" rows REGEX "^\\| `CP_")
+set(documented "")
+foreach(row ${rows})
+  string(REGEX REPLACE "^\\| ([^|]*) \\|.*" "\\1" names "${row}")
+  string(REGEX MATCHALL "CP_[A-Za-z0-9_]+" names "${names}")
+  list(APPEND documented ${names})
+endforeach()
+
+foreach(name ${read})
+  if(NOT name IN_LIST documented)
+    message(SEND_ERROR "${name} has an effect, and ${PAGE} does not say which")
+  endif()
+endforeach()
+foreach(name ${documented})
+  if(NOT name IN_LIST read)
+    message(SEND_ERROR "${PAGE} tells of ${name}, which nothing reads")
+  endif()
+endforeach()
