@@ -13,18 +13,6 @@ namespace {
 struct CanChannel : LibraryFixture {
   CanChannel() { OpenAndConnect(); }
   ~CanChannel() override { Close(); }
-
-  long Read(std::vector<PASSTHRU_MSG>& messages, j2534_ulong timeout) {
-    auto count = static_cast<j2534_ulong>(messages.size());
-    const long status = library.PassThruReadMsgs(channel, messages.data(), &count, timeout);
-    messages.resize(count);
-    return status;
-  }
-
-  long Write(std::vector<PASSTHRU_MSG> messages, j2534_ulong timeout, j2534_ulong* sent) {
-    *sent = static_cast<j2534_ulong>(messages.size());
-    return library.PassThruWriteMsgs(channel, messages.data(), sent, timeout);
-  }
 };
 
 TEST_F(CanChannel, HearsTheBusAfterAFilterOnly) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "platform/registry.h"
 
@@ -53,6 +54,25 @@ std::string LibraryFixture::LastError() {
   return text.data();
 }
 
+long LibraryFixture::Read(std::vector<PASSTHRU_MSG>& messages, j2534_ulong timeout) {
+  auto count = static_cast<j2534_ulong>(messages.size());
+  const long status = library.PassThruReadMsgs(channel, messages.data(), &count, timeout);
+  messages.resize(count);
+  return status;
+}
+
+long LibraryFixture::Write(std::vector<PASSTHRU_MSG> messages, j2534_ulong timeout,
+                           j2534_ulong* sent) {
+  *sent = static_cast<j2534_ulong>(messages.size());
+  return library.PassThruWriteMsgs(channel, messages.data(), sent, timeout);
+}
+
+long LibraryFixture::SetConfig(j2534_ulong on, j2534_ulong parameter, j2534_ulong value) {
+  SCONFIG entry{parameter, value};
+  SCONFIG_LIST list{1, &entry};
+  return library.PassThruIoctl(on, SET_CONFIG, &list, nullptr);
+}
+
 void LibraryFixture::StartPassFilter(std::uint32_t identifier, std::uint32_t mask) {
   PASSTHRU_MSG maskMessage = CanMessage(mask, {});
   PASSTHRU_MSG pattern = CanMessage(identifier & mask, {});
@@ -66,14 +86,21 @@ void LibraryFixture::StartPassFilter(std::uint32_t identifier, std::uint32_t mas
 
 PASSTHRU_MSG LibraryFixture::CanMessage(std::uint32_t identifier, std::vector<std::uint8_t> data,
                                         j2534_ulong txFlags) {
-  PASSTHRU_MSG message{};
-  message.ProtocolID = CAN;
-  message.TxFlags = txFlags;
-  message.DataSize = static_cast<j2534_ulong>(4 + data.size());
-  for (unsigned i = 0; i < 4; ++i) {
-    message.Data[i] = static_cast<unsigned char>(identifier >> (24 - 8 * i));
+  std::vector<std::uint8_t> bytes;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    bytes.push_back(static_cast<std::uint8_t>(identifier >> shift));
   }
-  std::copy(data.begin(), data.end(), message.Data + 4);
+  bytes.insert(bytes.end(), data.begin(), data.end());
+  return Message(CAN, std::move(bytes), txFlags);
+}
+
+PASSTHRU_MSG LibraryFixture::Message(j2534_ulong protocol, std::vector<std::uint8_t> bytes,
+                                     j2534_ulong txFlags) {
+  PASSTHRU_MSG message{};
+  message.ProtocolID = protocol;
+  message.TxFlags = txFlags;
+  message.DataSize = static_cast<j2534_ulong>(bytes.size());
+  std::copy(bytes.begin(), bytes.end(), message.Data);
   return message;
 }
 
