@@ -51,6 +51,7 @@ std::span<const Stage> FaultSession::Stages() {
                                                         {"periodic", &F::Periodic},
                                                         {"ioctls", &F::Ioctls},
                                                         {"pins", &F::Pins},
+                                                        {"segments", &F::Segments},
                                                         {"disconnect", &F::Disconnect},
                                                         {"close", &F::Close}});
   return kStages;
@@ -172,8 +173,27 @@ void FaultSession::Pins() {
   Receive(pinChannel_, kRequest);
 }
 
+void FaultSession::Segments() {
+  Call("PassThruConnect", 0, library_.PassThruConnect, device_, j2534_ulong{ISO15765},
+       j2534_ulong{0}, j2534_ulong{500000}, &isoChannel_);
+  PASSTHRU_MSG mask = Message(ISO15765, {0xFF, 0xFF, 0xFF, 0xFF});
+  PASSTHRU_MSG response = Message(ISO15765, {0, 0, 0x07, kResponse});
+  PASSTHRU_MSG request = Message(ISO15765, {0, 0, 0x07, kRequest});
+  j2534_ulong filter = 0;
+  Call("PassThruStartMsgFilter", 0, library_.PassThruStartMsgFilter, isoChannel_,
+       j2534_ulong{FLOW_CONTROL_FILTER}, &mask, &response, &request, &filter);
+  PASSTHRU_MSG vin = Message(ISO15765, {0, 0, 0x07, kRequest, 0x22, 0xF1, 0x90});
+  j2534_ulong count = 1;
+  Call("PassThruWriteMsgs", timeout_, library_.PassThruWriteMsgs, isoChannel_, &vin, &count,
+       timeout_);
+  Receive(isoChannel_, kRequest);   // it is sent,
+  Receive(isoChannel_, kResponse);  // an answer begins,
+  Receive(isoChannel_, kResponse);  // the answer
+  Call("PassThruStopMsgFilter", 0, library_.PassThruStopMsgFilter, isoChannel_, filter);
+}
+
 void FaultSession::Disconnect() {
-  for (const j2534_ulong channel : {pinChannel_, channel_}) {
+  for (const j2534_ulong channel : {isoChannel_, pinChannel_, channel_}) {
     Call("PassThruDisconnect", 0, library_.PassThruDisconnect, channel);
   }
 }

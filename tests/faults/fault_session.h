@@ -49,6 +49,7 @@ class FaultSession {
   void Periodic();
   void Ioctls();
   void Pins();
+  void Segments();
   void Disconnect();
   void Close();
 
@@ -73,6 +74,7 @@ class FaultSession {
   j2534_ulong device_ = 0;
   j2534_ulong channel_ = 0;
   j2534_ulong pinChannel_ = 0;
+  j2534_ulong isoChannel_ = 0;
   j2534_ulong filter_ = 0;
 };
 
