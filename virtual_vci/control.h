@@ -111,6 +111,16 @@ typedef T_PDU_ERROR PDUAPI FN_VirtualVciSendFrame(UNUM32 hMod, UNUM32 pin1, UNUM
 typedef T_PDU_ERROR PDUAPI FN_VirtualVciSendBytes(UNUM32 hMod, UNUM32 pin1, UNUM32 pin2,
                                                   UNUM32 flags, const UNUM8* data, UNUM32 size);
 
+/// What an ECU does wrong from now on, as far as its bus knows such a thing (K line).
+#define VVCI_FAULT_NONE 0
+#define VVCI_FAULT_NO_ANSWER 1
+#define VVCI_FAULT_WRONG_KEY_BYTE 2
+#define VVCI_FAULT_WRONG_CHECKSUM 3
+#define VVCI_FAULT_LATE_BYTES 4
+/// For the ECU of this name on a connected module. PDU_ERR_INVALID_PARAMETERS without such an ECU
+/// or fault.
+typedef T_PDU_ERROR PDUAPI FN_VirtualVciSetEcuFault(UNUM32 hMod, const CHAR8* ecu, UNUM32 fault);
+
 /// Stops (0) or starts (1) the cyclic messages of every ECU of a connected module.
 typedef T_PDU_ERROR PDUAPI FN_VirtualVciSetCyclic(UNUM32 hMod, UNUM32 on);
 
@@ -137,7 +147,8 @@ typedef T_PDU_ERROR PDUAPI FN_VirtualVciReset(void);
   FUNCTION(VirtualVciSetCyclic)                 \
   FUNCTION(VirtualVciAdvance)                   \
   FUNCTION(VirtualVciReset)                     \
-  FUNCTION(VirtualVciSendBytes)
+  FUNCTION(VirtualVciSendBytes)                 \
+  FUNCTION(VirtualVciSetEcuFault)
 #define VVCI_POINTER_TYPE(name) typedef FN_##name* PFN_##name;
 VIRTUAL_VCI_CONTROL_FUNCTIONS(VVCI_POINTER_TYPE)
 #undef VVCI_POINTER_TYPE

@@ -121,6 +121,14 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI VirtualVciSendFrame(UNUM32 hMod, UNUM32 pin1, UNU
   return SendBytes(hMod, pin1, pin2, extended ? kBytesOf29BitId : 0, message);
 }
 
+VVCI_EXPORT T_PDU_ERROR PDUAPI VirtualVciSetEcuFault(UNUM32 hMod, const CHAR8* ecu, UNUM32 fault) {
+  if (ecu == nullptr || fault > VVCI_FAULT_LATE_BYTES) return PDU_ERR_INVALID_PARAMETERS;
+  return ControlModule(hMod, [&](Module& module) -> T_PDU_ERROR {
+    return module.SetFault(ecu, static_cast<EcuFault>(fault)) ? PDU_STATUS_NOERROR
+                                                              : PDU_ERR_INVALID_PARAMETERS;
+  });
+}
+
 VVCI_EXPORT T_PDU_ERROR PDUAPI VirtualVciSetCyclic(UNUM32 hMod, UNUM32 on) {
   return ControlModule(hMod, [&](Module& module) -> T_PDU_ERROR {
     module.SetCyclic(on != 0);

@@ -51,11 +51,12 @@ ItemPtr MakeResultItem(const EventHead& head, const ResultInfo& info, std::span<
   capacity = std::max(capacity, data.size());
   ItemBuilder builder;
   builder.Need<PDU_EVENT_ITEM>().Need<PDU_RESULT_DATA>();
-  if (!info.header.empty()) builder.Need<PDU_EXTRA_INFO>();
+  const bool extraInfo = info.emptyHeader || !info.header.empty();
+  if (extraInfo) builder.Need<PDU_EXTRA_INFO>();
   builder.Need<UNUM8>(info.rxFlags.size() + info.header.size() + capacity).Make();
   auto* item = builder.Take<PDU_EVENT_ITEM>();
   auto* result = builder.Take<PDU_RESULT_DATA>();
-  if (!info.header.empty()) result->pExtraInfo = builder.Take<PDU_EXTRA_INFO>();
+  if (extraInfo) result->pExtraInfo = builder.Take<PDU_EXTRA_INFO>();
   auto* bytes = builder.Take<UNUM8>(info.rxFlags.size() + info.header.size() + capacity);
 
   *item = PDU_EVENT_ITEM{PDU_IT_RESULT, head.cop, head.tag, head.timestamp, result};

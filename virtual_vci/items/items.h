@@ -66,8 +66,9 @@ struct ResultInfo {
   UNUM32 acceptanceId = 0;
   UNUM32 txDoneTimestamp = 0;
   UNUM32 startTimestamp = 0;
-  std::span<const UNUM8>
-      header;  ///< goes into the extra information, which is absent if this is empty
+  /// Goes into the extra information, which is absent if this is empty,
+  std::span<const UNUM8> header;
+  bool emptyHeader = false;  ///< unless it is to be there all the same
 };
 
 ItemPtr MakeStatusItem(const EventHead& head, T_PDU_STATUS status);

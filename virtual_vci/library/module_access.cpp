@@ -50,6 +50,11 @@ T_PDU_ERROR Module::SendBytes(const std::vector<UNUM32>& pins, UNUM32 flags,
   return PDU_STATUS_NOERROR;
 }
 
+bool Module::SetFault(std::string_view ecu, EcuFault fault) {
+  MutexLock lock(lock_);
+  return vehicle_ && vehicle_->SetFault(ecu, fault);
+}
+
 void Module::SetCyclic(bool on) {
   MutexLock lock(lock_);
   if (!vehicle_) return;

@@ -58,7 +58,7 @@ bool Conflict(const Resource& one, const Resource& other) {
 ResourceList::ResourceList(const std::vector<BusConfig>& buses) {
   for (const BusConfig& bus : buses) {
     for (const ProtocolOnBus& kind : ProtocolTable()) {
-      if (kind.bus == bus.type) Add(kind, bus.pins);
+      if (WireOf(kind.bus) == WireOf(bus.type)) Add(kind, bus.pins);
     }
   }
 }

@@ -25,6 +25,7 @@ struct BusTypeInfo {
   std::span<const std::string_view> portMembers;
   std::shared_ptr<PortConfig> (*readPort)(const JsonValue& json,
                                           const std::vector<Signal>& signals);
+  BusType wire = BusType::kNone;  ///< whose wires it is on, if they are not its own
 };
 
 std::span<const BusTypeInfo> BusTypes();
@@ -34,6 +35,12 @@ inline const BusTypeInfo& BusTypeOf(BusType type) {
     if (each.type == type) return each;
   }
   throw std::logic_error("unlisted type of bus");
+}
+
+/// Types of the same wires meet on the same pins.
+inline BusType WireOf(BusType type) {
+  const BusType wire = BusTypeOf(type).wire;
+  return wire == BusType::kNone ? type : wire;
 }
 
 }  // namespace virtual_vci

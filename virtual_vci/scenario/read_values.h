@@ -3,6 +3,7 @@
 #ifndef VIRTUAL_VCI_SCENARIO_READ_VALUES_H_
 #define VIRTUAL_VCI_SCENARIO_READ_VALUES_H_
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -15,6 +16,25 @@ namespace virtual_vci {
 // These throw ScenarioError.
 
 Template ReadTemplate(const JsonValue& json, const std::vector<Signal>& signals);
+
+/// A value, and the text that stands for it in scenario files.
+template <typename Value>
+struct Name {
+  const char* text;
+  Value value;
+};
+
+/// The value that a text names.
+template <typename Names>
+auto ReadName(const JsonValue& json, const Names& names) -> decltype(names[0].value) {
+  const std::string text = json.Text();
+  std::string known;
+  for (const auto& [name, value] : names) {
+    if (text == name) return value;
+    known += (known.empty() ? "\"" : ", \"") + std::string(name) + "\"";
+  }
+  json.Fail("one of " + known);
+}
 
 /// Milliseconds.
 Micros ReadTime(const JsonValue& json, std::uint32_t min = 0);

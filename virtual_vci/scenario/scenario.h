@@ -53,6 +53,9 @@ struct BusConfig {
   std::uint32_t bitRate = 500000;
 };
 
+/// What an ECU does wrong, as far as its bus knows such a thing. VVCI_FAULT_… are the same numbers.
+enum class EcuFault : std::uint8_t { kNone, kNoAnswer, kWrongKeyByte, kWrongChecksum, kLateBytes };
+
 /// How an ECU sits on a bus. Every kind of bus has its own.
 struct PortConfig {
   PortConfig() = default;

@@ -8,29 +8,12 @@
 
 #include "virtual_vci/scenario/bus_types.h"
 #include "virtual_vci/scenario/json_reader.h"
+#include "virtual_vci/scenario/read_values.h"
 #include "virtual_vci/scenario/scenario_ecu.h"
 
 namespace virtual_vci {
 
 namespace {
-
-template <typename Value>
-struct Name {
-  const char* text;
-  Value value;
-};
-
-/// The value that a text names.
-template <typename Names>
-auto ReadName(const JsonValue& json, const Names& names) -> decltype(names[0].value) {
-  const std::string text = json.Text();
-  std::string known;
-  for (const auto& [name, value] : names) {
-    if (text == name) return value;
-    known += (known.empty() ? "\"" : ", \"") + std::string(name) + "\"";
-  }
-  json.Fail("one of " + known);
-}
 
 constexpr auto kClocks = std::to_array<Name<ClockKind>>(
     {{"realtime", ClockKind::kRealtime}, {"instant", ClockKind::kInstant}});
@@ -116,7 +99,7 @@ Scenario ReadScenario(const JsonValue& json) {
     for (const JsonValue& bus : buses->Elements()) {
       BusConfig read = ReadBus(bus);
       if (std::any_of(scenario.buses.begin(), scenario.buses.end(), [&](const BusConfig& other) {
-            return other.type == read.type && PinsMeet(other.pins, read.pins);
+            return WireOf(other.type) == WireOf(read.type) && PinsMeet(other.pins, read.pins);
           })) {
         bus.Get("pins").Fail("pins that no other bus of its type begins with");
       }

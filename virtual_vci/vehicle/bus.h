@@ -40,6 +40,8 @@ class EcuPort {
   /// Not while busy.
   virtual void Respond(Bytes message) = 0;
   virtual void SetCyclic(bool on) = 0;
+  /// On buses that know none it changes nothing.
+  virtual void SetFault(EcuFault) {}
 };
 
 /// What a port gets for its life.

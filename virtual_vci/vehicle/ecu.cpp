@@ -17,6 +17,10 @@ void Ecu::SetCyclic(bool on) {
   for (const auto& port : ports_) port->SetCyclic(on);
 }
 
+void Ecu::SetFault(EcuFault fault) {
+  for (const auto& port : ports_) port->SetFault(fault);
+}
+
 // A request that comes while another is at work replaces it, as a tester that asks anew expects.
 void Ecu::Requested(EcuPort& port, Bytes request, bool functional, Micros begun) {
   scheduler_.Cancel(responseTimer_);

@@ -6,6 +6,7 @@
 #include <deque>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "virtual_vci/vehicle/bus.h"
@@ -26,6 +27,8 @@ class Ecu : private EcuPort::Host {
   /// Sits down on a further bus, which must outlive the ECU; `port` is of its configuration.
   void SitOn(Bus& bus, const PortConfig& port);
   void SetCyclic(bool on);
+  const std::string& Name() const { return config_.name; }
+  void SetFault(EcuFault fault);
 
  private:
   // EcuPort::Host

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "virtual_vci/scenario/bus_types.h"
+
 namespace virtual_vci {
 
 Vehicle::Vehicle(const Scenario& scenario, Scheduler& scheduler, FloodGate& flood, MakeBus makeBus)
@@ -22,7 +24,7 @@ BusSlot& Vehicle::Add(BusType type, const std::vector<UNUM32>& pins, std::uint32
 
 BusSlot& Vehicle::BusAt(BusType type, const std::vector<UNUM32>& pins) {
   for (const auto& slot : buses_) {
-    if (slot->type == type && PinsMeet(slot->pins, pins)) return *slot;
+    if (WireOf(slot->type) == WireOf(type) && PinsMeet(slot->pins, pins)) return *slot;
   }
   return Add(type, pins, 0);
 }
@@ -31,6 +33,14 @@ BusSlot* Vehicle::FindBus(const std::vector<UNUM32>& pins) {
   const auto found = std::find_if(buses_.begin(), buses_.end(),
                                   [&](const auto& slot) { return slot->pins == pins; });
   return found == buses_.end() ? nullptr : found->get();
+}
+
+bool Vehicle::SetFault(std::string_view ecu, EcuFault fault) {
+  const auto named = std::find_if(ecus_.begin(), ecus_.end(),
+                                  [&](const auto& each) { return each->Name() == ecu; });
+  if (named == ecus_.end()) return false;
+  (*named)->SetFault(fault);
+  return true;
 }
 
 void Vehicle::SetCyclic(bool on) {

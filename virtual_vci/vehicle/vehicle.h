@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "passbridge/d_pdu_api.h"
@@ -34,6 +35,8 @@ class Vehicle {
   /// Null if nothing is on exactly these pins.
   BusSlot* FindBus(const std::vector<UNUM32>& pins);
   void SetCyclic(bool on);
+  /// False if no ECU has this name.
+  bool SetFault(std::string_view ecu, EcuFault fault);
 
  private:
   BusSlot& Add(BusType type, const std::vector<UNUM32>& pins, std::uint32_t bitRate);
