@@ -3,6 +3,7 @@
 #include <array>
 
 #include "virtual_vci/protocols/iso15765.h"
+#include "virtual_vci/protocols/kline_protocol.h"
 #include "virtual_vci/protocols/raw_can.h"
 
 namespace virtual_vci {
@@ -26,6 +27,14 @@ constexpr auto kNewIso = NewProtocol<Iso15765, CanBus>;
 constexpr ComParamDefault kAsTheyAre{ComParam::CP_CanFillerByteHandling, 0};
 constexpr ComParamDefault kSlow{ComParam::CP_Baudrate, 33333};
 
+constexpr auto kNewKLine = NewBus<KLine>;
+constexpr auto kNewKLineProtocol = NewProtocol<KLineProtocol, KLine>;
+
+constexpr auto kKLineTimes =
+    std::to_array<ComParamDefault>({{ComParam::CP_Baudrate, 10400}, {ComParam::CP_P2Max, 50000}});
+constexpr auto kUbpTimes =
+    std::to_array<ComParamDefault>({{ComParam::CP_Baudrate, 9600}, {ComParam::CP_P2Max, 50000}});
+
 constexpr auto kRaw = std::to_array({kAsTheyAre});
 constexpr auto kRawSingleWire = std::to_array({kAsTheyAre, kSlow});
 constexpr auto kIsoSingleWire = std::to_array({kSlow});
@@ -39,6 +48,10 @@ constexpr auto kTable = std::to_array<ProtocolOnBus>({
     {ProtocolId::kIso15765, BusType::kDualWireCan, true, kNewCan, kNewIso, {}},
     {ProtocolId::kIso15765, BusType::kFaultTolerantCan, true, kNewCan, kNewIso, {}},
     {ProtocolId::kIso15765, BusType::kSingleWireCan, true, kNewCan, kNewIso, kIsoSingleWire},
+    {ProtocolId::kIso9141, BusType::kIso9141Uart, false, kNewKLine, kNewKLineProtocol, kKLineTimes},
+    {ProtocolId::kIso14230, BusType::kIso14230Uart, false, kNewKLine, kNewKLineProtocol,
+     kKLineTimes},
+    {ProtocolId::kUbp, BusType::kUbpUart, false, kNewKLine, kNewKLineProtocol, kUbpTimes},
 });
 
 }  // namespace

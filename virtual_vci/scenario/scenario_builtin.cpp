@@ -4,6 +4,7 @@
 #include <string>
 
 #include "virtual_vci/scenario/can_port_config.h"
+#include "virtual_vci/scenario/kline_port_config.h"
 
 namespace virtual_vci {
 
@@ -48,7 +49,7 @@ void AddIdentifiers(EcuConfig& ecu, std::initializer_list<IdentifierText> identi
   }
 }
 
-/// The port of an ECU on the only bus.
+/// The port of an ECU on the CAN bus.
 void AddPort(EcuConfig& ecu, std::uint32_t request, std::uint32_t response,
              std::initializer_list<CyclicText> messages) {
   CanPortConfig port;
@@ -148,13 +149,56 @@ EcuConfig Transmission() {
   return ecu;
 }
 
+/// What both ECUs on the K line have.
+EcuConfig KLineEcu(const char* name, const char* calibration) {
+  EcuConfig ecu;
+  ecu.name = name;
+  ecu.signals = {Sweep("rpm", 2, 800 * 4, 4000 * 4, 20 * kSecond),
+                 Sweep("speed", 1, 0, 120, 30 * kSecond),
+                 Sweep("coolant", 1, 60 + 40, 95 + 40, 120 * kSecond)};
+  ecu.obd.emplace();
+  AddPids(ecu, {{0x01, "02 07 61 00"}, {0x05, "{coolant}"}, {0x0C, "{rpm}"}, {0x0D, "{speed}"}});
+  ecu.obd->faults = {0x0301, 0x0420};
+  ecu.obd->vin = kVin;
+  ecu.obd->calibration = calibration;
+  ecu.obd->name = name;
+  return ecu;
+}
+
+EcuConfig KeywordEngine(std::size_t bus, const char* name) {
+  EcuConfig ecu = KLineEcu(name, "VVCI-KWP-0001");
+  ecu.uds.emplace();
+  AddIdentifiers(ecu, {{0xF190, kVinBytes, true}, {0x0100, "{rpm}", false}});
+  KLinePortConfig port;
+  port.bus = bus;
+  port.fiveBaud = {0x10};
+  port.fastInit = true;
+  ecu.ports.push_back(std::make_shared<KLinePortConfig>(port));
+  return ecu;
+}
+
+EcuConfig Iso9141Engine(std::size_t bus) {
+  EcuConfig ecu = KLineEcu("iso9141", "VVCI-9141-0001");
+  KLinePortConfig port;
+  port.bus = bus;
+  port.address = 0x11;
+  port.fiveBaud = {0x33};
+  port.keyBytes = {0x08, 0x08};
+  port.header = KLineHeader::kIso9141;
+  ecu.ports.push_back(std::make_shared<KLinePortConfig>(port));
+  return ecu;
+}
+
 }  // namespace
 
 Scenario BuiltInScenario() {
   Scenario scenario;
   scenario.vcis = Vcis();
-  scenario.buses = {{BusType::kDualWireCan, {6, 14}, 500000}};
-  scenario.ecus = {Engine(), Transmission()};
+  scenario.buses = {{BusType::kDualWireCan, {6, 14}, 500000},
+                    {BusType::kIso14230Uart, {7, 15}, 10400},
+                    {BusType::kUbpUart, {1}, 9600}};
+  scenario.ecus = {Engine(), Transmission(), KeywordEngine(1, "keyword"), Iso9141Engine(1),
+                   KeywordEngine(2, "ubp")};
   return scenario;
 }
 

@@ -1,0 +1,78 @@
+/// \file
+/// A K line, and how an ECU sits on it.
+#ifndef VIRTUAL_VCI_VEHICLE_KLINE_PORT_H_
+#define VIRTUAL_VCI_VEHICLE_KLINE_PORT_H_
+
+#include <deque>
+#include <functional>
+#include <optional>
+
+#include "virtual_vci/scenario/kline_port_config.h"
+#include "virtual_vci/vehicle/kline_frame.h"
+#include "virtual_vci/vehicle/serial_line.h"
+
+namespace virtual_vci {
+
+class KLine : public SerialLine {
+ public:
+  using SerialLine::SerialLine;
+  std::unique_ptr<EcuPort> MakePort(const PortConfig& config, const PortContext& context) override;
+};
+
+/// Guarded by the module's lock, like its line. It hears nothing but initialisations until one of
+/// them succeeds, and again when nobody has asked it for P3.
+class KLinePort : public EcuPort, private SerialNode {
+ public:
+  KLinePort(const KLinePortConfig& config, const PortContext& context, KLine& line);
+  ~KLinePort() override;
+  KLinePort(const KLinePort&) = delete;
+  KLinePort& operator=(const KLinePort&) = delete;
+
+  bool Busy() const override { return busy_; }
+  void Respond(Bytes message) override;
+  void SetCyclic(bool) override {}
+  void SetFault(EcuFault fault) override { fault_ = fault; }
+
+ private:
+  /// Where a five-baud initialisation is: what is sent next, or awaited.
+  enum class Step { kNone, kSync, kKey1, kKey2, kAwaitKey2, kAddress };
+
+  // SerialNode
+  void Heard(std::uint8_t byte, const SerialFormat& format, FrameTimes times) override;
+  void HeardPulse(FrameTimes low) override;
+
+  void BeginFiveBaud(std::uint8_t address);
+  /// Does the step after a pause.
+  void After(Micros pause, Step step);
+  void SendInitByte();
+  void InitByteSent();
+  void Activate();
+  bool IsActive() const;
+
+  void MessageHeard(const Bytes& bytes, FrameTimes times);
+  void Asked(KLineRequest request, Micros begun);
+  /// Services of the link itself. False if it is none of them.
+  bool AnswerItself(const KLineRequest& request);
+  void SendNext();
+
+  const KLinePortConfig& config_;
+  const PortContext context_;
+  KLine& line_;
+  const SerialFormat format_;
+  EcuFault fault_;
+  SerialSender sender_;
+  SerialReceiver receiver_;
+  std::optional<Scheduler::Timer> timer_;
+
+  Step step_ = Step::kNone;
+  std::uint8_t initAddress_ = 0;
+  std::optional<Micros> wokenUp_;      ///< when a fast initialisation began
+  std::optional<Micros> activeUntil_;  ///< none: not initialised
+  bool busy_ = false;
+  std::uint8_t tester_ = 0xF1;
+  std::deque<Bytes> responses_;
+};
+
+}  // namespace virtual_vci
+
+#endif  // VIRTUAL_VCI_VEHICLE_KLINE_PORT_H_
