@@ -5,6 +5,7 @@ import ctypes
 import os
 import queue
 import threading
+import time
 
 MessageData = ctypes.c_ubyte * 4128
 ISO15765, FLOW_CONTROL_FILTER, FRAME_PAD = 6, 3, 0x40
@@ -66,12 +67,12 @@ class Channel:
         self.reader.start()
 
     def read(self):
-        messages = (Message * 16)()
+        message = Message()
         while not self.ended.is_set():
             count = ctypes.c_ulong(1)
-            # No wait: then what has come at once, up to the size of the array.
-            self.device.call("ReadMsgs", self.id, messages, ctypes.byref(count), ctypes.c_ulong(20), allowed=(BUFFER_EMPTY,))
-            for message in messages[:count.value]:
+            self.device.call("ReadMsgs", self.id, ctypes.byref(message), ctypes.byref(count), ctypes.c_ulong(20),
+                             allowed=(BUFFER_EMPTY,))
+            if count.value == 1:
                 data = bytes(message.Data[:message.DataSize])
                 if message.RxStatus == 0:
                     self.received.put(data)
@@ -167,9 +168,12 @@ def main():
         writer.start()
     for writer in writers:
         writer.join()
+    done, deadline = 0, time.monotonic() + 10
+    while done < 60 and time.monotonic() < deadline:
+        time.sleep(0.01)
+        done = len([status for status, data in channel.indications if status & 8 and data == b"\0\0\x07\xdf"])
     channel.close()
-    done = [status for status, data in channel.indications if status & 8 and data == b"\0\0\x07\xdf"]
-    check(len(done), 60)
+    check(done, 60)
     starts = {data for status, data in channel.indications if status == 2}
     check(starts, {b"\0\0\x07\xe8", b"\0\0\x07\xe9"})
     device.close()

@@ -144,7 +144,8 @@ TEST_F(Iso15765Channel, EveryKindOfAddressCarriesMessagesOfEveryLength) {
                 {0x18, 0xDA, 1, 0xF1},
                 {0x18, 0xDA, 0xF1, 1},
                 CAN_29BIT_ID},
-           Case{"both",
+           Case{"both, 11 bits", CAN_ID_BOTH, 0, {0, 0, 6, 1}, {0, 0, 6, 2}, 0},
+           Case{"both, 29 bits",
                 CAN_ID_BOTH,
                 CAN_29BIT_ID,
                 {0x18, 0xDA, 1, 0xF1},
@@ -231,6 +232,10 @@ TEST_F(Iso15765Channel, FlowControlSaysWhatTheParametersSay) {
   const std::uint32_t hurried = duration();
   EXPECT_GT(hurried, 80 * 500U);
   EXPECT_LT(hurried, 100 * 1000U);
+  ASSERT_EQ(SetConfig(peer, ISO15765_BS, 0), long{STATUS_NOERROR});
+  ASSERT_EQ(SetConfig(iso, ISO15765_BS_TX, 2), long{STATUS_NOERROR});
+  EXPECT_EQ(Send(iso, {Message(ISO15765, Join({0, 0, 6, 1}, Payload(700)))}), long{ERR_FAILED})
+      << "it waits for flow control that the receiver has no need to send";
 }
 
 TEST_F(Iso15765InRealtime, WaitFramesArePutUpWithAsTheParameterSays) {

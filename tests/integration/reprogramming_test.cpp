@@ -97,6 +97,7 @@ struct Reprogramming : LibraryFixture {
     }
     EXPECT_EQ(Ask(WithWord({0x37}, Crc32(image))), WithWord({0x77}, Crc32(image)));
     EXPECT_EQ(Ask(WithWord({0x31, 1, 2, 2}, Crc32(image))), (Bytes{0x71, 1, 2, 2, 0}));
+    EXPECT_EQ(Ask(WithWord({0x31, 1, 2, 2}, ~Crc32(image))), (Bytes{0x71, 1, 2, 2, 1}));
   }
 
   static Bytes Image(std::size_t size) {
