@@ -442,6 +442,29 @@ TEST_F(IsoRealtimeTest, ResponseOfAnotherHoldsNobodyForEver) {
   EXPECT_TRUE(link_->AwaitStatus(cop, PDU_COPST_FINISHED));
 }
 
+TEST_F(IsoRealtimeTest, BrokenResponseOfAnotherFailsNobodyElse) {
+  link_->Set("CP_Cr", 30000);
+  Open({{1, 0x700, 0x708}, {2, 0x710, 0x718}});
+  OpenRawPeer();
+  TestLink::Request byIdentifier{.data = Message(0x700, {1}), .receiveCycles = 1, .from = {1}};
+  TestLink::Request byAddress{.data = Message(0x700, {1}), .receiveCycles = 1};
+  byAddress.expect = std::pair(Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0xFF}, Message(0x708, {0x55}));
+  for (const TestLink::Request& request : {byIdentifier, byAddress}) {
+    const UNUM32 cop = link_->Start(request);
+    EXPECT_TRUE(link_->AwaitStatus(cop, PDU_COPST_EXECUTING));
+    peer_->Send(Message(0x718, {0x10, 10, 1, 2, 3, 4, 5, 6}));  // and no more
+    const auto broken = link_->Await(IsError);
+    ASSERT_TRUE(broken);
+    EXPECT_NE(broken->cop, cop);
+    EXPECT_EQ(broken->error.ExtraErrorInfoId, 3u);
+    peer_->Send(Message(0x708, {1, 0x55}));
+    const auto answer = link_->AwaitResult();
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->cop, cop);
+    EXPECT_TRUE(link_->AwaitStatus(cop, PDU_COPST_FINISHED));
+  }
+}
+
 TEST_F(IsoTest, UpdateTakesTheTableThatWasSetWhenItWasStarted) {
   Open({});
   OpenRawPeer();

@@ -203,6 +203,9 @@ UNUM32 TestLink::Start(const Request& request, T_PDU_ERROR* result) {
     expected.pMaskData = mask.data();
     expected.pPatternData = pattern.data();
   }
+  std::vector<UNUM32> from = request.from;
+  expected.NumUniqueRespIds = static_cast<UNUM32>(from.size());
+  expected.pUniqueRespIds = from.data();
   PDU_COP_CTRL_DATA control{};
   control.Time = request.time;
   control.NumSendCycles = request.sendCycles;

@@ -99,6 +99,7 @@ class TestLink {
     bool temporary = false;
     std::optional<std::pair<Bytes, Bytes>> expect = {};  ///< mask and pattern; without: anything
     void* tag = nullptr;
+    std::vector<UNUM32> from = {};  ///< expected response identifiers; none: any
   };
   /// The handle; PDU_HANDLE_UNDEF and `result` if it can't be started.
   UNUM32 Start(const Request& request, T_PDU_ERROR* result = nullptr);

@@ -48,14 +48,16 @@ T_PDU_ERROR ReadControl(const PDU_COP_CTRL_DATA& control, Cop& cop) {
 
 }  // namespace
 
-bool ExpectedResponse::Admits(UNUM32 uniqueRespId) const {
-  return uniqueRespIds.empty() ||
-         std::find(uniqueRespIds.begin(), uniqueRespIds.end(), uniqueRespId) != uniqueRespIds.end();
+bool ExpectedResponse::Matches(std::span<const UNUM8> bytes, UNUM32 uniqueRespId) const {
+  return bytes.size() >= mask.size() && MayMatch(bytes, uniqueRespId);
 }
 
-bool ExpectedResponse::Matches(std::span<const UNUM8> bytes, UNUM32 uniqueRespId) const {
-  if (!Admits(uniqueRespId) || bytes.size() < mask.size()) return false;
-  for (std::size_t i = 0; i < mask.size(); ++i) {
+bool ExpectedResponse::MayMatch(std::span<const UNUM8> bytes, UNUM32 uniqueRespId) const {
+  if (!uniqueRespIds.empty() &&
+      std::find(uniqueRespIds.begin(), uniqueRespIds.end(), uniqueRespId) == uniqueRespIds.end()) {
+    return false;
+  }
+  for (std::size_t i = 0; i < std::min(mask.size(), bytes.size()); ++i) {
     if (((bytes[i] ^ pattern[i]) & mask[i]) != 0) return false;
   }
   return true;

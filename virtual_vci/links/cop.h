@@ -46,7 +46,8 @@ struct ExpectedResponse {
   std::vector<UNUM8> pattern;
   std::vector<UNUM32> uniqueRespIds;  ///< empty: any
 
-  bool Admits(UNUM32 uniqueRespId) const;
+  /// Whether a response that begins with these bytes, and of which no more is known, may match.
+  bool MayMatch(std::span<const UNUM8> bytes, UNUM32 uniqueRespId) const;
   bool Matches(std::span<const UNUM8> bytes, UNUM32 uniqueRespId) const;
 };
 

@@ -142,7 +142,6 @@ void CopEngine::SendDone(UNUM32 handle) {
 void CopEngine::BeginReceiving(Cop& cop) {
   cop.phase = Cop::Phase::kReceiving;
   cop.received = 0;
-  cop.holds = 0;
   if (cop.receiveCycles == PDU_CYCLES_INFINITE) {
     LeaveTurn(cop);
     return;
@@ -215,7 +214,7 @@ void CopEngine::SendFailed(UNUM32 handle, T_PDU_ERR_EVT code, UNUM32 extra) {
   if (cop == nullptr || !IsWithProtocol(*cop)) return;
   if (cop->phase == Cop::Phase::kSending && cop->repeats > 0) {
     --cop->repeats;
-    Execute(*cop);
+    SendData(*cop);
   } else if (cop->phase == Cop::Phase::kSending && cop->sendCycles == PDU_CYCLES_INFINITE) {
     // A repeated message that finds nobody goes on: somebody may turn up.
     events_.Push(MakeErrorItem(HeadOf(*cop), code, extra));
@@ -226,8 +225,9 @@ void CopEngine::SendFailed(UNUM32 handle, T_PDU_ERR_EVT code, UNUM32 extra) {
   }
 }
 
-void CopEngine::ReceiveFailed(UNUM32 uniqueRespId, T_PDU_ERR_EVT code, UNUM32 extra) {
-  const auto receiver = ReceiverFrom(uniqueRespId);
+void CopEngine::ReceiveFailed(std::span<const UNUM8> begin, UNUM32 uniqueRespId, T_PDU_ERR_EVT code,
+                              UNUM32 extra) {
+  const auto receiver = ReceiverFrom(begin, uniqueRespId);
   if (receiver && HasTimeout(*receiver->cop)) {
     Fail(*receiver->cop, code, extra);
     return;
@@ -244,9 +244,10 @@ std::optional<CopEngine::Receiver> CopEngine::ReceiverOf(std::span<const UNUM8> 
       [&](const ExpectedResponse& expected) { return expected.Matches(bytes, uniqueRespId); });
 }
 
-std::optional<CopEngine::Receiver> CopEngine::ReceiverFrom(UNUM32 uniqueRespId) {
+std::optional<CopEngine::Receiver> CopEngine::ReceiverFrom(std::span<const UNUM8> begin,
+                                                           UNUM32 uniqueRespId) {
   return FindReceiver(
-      [&](const ExpectedResponse& expected) { return expected.Admits(uniqueRespId); });
+      [&](const ExpectedResponse& expected) { return expected.MayMatch(begin, uniqueRespId); });
 }
 
 template <typename Fits>
@@ -278,8 +279,8 @@ void CopEngine::Received(UNUM32 handle) {
   }
 }
 
-UNUM32 CopEngine::HoldTimeout(UNUM32 uniqueRespId) {
-  const auto receiver = ReceiverFrom(uniqueRespId);
+UNUM32 CopEngine::HoldTimeout(std::span<const UNUM8> begin, UNUM32 uniqueRespId) {
+  const auto receiver = ReceiverFrom(begin, uniqueRespId);
   if (!receiver || !HasTimeout(*receiver->cop)) return PDU_HANDLE_UNDEF;
   ++receiver->cop->holds;
   scheduler_.Cancel(receiver->cop->timer);
@@ -288,8 +289,8 @@ UNUM32 CopEngine::HoldTimeout(UNUM32 uniqueRespId) {
 
 void CopEngine::ReleaseTimeout(UNUM32 handle) {
   Cop* cop = FindCop(handle);
-  if (cop == nullptr || cop->phase != Cop::Phase::kReceiving || cop->holds == 0) return;
-  if (--cop->holds == 0) StartTimeout(*cop, cop->patience);
+  if (cop == nullptr || cop->holds == 0) return;
+  if (--cop->holds == 0 && cop->phase == Cop::Phase::kReceiving) StartTimeout(*cop, cop->patience);
 }
 
 bool CopEngine::Pending(UNUM32 handle) {

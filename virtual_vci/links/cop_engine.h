@@ -60,7 +60,9 @@ class CopEngine {
   /// Also: the bus could not be initialised.
   void SendFailed(UNUM32 handle, T_PDU_ERR_EVT code, UNUM32 extra);
   /// A response from there could not be received: goes to the ComPrimitive that would have got it.
-  void ReceiveFailed(UNUM32 uniqueRespId, T_PDU_ERR_EVT code, UNUM32 extra);
+  /// `begin`: its first bytes, as a receiver would have seen them, as far as they are known.
+  void ReceiveFailed(std::span<const UNUM8> begin, UNUM32 uniqueRespId, T_PDU_ERR_EVT code,
+                     UNUM32 extra);
   struct Receiver {
     Cop* cop;
     UNUM32 acceptanceId;
@@ -69,12 +71,12 @@ class CopEngine {
   /// receive; none if nobody receives. For an accepted response call Received after its item was
   /// pushed.
   std::optional<Receiver> ReceiverOf(std::span<const UNUM8> bytes, UNUM32 uniqueRespId);
-  /// The one that would take a response from there, whatever its bytes turn out to be.
-  std::optional<Receiver> ReceiverFrom(UNUM32 uniqueRespId);
+  /// The one that may take a response that begins so.
+  std::optional<Receiver> ReceiverFrom(std::span<const UNUM8> begin, UNUM32 uniqueRespId);
   void Received(UNUM32 handle);
   /// A response has begun to come in: its own time-outs count from here on, until ReleaseTimeout
   /// with the ComPrimitive that this returns.
-  UNUM32 HoldTimeout(UNUM32 uniqueRespId);
+  UNUM32 HoldTimeout(std::span<const UNUM8> begin, UNUM32 uniqueRespId);
   /// The response has come, to whomever, or will not: if the ComPrimitive still waits, its time
   /// begins anew.
   void ReleaseTimeout(UNUM32 handle);

@@ -69,7 +69,8 @@ class Iso15765::Conversation : private IsoTpReceiver::Host {
   void ReceiveStarted(std::size_t) override {
     startTimestamp = static_cast<UNUM32>(owner_.times_.start);
     segmented_ = true;
-    held_ = owner_.link_.cops.HoldTimeout(uniqueRespId);
+    const Bytes header = HeaderOf(response);
+    held_ = owner_.link_.cops.HoldTimeout(owner_.Known(header), uniqueRespId);
     owner_.IndicateStart(*this);
   }
   void ReceiveEnded(IsoTpError error, Bytes message) override {
@@ -242,9 +243,9 @@ void Iso15765::Heard(const CanFrame& frame, FrameTimes times) {
 
 void Iso15765::IndicateStart(const Conversation& from) {
   if (!settings_.startIndication) return;
-  const auto receiver = link_.cops.ReceiverFrom(from.uniqueRespId);
-  if (!receiver) return;
   const Bytes header = HeaderOf(from.response);
+  const auto receiver = link_.cops.ReceiverFrom(Known(header), from.uniqueRespId);
+  if (!receiver) return;
   ResultInfo info;
   info.rxFlags = RxFlagsOf(from.response);
   Put(info.rxFlags, kRxStartOfMessage);
@@ -274,7 +275,8 @@ void Iso15765::Deliver(const Conversation& from, const Bytes& message) {
 void Iso15765::DeliverFailure(const Conversation& from, IsoTpError error) {
   const T_PDU_ERR_EVT code = error == IsoTpError::kTimeoutCr ? T_PDU_ERR_EVT{PDU_ERR_EVT_RX_TIMEOUT}
                                                              : T_PDU_ERR_EVT{PDU_ERR_EVT_RX_ERROR};
-  link_.cops.ReceiveFailed(from.uniqueRespId, code, static_cast<UNUM32>(error));
+  const Bytes header = HeaderOf(from.response);
+  link_.cops.ReceiveFailed(Known(header), from.uniqueRespId, code, static_cast<UNUM32>(error));
 }
 
 }  // namespace virtual_vci

@@ -65,6 +65,10 @@ class Iso15765 : public CanProtocol, private IsoTpSender::Host {
 
   using CanProtocol::Deliver;
   void Deliver(const Conversation& from, const Bytes& message);
+  /// What a receiver sees of a message of which only the address has come.
+  std::span<const UNUM8> Known(std::span<const UNUM8> header) const {
+    return link_.rawMode ? header : std::span<const UNUM8>();
+  }
   void IndicateStart(const Conversation& from);
   void DeliverFailure(const Conversation& from, IsoTpError error);
 

@@ -302,8 +302,8 @@ void KLineProtocol::MessageBegins(FrameTimes times) {
     link_.scheduler.Cancel(timer_);
     return;
   }
-  held_ = link_.cops.HoldTimeout(PDU_ID_UNDEF);
-  const auto receiver = link_.cops.ReceiverFrom(PDU_ID_UNDEF);
+  held_ = link_.cops.HoldTimeout({}, PDU_ID_UNDEF);
+  const auto receiver = link_.cops.ReceiverFrom({}, PDU_ID_UNDEF);
   if (!settings_.startIndication || !receiver) return;
   ResultInfo info;
   Put(info.rxFlags, kRxStartOfMessage);
