@@ -6,26 +6,18 @@
 
 #include <algorithm>
 #include <chrono>
-#include <optional>
 #include <thread>
-#include <utility>
 #include <vector>
 
-#include "library_fixture.h"
+#include "channels_fixture.h"
 
 namespace passbridge::test {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
 using testing::ElementsAre;
 using testing::Pair;
 
 constexpr j2534_ulong kCanPins = 0x060E;
-
-Bytes Join(Bytes one, const Bytes& other) {
-  one.insert(one.end(), other.begin(), other.end());
-  return one;
-}
 
 Bytes Payload(std::size_t size) {
   Bytes bytes(size);
@@ -33,36 +25,14 @@ Bytes Payload(std::size_t size) {
   return bytes;
 }
 
-/// What is told of a message: its status and its bytes.
-using Seen = std::pair<j2534_ulong, Bytes>;
+struct Iso15765Channel : ChannelsFixture {
+  using ChannelsFixture::ChannelsFixture;
 
-struct Iso15765Channel : LibraryFixture {
-  explicit Iso15765Channel(UNUM32 clock = VVCI_CLOCK_INSTANT) {
-    vci.Configure(nullptr, clock);
-    device = Open();
-    vci.SetCyclic(static_cast<UNUM32>(device), 0);
-  }
-  ~Iso15765Channel() override { Close(); }
-
-  j2534_ulong Connect(j2534_ulong protocol, j2534_ulong flags = 0, j2534_ulong pins = 0) {
-    j2534_ulong id = 0;
-    EXPECT_EQ(library.PassThruConnect(device, protocol, flags, 500000, &id), long{STATUS_NOERROR})
-        << protocol << ": " << LastError();
-    if (pins != 0) {
-      EXPECT_EQ(SetConfig(id, J1962_PINS, pins), long{STATUS_NOERROR}) << LastError();
-    }
-    return id;
-  }
   /// A raw CAN channel on the same pins, which sees every frame.
   j2534_ulong ConnectObserver() {
     const j2534_ulong id = Connect(CAN);
     StartFilter(id, PASS_FILTER, Message(CAN, {0, 0, 0, 0}), Message(CAN, {0, 0, 0, 0}), nullptr);
     return id;
-  }
-  long StartFilter(j2534_ulong on, j2534_ulong type, PASSTHRU_MSG mask, PASSTHRU_MSG pattern,
-                   PASSTHRU_MSG* flow) {
-    j2534_ulong id = 0;
-    return library.PassThruStartMsgFilter(on, type, &mask, &pattern, flow, &id);
   }
   /// A conversation: where messages come from, and where they go to.
   void StartFlow(j2534_ulong on, j2534_ulong protocol, const Bytes& from, const Bytes& to,
@@ -76,26 +46,6 @@ struct Iso15765Channel : LibraryFixture {
                     Message(protocol, from, txFlags), &flow),
         long{STATUS_NOERROR})
         << LastError();
-  }
-  long Send(j2534_ulong on, std::vector<PASSTHRU_MSG> messages, j2534_ulong* sent = nullptr) {
-    j2534_ulong count = 0;
-    channel = on;
-    return Write(std::move(messages), 5000, sent != nullptr ? sent : &count);
-  }
-  std::optional<PASSTHRU_MSG> Next(j2534_ulong on, j2534_ulong timeout = 5000) {
-    channel = on;
-    std::vector<PASSTHRU_MSG> one(1);
-    Read(one, timeout);
-    return one.empty() ? std::nullopt : std::optional(one[0]);
-  }
-  std::vector<Seen> See(j2534_ulong on, std::size_t count) {
-    std::vector<Seen> seen;
-    while (seen.size() < count) {
-      const auto message = Next(on);
-      if (!message) break;
-      seen.emplace_back(message->RxStatus, Bytes(message->Data, message->Data + message->DataSize));
-    }
-    return seen;
   }
 };
 

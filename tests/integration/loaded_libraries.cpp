@@ -54,6 +54,7 @@ VirtualVci::VirtualVci(const std::string& path)
       PASSBRIDGE_FIND(SetVoltages),
       PASSBRIDGE_FIND(SendFrame),
       PASSBRIDGE_FIND(SetCyclic),
+      PASSBRIDGE_FIND(SetEcuFault),
       PASSBRIDGE_FIND(Advance),
       PASSBRIDGE_FIND(Reset) {
   if (!file) throw std::runtime_error("cannot load " + path);

@@ -47,6 +47,7 @@ struct VirtualVci {
   PFN_VirtualVciSetVoltages SetVoltages;
   PFN_VirtualVciSendFrame SendFrame;
   PFN_VirtualVciSetCyclic SetCyclic;
+  PFN_VirtualVciSetEcuFault SetEcuFault;
   PFN_VirtualVciAdvance Advance;
   PFN_VirtualVciReset Reset;
 };

@@ -6,12 +6,10 @@
 #include <chrono>
 #include <vector>
 
-#include "library_fixture.h"
+#include "channels_fixture.h"
 
 namespace passbridge::test {
 namespace {
-
-using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint32_t kSecret = 0x5EC0DE55;  // of the virtual VCI's ECUs
 constexpr std::size_t kBlockHead = 2;          // service and number
