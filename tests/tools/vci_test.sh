@@ -76,6 +76,39 @@ only '^7E8  (engine speed: [0-9]+ rpm|coolant temperature: -?[0-9]+ degC)$' 2
 expect 0 obd "${vci[@]}" --wait 1000 speed
 only '^7E[89]  vehicle speed: [0-9]+ km/h$' 2
 
+# With --virtual the tool needs no settings, heeds none, and leaves none.
+# expect_virtual STATUS ARGUMENT...
+expect_virtual() {
+  local wanted=$1 status=0
+  shift
+  mkdir -p "$work/home/.config"
+  case $preset in
+    windows-*) run_under_wine "${preset#windows-}" "$tool" --virtual "$@" ;;
+    *) env -u XDG_CONFIG_DIRS -u XDG_CONFIG_HOME -u XDG_RUNTIME_DIR HOME="$work/home" "$tool" --virtual "$@" ;;
+  esac >"$work/out.crlf" 2>"$work/err.crlf" || status=$?
+  tr -d '\r' <"$work/out.crlf" >"$work/out"
+  tr -d '\r' <"$work/err.crlf" >"$work/err"
+  [ "$status" -eq "$wanted" ] || complain "--virtual $*: exit status $status instead of $wanted"
+}
+case $preset in
+  windows-*)
+    run_under_wine "${preset#windows-}" reg delete 'HKLM\SOFTWARE\QUARN\QUARN_VCI\PDU API Support' /f >/dev/null 2>&1 ;;
+esac
+settings=$(dirname "$tool")/virtual_settings
+[ ! -d "$settings" ] || find "$settings" >"$work/settings"
+expect_virtual 0 info
+says out '^battery   12\.60 V$'
+expect_virtual 0 monitor --count 10
+only ' can0 (100|110|1A0)#' 10
+case $preset in
+  windows-*)
+    ! run_under_wine "${preset#windows-}" reg query 'HKCU\Software' | grep -q passbridge_virtual ||
+      complain "a key of --virtual is left" ;;
+  *)
+    [ -z "$(find "$work/home" -mindepth 2)" ] || complain "--virtual wrote settings of the user"
+    find "$settings" | cmp -s - "$work/settings" || complain "--virtual wrote settings of its own" ;;
+esac
+
 # An application that closes nothing ends all the same, and quietly.
 library=$(library_of "$preset")
 case $preset in windows-*) library=$(as_windows_path "$library") ;; esac

@@ -1,6 +1,8 @@
 #include "client/library.h"
 
 #include <filesystem>
+#include <optional>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -16,15 +18,28 @@ bool IsFile(const fs::path& path) {
   return fs::is_regular_file(path, ignored);
 }
 
+// A file that came with the tool: beside it, in ../lib, or where the build that made both has it.
+std::optional<fs::path> Installed(const fs::path& file, const char* buildFolder) {
+  const fs::path folder = ExecutableFolder();
+  for (const fs::path& candidate : {folder / file, folder.parent_path() / "lib" / file,
+                                    folder.parent_path() / buildFolder / file}) {
+    if (IsFile(candidate)) return candidate;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::string DefaultLibrary() {
   const fs::path file = LibraryFileName();
-  const fs::path folder = ExecutableFolder();
-  for (const fs::path& candidate : {folder / file, folder.parent_path() / "lib" / file}) {
-    if (IsFile(candidate)) return candidate.string();
-  }
-  return file.string();
+  return Installed(file, "src/api").value_or(file).string();
+}
+
+std::filesystem::path FindVirtualVci() {
+  const fs::path file = VirtualVciFileName();
+  const auto found = Installed(file, "virtual_vci");
+  if (!found) throw std::runtime_error("there is no " + file.string() + " beside the tool");
+  return *found;
 }
 
 bool NamesFields32(const std::string& library) {

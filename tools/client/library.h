@@ -2,6 +2,7 @@
 #ifndef PASSBRIDGE_TOOLS_CLIENT_LIBRARY_H_
 #define PASSBRIDGE_TOOLS_CLIENT_LIBRARY_H_
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -9,9 +10,12 @@
 
 namespace passbridge::tool {
 
-// The Passbridge library beside the executable or in ../lib; else its bare file name, for the
-// loader's search path.
+// The Passbridge library beside the executable, in ../lib or in the same build; else its bare file
+// name, for the loader's search path.
 std::string DefaultLibrary();
+
+// The virtual VCI in the same places. Throws std::runtime_error with a text for the user.
+std::filesystem::path FindVirtualVci();
 
 // Whether a library's file name tells of 32-bit fields where the standard's are wider: "..._u32".
 bool NamesFields32(const std::string& library);

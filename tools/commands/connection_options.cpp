@@ -57,6 +57,9 @@ void AddConnectionOptions(CLI::App& root, ConnectionOptions& options) {
   root.add_flag("--fields32", options.fields32,
                 "the library's structures have 32-bit fields (known if its name ends in _u32)")
       ->group(kGroup);
+  root.add_flag("--virtual", options.virtualVci,
+                "use the virtual VCI that came with the tool, whatever the settings say")
+      ->group(kGroup);
   auto* const device =
       root.add_option("-d,--device", options.device,
                       "device name, given to the library as it is (default: none, the library "

@@ -14,6 +14,7 @@ namespace passbridge::tool {
 struct ConnectionOptions {
   std::string library;  // empty: the default
   bool fields32 = false;
+  bool virtualVci = false;
   std::string device;
   std::string serial;
   std::string interfaces;

@@ -2,11 +2,14 @@
 
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "client/library.h"
 #include "commands/commands.h"
 #include "commands/connection_options.h"
+#include "platform/platform.h"
 #include "version_info.h"
 
 namespace passbridge::tool {
@@ -14,6 +17,7 @@ namespace {
 
 constexpr const char* kToolFooter =
     "Examples:\n"
+    "  passbridge --virtual monitor             no hardware needed: a simulated bus\n"
     "  passbridge info --serial 4711 --interface usb\n"
     "  passbridge monitor --seconds 10\n"
     "  passbridge send 7E0#02010C --expect 7E8\n"
@@ -46,6 +50,8 @@ class Tool {
     } catch (const CLI::ParseError& error) {
       return app_.exit(error, console.out, console.err);
     }
+    std::optional<VirtualVciSettings> settings;
+    if (connection_.virtualVci) settings.emplace(FindVirtualVci());
     const auto api = LoadLibraryOf(connection_);
     const Target target{*api, LibraryToLoad(connection_), DeviceName(connection_)};
     for (const Command& command : commands_) {

@@ -31,6 +31,24 @@ class SharedLibrary {
 // File name of the Passbridge library.
 std::filesystem::path LibraryFileName();
 
+std::filesystem::path VirtualVciFileName();
+
+// Settings of this process alone: the virtual VCI is the D-PDU library, and the only VCI on USB is
+// the one that is opened. For J2534 libraries loaded during the object's life; what these write
+// ends with it. Throws std::runtime_error with a text for the user.
+// Linux: a folder of settings that belongs to the tool, which the environment then names.
+// Windows: a volatile key, which stands for the predefined ones.
+class VirtualVciSettings {
+ public:
+  explicit VirtualVciSettings(const std::filesystem::path& vci);
+  ~VirtualVciSettings();
+  VirtualVciSettings(const VirtualVciSettings&) = delete;
+  VirtualVciSettings& operator=(const VirtualVciSettings&) = delete;
+
+ private:
+  void* handle_ = nullptr;  // Linux: the loaded VCI; Windows: the key
+};
+
 // Folder of the running program; empty if the system doesn't tell.
 std::filesystem::path ExecutableFolder();
 

@@ -12,6 +12,8 @@ namespace {
 
 volatile std::sig_atomic_t stopRequested = 0;
 
+constexpr const char* kVirtualSettings = "virtual_settings";
+
 void RequestStop(int /*signal*/) { stopRequested = 1; }
 
 }  // namespace
@@ -40,6 +42,36 @@ std::filesystem::path ExecutableFolder() {
   std::error_code error;
   const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
   return error ? std::filesystem::path() : executable.parent_path();
+}
+
+std::filesystem::path VirtualVciFileName() { return "libvirtual_vci.so"; }
+
+// The settings name the VCI by its file name alone, so that they serve wherever the tool lies: the
+// loader finds a library of that name loaded already.
+VirtualVciSettings::VirtualVciSettings(const std::filesystem::path& vci) {
+  namespace fs = std::filesystem;
+  const fs::path folder = ExecutableFolder();
+  fs::path settings = folder / kVirtualSettings;
+  if (!fs::is_directory(settings)) {
+    settings = folder.parent_path() / "share" / "passbridge" / kVirtualSettings;
+  }
+  if (!fs::is_directory(settings)) {
+    throw std::runtime_error("the settings for --virtual are not beside the tool: there is no " +
+                             settings.string());
+  }
+  handle_ = dlopen(vci.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle_ == nullptr) {
+    throw std::runtime_error(std::string("cannot load the virtual VCI: ") + dlerror());
+  }
+  setenv("XDG_CONFIG_DIRS", settings.c_str(), 1);
+  // Nobody can make a folder there, so the user's settings are empty and nothing is remembered.
+  for (const char* variable : {"XDG_CONFIG_HOME", "XDG_RUNTIME_DIR"}) {
+    setenv(variable, "/proc/self", 1);
+  }
+}
+
+VirtualVciSettings::~VirtualVciSettings() {
+  if (handle_ != nullptr) dlclose(handle_);
 }
 
 StopSignal::StopSignal() {

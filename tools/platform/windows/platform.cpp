@@ -28,6 +28,44 @@ std::string SystemText(DWORD error) {
   return text + " (" + std::to_string(error) + ")";
 }
 
+std::wstring PrivateKeyName() {
+  return L"Software\\passbridge_virtual_" + std::to_wstring(GetCurrentProcessId());
+}
+
+void SetValue(HKEY root, const wchar_t* path, const wchar_t* name, DWORD type, const void* data,
+              std::size_t size) {
+  HKEY key = nullptr;
+  LSTATUS status = RegCreateKeyExW(root, path, 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS,
+                                   nullptr, &key, nullptr);
+  if (status == ERROR_SUCCESS) {
+    status = RegSetValueExW(key, name, 0, type, static_cast<const BYTE*>(data),
+                            static_cast<DWORD>(size));
+    RegCloseKey(key);
+  }
+  if (status != ERROR_SUCCESS) {
+    throw std::runtime_error("cannot make settings for --virtual: " +
+                             SystemText(static_cast<DWORD>(status)));
+  }
+}
+
+// The settings below `root` that lead to the virtual VCI.
+void WriteVirtualSettings(HKEY root, const std::wstring& vci) {
+  constexpr const wchar_t* kFirst =
+      L"SOFTWARE\\QUARN\\QUARN_VCI\\AutoConnectionOrder\\Connection00";
+  const DWORD one = 1;
+  SetValue(root, L"SOFTWARE\\QUARN\\QUARN_VCI\\PDU API Support", L"FunctionLibrary", REG_SZ,
+           vci.c_str(), (vci.size() + 1) * sizeof(wchar_t));
+  SetValue(root, kFirst, L"Number", REG_DWORD, &one, sizeof one);
+  SetValue(root, kFirst, L"Enabled", REG_DWORD, &one, sizeof one);
+}
+
+void EndVirtualSettings(HKEY key) {
+  RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+  RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+  RegCloseKey(key);
+  RegDeleteTreeW(HKEY_CURRENT_USER, PrivateKeyName().c_str());
+}
+
 }  // namespace
 
 SharedLibrary::SharedLibrary(std::string name) : name_(std::move(name)) {
@@ -58,6 +96,36 @@ std::filesystem::path ExecutableFolder() {
   const DWORD size = GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
   return std::filesystem::path(std::wstring(buffer.data(), size)).parent_path();
 }
+
+std::filesystem::path VirtualVciFileName() { return "virtual_vci.dll"; }
+
+VirtualVciSettings::VirtualVciSettings(const std::filesystem::path& vci) {
+  // A process of the same number may have left its key when it was killed.
+  RegDeleteTreeW(HKEY_CURRENT_USER, PrivateKeyName().c_str());
+  HKEY key = nullptr;
+  LSTATUS status = RegCreateKeyExW(HKEY_CURRENT_USER, PrivateKeyName().c_str(), 0, nullptr,
+                                   REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr);
+  if (status != ERROR_SUCCESS) {
+    throw std::runtime_error("cannot make settings for --virtual: " +
+                             SystemText(static_cast<DWORD>(status)));
+  }
+  handle_ = key;
+  try {
+    WriteVirtualSettings(key, vci.wstring());
+    for (const HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
+      status = RegOverridePredefKey(root, key);
+      if (status != ERROR_SUCCESS) {
+        throw std::runtime_error("cannot use settings for --virtual: " +
+                                 SystemText(static_cast<DWORD>(status)));
+      }
+    }
+  } catch (...) {
+    EndVirtualSettings(key);
+    throw;
+  }
+}
+
+VirtualVciSettings::~VirtualVciSettings() { EndVirtualSettings(static_cast<HKEY>(handle_)); }
 
 StopSignal::StopSignal() { SetConsoleCtrlHandler(HandleControl, TRUE); }
 
