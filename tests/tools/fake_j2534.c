@@ -3,8 +3,10 @@
  * both widths of the structure fields.
  *
  * It opens any device but the one with the serial number 9. A CAN channel carries kTraffic once,
- * through its pass filters; a request for the engine speed is answered by 7E8, one for the vehicle
- * speed is refused by 7E8; a frame to 666 can't be sent.
+ * through its pass filters; a request for the engine speed is answered by 7E8; a frame to 666 can't
+ * be sent. On an ISO 15765 channel, through flow
+ * control filters, 7E8 answers a request for the engine speed, refuses one for the vehicle speed,
+ * and says first that the answer is still to come for the timing; for the throttle it says no more.
  */
 #define _DEFAULT_SOURCE /* usleep */
 #ifdef _WIN32
@@ -34,6 +36,7 @@ static struct {
 } filters[kMaxFilters];
 static int filterCount;
 static j2534_ulong connectFlags;
+static j2534_ulong protocol;
 static PASSTHRU_MSG queue[kQueueSize];
 static int queueHead;
 static int queueTail;
@@ -56,7 +59,7 @@ static void Receive(unsigned long id, unsigned long rxStatus, const char* data, 
   PASSTHRU_MSG msg;
   if (queueTail == kQueueSize) return;
   memset(&msg, 0, sizeof msg);
-  msg.ProtocolID = CAN;
+  msg.ProtocolID = protocol;
   msg.RxStatus = (j2534_ulong)rxStatus;
   msg.Timestamp = (j2534_ulong)(12345678u + 1000u * (unsigned)queueTail);
   for (int i = 0; i < 4; ++i) msg.Data[i] = (unsigned char)(id >> (24 - 8 * i));
@@ -98,6 +101,7 @@ long J2534_CALL PassThruConnect(j2534_ulong DeviceID, j2534_ulong ProtocolID, j2
   }
   ++state.connected;
   connectFlags = Flags;
+  protocol = ProtocolID;
   filterCount = queueHead = queueTail = 0;
   Receive(0x100, 0, "\x01\x02", 2);
   Receive(0x7E8, TX_INDICATION, "", 0);
@@ -126,11 +130,24 @@ long J2534_CALL PassThruReadMsgs(j2534_ulong ChannelID, PASSTHRU_MSG* pMsg, j253
 }
 
 static void Answer(const PASSTHRU_MSG* msg) {
-  const int request = msg->DataSize == 12 && msg->Data[2] == 7 && msg->Data[5] == 1;
-  if (request && msg->Data[6] == 0x0C) {
+  if (protocol == CAN && msg->DataSize == 12 && msg->Data[2] == 7 && msg->Data[6] == 0x0C) {
     Receive(0x7E8, 0, "\x04\x41\x0C\x1A\xF8\x00\x00\x00", 8);
-  } else if (request && msg->Data[6] == 0x0D) {
-    Receive(0x7E8, 0, "\x03\x7F\x01\x12\x00\x00\x00\x00", 8);
+  }
+  if (protocol != ISO15765 || msg->DataSize != 6 || msg->Data[4] != 1) return;
+  switch (msg->Data[5]) {
+    case 0x0C:
+      Receive(0x7E8, 0, "\x41\x0C\x1A\xF8", 4);
+      break;
+    case 0x0D:
+      Receive(0x7E8, 0, "\x7F\x01\x12", 3);
+      break;
+    case 0x0E:
+      Receive(0x7E8, 0, "\x7F\x01\x78", 3);
+      Receive(0x7E8, 0, "\x41\x0E\x80", 3);
+      break;
+    case 0x11:
+      Receive(0x7E8, 0, "\x7F\x01\x78", 3);
+      break;
   }
 }
 
@@ -154,7 +171,10 @@ long J2534_CALL PassThruStartMsgFilter(j2534_ulong ChannelID, j2534_ulong Filter
                                        PASSTHRU_MSG* pMaskMsg, PASSTHRU_MSG* pPatternMsg,
                                        PASSTHRU_MSG* pFlowControlMsg, j2534_ulong* pFilterID) {
   if (ChannelID != kChannel) return ERR_INVALID_CHANNEL_ID;
-  if (FilterType != PASS_FILTER || pFlowControlMsg != NULL) return ERR_INVALID_MSG;
+  if (FilterType != (protocol == ISO15765 ? FLOW_CONTROL_FILTER : PASS_FILTER) ||
+      (pFlowControlMsg != NULL) != (protocol == ISO15765)) {
+    return ERR_INVALID_MSG;
+  }
   if (filterCount == kMaxFilters) return ERR_EXCEEDED_LIMIT;
   filters[filterCount].mask = *pMaskMsg;
   filters[filterCount].pattern = *pPatternMsg;

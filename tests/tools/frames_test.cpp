@@ -1,13 +1,15 @@
 #include <gtest/gtest.h>
 #include <passbridge/j2534.h>
 
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "frames/can_frame.h"
 #include "frames/frame_log.h"
-#include "frames/live_data.h"
+#include "frames/obd_addresses.h"
+#include "frames/obd_item.h"
 
 namespace passbridge::tool {
 namespace {
@@ -110,58 +112,80 @@ TEST(TimestampExtender, DoesNotGoBelowZero) {
   EXPECT_EQ(clock.Extend(7), 7u);
 }
 
-TEST(Obd, DecodesValues) {
+TEST(Obd, DecodesAnswers) {
+  using Bytes = std::vector<std::uint8_t>;
+  const struct {
+    const char* name;
+    Bytes answer;
+    const char* text;
+  } cases[] = {
+      {"engine-speed", {0x41, 0x0C, 0x1A, 0xF8}, "1726"},
+      {"engine-speed", {0x41, 0x0C, 0xFF, 0xFF}, "16384"},
+      {"coolant", {0x41, 0x05, 0x00}, "-40"},
+      {"short-trim-1", {0x41, 0x06, 0x00}, "-100.0"},
+      {"long-trim-2", {0x41, 0x09, 0xFF}, "99.2"},
+      {"fuel-pressure", {0x41, 0x0A, 0xFF}, "765"},
+      {"throttle", {0x41, 0x11, 0xFF}, "100.0"},
+      {"timing", {0x41, 0x0E, 0x00}, "-64.0"},
+      {"mil-distance", {0x41, 0x21, 0x01, 0x00}, "256"},
+      {"voltage", {0x41, 0x42, 0x36, 0xB0}, "14.00"},
+      {"status", {0x41, 0x01, 0x83, 0x07, 0x61, 0x00}, "MIL on, 3 fault codes"},
+      {"calibration", {0x49, 0x04, 0x02, 'A', 'B', 0, 0, 'C', 0}, "AB C"},
+      {"vin", {0x49, 0x02, 0x01, 0, 0, 'V', '1'}, "V1"},
+      {"speed", {0x7F, 0x01, 0x12}, "refused with code 12 (sub-function not supported)"},
+      {"speed", {0x7F, 0x01, 0xEE}, "refused with code EE (unknown)"},
+  };
+  for (const auto& each : cases) {
+    const auto reading = DecodeObdAnswer(each.answer, *FindObdItem(each.name));
+    ASSERT_TRUE(reading) << each.name;
+    EXPECT_EQ(reading->text, each.text) << each.name;
+    EXPECT_EQ(reading->refused, each.answer[0] == 0x7F);
+  }
+  const auto faults = DecodeObdAnswer(
+      Bytes{0x43, 4, 0x03, 0x01, 0x52, 0x34, 0x9A, 0xBC, 0xFF, 0xFF}, *FindObdItem("faults"));
+  ASSERT_TRUE(faults);
+  EXPECT_EQ(faults->faults, (std::vector<std::string>{"P0301", "C1234", "B1ABC", "U3FFF"}));
+}
+
+TEST(Obd, IgnoresWhatAnswersSomethingElse) {
   const struct {
     const char* name;
     std::vector<std::uint8_t> answer;
-    const char* text;
   } cases[] = {
-      {"engine-speed", {0x04, 0x41, 0x0C, 0x1A, 0xF8}, "1726 rpm"},
-      {"engine-speed", {0x04, 0x41, 0x0C, 0xFF, 0xFF, 0, 0, 0}, "16384 rpm"},
-      {"speed", {0x03, 0x41, 0x0D, 0x32}, "50 km/h"},
-      {"coolant", {0x03, 0x41, 0x05, 0x00}, "-40 degC"},
-      {"throttle", {0x03, 0x41, 0x11, 0xFF}, "100.0 %"},
-      {"timing", {0x03, 0x41, 0x0E, 0x00}, "-64.0 deg"},
-      {"voltage", {0x04, 0x41, 0x42, 0x36, 0xB0}, "14.00 V"},
-      {"speed", {0x03, 0x7F, 0x01, 0x12}, "refused with code 12 (sub-function not supported)"},
-      {"speed", {0x03, 0x7F, 0x01, 0xEE}, "refused with code EE (unknown)"},
+      {"speed", {}},
+      {"speed", {0x41}},
+      {"speed", {0x41, 0x0D}},               // no value
+      {"speed", {0x41, 0x0C, 0x32}},         // another value
+      {"speed", {0x41, 0x0D, 0x32, 0x00}},   // another size
+      {"speed", {0x42, 0x0D, 0x32}},         // another service
+      {"speed", {0x7F, 0x09, 0x12}},         // a refusal of another service
+      {"speed", {0x7F, 0x01, 0x78}},         // still to come
+      {"faults", {0x43, 0x02, 0x03, 0x01}},  // fewer codes than it says
+      {"faults", {0x47, 0x00}},
   };
   for (const auto& each : cases) {
-    const ObdValue& value = *FindObdValue(each.name);
-    EXPECT_EQ(DecodeObdAnswer({{0x7E8, false}, each.answer}, value), each.text);
+    EXPECT_FALSE(DecodeObdAnswer(each.answer, *FindObdItem(each.name)))
+        << each.name << " " << FormatBytes(each.answer);
   }
 }
 
-TEST(Obd, IgnoresFramesThatAnswerSomethingElse) {
-  const ObdValue& speed = *FindObdValue("speed");
-  const std::vector<std::vector<std::uint8_t>> frames = {
-      {},
-      {0x00},
-      {0x03},
-      {0x03, 0x41, 0x0D},              // shorter than it says
-      {0x03, 0x41, 0x0C, 0x32},        // another value
-      {0x04, 0x41, 0x0D, 0x32, 0x00},  // another size
-      {0x03, 0x42, 0x0D, 0x32},        // another service
-      {0x10, 0x14, 0x41, 0x0D, 0x32},  // a first frame
-      {0x03, 0x7F, 0x09, 0x12},        // a refusal of another service
-  };
-  for (const auto& data : frames) {
-    EXPECT_FALSE(DecodeObdAnswer({{0x7E8, false}, data}, speed)) << FormatCanFrame({{}, data});
-  }
+TEST(Obd, FindsSupportedPids) {
+  const std::vector<std::uint8_t> answer = {0x41, 0x20, 0x80, 0x00, 0x00, 0x01};
+  EXPECT_EQ(DecodeSupportedPids(answer, 0x20), (std::set<std::uint8_t>{0x21, 0x40}));
+  EXPECT_FALSE(DecodeSupportedPids(answer, 0x00));
 }
 
 TEST(Obd, KnowsWhoAnswersWhom) {
-  const auto functional = ObdAnswersTo({0x7DF, false});
-  EXPECT_EQ(functional.mask & 0x7E8, functional.pattern.value);
-  EXPECT_EQ(functional.mask & 0x7EF, functional.pattern.value);
-  EXPECT_NE(functional.mask & 0x7E0, functional.pattern.value);
-  EXPECT_FALSE(functional.single);
-  EXPECT_EQ(ObdAnswersTo({0x7E3, false}).pattern, (CanId{0x7EB, false}));
-  EXPECT_TRUE(ObdAnswersTo({0x7E3, false}).single);
-  EXPECT_EQ(ObdAnswersTo({0x18DA10F1, true}).pattern, (CanId{0x18DAF110, true}));
-  EXPECT_EQ(ObdAnswersTo({0x18DB33F1, true}).mask & 0x18DAF155, 0x18DAF100u);
+  const auto all = EcusAt({0x7DF, false});
+  ASSERT_EQ(all.size(), 8u);
+  EXPECT_EQ(all[7].request, (CanId{0x7E7, false}));
+  EXPECT_EQ(all[7].answer, (CanId{0x7EF, false}));
+  ASSERT_EQ(EcusAt({0x7E3, false}).size(), 1u);
+  EXPECT_EQ(EcusAt({0x7E3, false})[0].answer, (CanId{0x7EB, false}));
+  EXPECT_EQ(EcusAt({0x18DA44F1, true})[0].answer, (CanId{0x18DAF144, true}));
+  EXPECT_LE(EcusAt({0x18DB33F1, true}).size(), 10u) << "a channel holds ten filters";
   for (const CanId& wrong : {CanId{0x7E8, false}, CanId{0x123, false}, CanId{0x18DAF110, true}}) {
-    EXPECT_THROW(ObdAnswersTo(wrong), std::invalid_argument);
+    EXPECT_THROW(EcusAt(wrong), std::invalid_argument);
   }
 }
 

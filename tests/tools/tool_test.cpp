@@ -148,8 +148,8 @@ TEST_P(ToolTest, SendReportsHowManyFramesWent) {
 TEST_P(ToolTest, ObdDecodesAnswersAndRefusals) {
   ASSERT_EQ(Run({"obd", "engine-speed", "--wait", "30", "--frames"}), 0) << Err();
   EXPECT_EQ(Out(),
-            "request  7DF#02010C0000000000\n"
-            "answer   7E8#04410C1AF8000000\n"
+            "request  7DF#010C\n"
+            "answer   7E8#410C1AF8\n"
             "7E8  engine speed: 1726 rpm\n");
   EXPECT_EQ(Run({"obd", "--to", "7E0", "speed", "engine-speed", "--wait", "30"}), 1);
   EXPECT_EQ(Out(),
@@ -157,6 +157,19 @@ TEST_P(ToolTest, ObdDecodesAnswersAndRefusals) {
             "7E8  engine speed: 1726 rpm\n");
   EXPECT_EQ(Run({"obd", "--to", "7E0", "coolant", "--wait", "30"}), 1);
   EXPECT_EQ(Err(), "passbridge: no answer for coolant temperature within 30 ms\n");
+}
+
+TEST_P(ToolTest, IsoTpWaitsForAnswersThatAreStillToCome) {
+  ASSERT_EQ(Run({"isotp", "7E0#010E", "--padding"}), 0) << Err();
+  EXPECT_EQ(Out(), "7E8#7F0178\n7E8#410E80\n");
+  EXPECT_THAT(LastCall(), HasSubstr("flags 40"));
+  EXPECT_EQ(Run({"isotp", "7E0#0111", "--wait", "20", "--pending", "30"}), 1);
+  EXPECT_EQ(Out(), "7E8#7F0178\n");
+  EXPECT_EQ(Err(), "passbridge: no final answer in time\n");
+  EXPECT_EQ(Run({"isotp", "7E5#010C", "--wait", "20"}), 1) << "7E8 does not answer for it";
+  EXPECT_EQ(Run({"isotp", "6F1#010C", "-a", "612", "-x", "12", "F1", "--wait", "20"}), 1);
+  EXPECT_THAT(LastCall(), HasSubstr("flags 80"));
+  EXPECT_TRUE(IsClosed());
 }
 
 TEST_P(ToolTest, WrongUsageIsNotAFailure) {
@@ -176,6 +189,9 @@ TEST_P(ToolTest, WrongUsageIsNotAFailure) {
       {{"monitor", "extra"}, "extra"},
       {{"obd", "horsepower"}, "\"horsepower\" is none of the values"},
       {{"obd", "--to", "123", "speed"}, "OBD requests go to"},
+      {{"obd", "--count", "2"}, "requires --watch"},
+      {{"isotp", "7E0#"}, "at least one byte"},
+      {{"isotp", "7E0#01", "-x", "12", "F"}, "\"F\": a byte has"},
       {{"info", "--serial", "47x"}, "is no serial number"},
       {{"info", "--interface", "usb"}, "requires --serial"},
       {{"info", "--serial", "1", "--interface", "usb,tin"}, "\"tin\" is no interface"},
@@ -189,7 +205,7 @@ TEST_P(ToolTest, WrongUsageIsNotAFailure) {
 }
 
 TEST_P(ToolTest, HelpTeachesEachCommand) {
-  for (const char* command : {"info", "monitor", "send", "obd"}) {
+  for (const char* command : {"info", "monitor", "send", "isotp", "obd"}) {
     EXPECT_EQ(Run({command, "--help"}), 0);
     EXPECT_THAT(Out(), HasSubstr("Examples:\n  passbridge " + std::string(command)));
   }

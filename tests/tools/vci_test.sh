@@ -100,6 +100,18 @@ expect_virtual 0 info
 says out '^battery   12\.60 V$'
 expect_virtual 0 monitor --count 10
 only ' can0 (100|110|1A0)#' 10
+expect_virtual 0 isotp 7DF#0902 --functional
+only '^7E[89]#490201565643[0-9A-F]{28}$' 2
+expect_virtual 0 isotp 7E0#36"$(printf '%0200d' 0)"  # several frames there, too
+only '^7E8#7F3624$' 1
+expect_virtual 0 obd vin faults
+says out '^7E8  VIN: VVC1234567N000001$'
+says out '^7E8  stored fault codes: P0301 P0420$'
+says out '^7E9  stored fault codes: P0700$'
+expect_virtual 0 obd --json --to 7E1 supported permanent-faults speed
+only '^\{"answers":\[\{"ecu":"7E9","name":"supported","value":\["0D"\]\},\{"ecu":"7E9","name":"permanent-faults","value":\["P0700"\]\},\{"ecu":"7E9","name":"speed","value":[0-9]+,"unit":"km/h"\}\]\}$' 1
+expect_virtual 0 obd --watch --count 2 --to 7E1
+says out $'^\x1b\\[1A\x1b\\[J7E9  vehicle speed: '
 case $preset in
   windows-*)
     ! run_under_wine "${preset#windows-}" reg query 'HKCU\Software' | grep -q passbridge_virtual ||

@@ -122,12 +122,13 @@ class BoundApi final : public J2534Api {
 
   std::uint32_t StartPassFilter(std::uint32_t channelId, const Message& mask,
                                 const Message& pattern) override {
-    raw_.resize(std::max<std::size_t>(raw_.size(), 2));
-    Fill(raw_[0], mask);
-    Fill(raw_[1], pattern);
-    j2534_ulong filterId = 0;
-    return ToStatus(
-        startMsgFilter_(channelId, PASS_FILTER, &raw_[0], &raw_[1], nullptr, &filterId));
+    return StartFilter(channelId, PASS_FILTER, mask, pattern, nullptr);
+  }
+
+  std::uint32_t StartFlowControlFilter(std::uint32_t channelId, const Message& mask,
+                                       const Message& pattern,
+                                       const Message& flowControl) override {
+    return StartFilter(channelId, FLOW_CONTROL_FILTER, mask, pattern, &flowControl);
   }
 
   std::uint32_t ReadVersion(std::uint32_t deviceId, Versions& versions) override {
@@ -153,6 +154,17 @@ class BoundApi final : public J2534Api {
   }
 
  private:
+  std::uint32_t StartFilter(std::uint32_t channelId, j2534_ulong type, const Message& mask,
+                            const Message& pattern, const Message* flowControl) {
+    raw_.resize(std::max<std::size_t>(raw_.size(), 3));
+    Fill(raw_[0], mask);
+    Fill(raw_[1], pattern);
+    if (flowControl != nullptr) Fill(raw_[2], *flowControl);
+    j2534_ulong filterId = 0;
+    return ToStatus(startMsgFilter_(channelId, type, &raw_[0], &raw_[1],
+                                    flowControl != nullptr ? &raw_[2] : nullptr, &filterId));
+  }
+
   // With any other status the count and the messages are not the library's.
   static bool HasMessages(std::uint32_t status) {
     return status == STATUS_NOERROR || status == ERR_TIMEOUT || status == ERR_BUFFER_OVERFLOW;

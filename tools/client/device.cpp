@@ -54,6 +54,12 @@ void Channel::StartPassFilter(const Message& mask, const Message& pattern) {
   Check(api_, "PassThruStartMsgFilter", api_.StartPassFilter(id_, mask, pattern));
 }
 
+void Channel::StartFlowControlFilter(const Message& mask, const Message& pattern,
+                                     const Message& flowControl) {
+  Check(api_, "PassThruStartMsgFilter",
+        api_.StartFlowControlFilter(id_, mask, pattern, flowControl));
+}
+
 // A read for several messages waits until it has them all. So the wait is for one message, and
 // what else is there comes without waiting.
 ReadResult Channel::Read(std::chrono::milliseconds timeout) {

@@ -49,6 +49,8 @@ class Channel {
   std::uint32_t ProtocolId() const { return protocolId_; }
   // The filter ends with the channel.
   void StartPassFilter(const Message& mask, const Message& pattern);
+  void StartFlowControlFilter(const Message& mask, const Message& pattern,
+                              const Message& flowControl);
   // Returns when something was read, at the latest after the time-out (then perhaps with nothing).
   ReadResult Read(std::chrono::milliseconds timeout);
   // Returns when all are on the bus; throws if they aren't within the time-out.

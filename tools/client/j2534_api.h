@@ -40,6 +40,9 @@ class J2534Api {
                                       std::uint32_t timeout, std::size_t& written) = 0;
   virtual std::uint32_t StartPassFilter(std::uint32_t channelId, const Message& mask,
                                         const Message& pattern) = 0;
+  virtual std::uint32_t StartFlowControlFilter(std::uint32_t channelId, const Message& mask,
+                                               const Message& pattern,
+                                               const Message& flowControl) = 0;
   virtual std::uint32_t ReadVersion(std::uint32_t deviceId, Versions& versions) = 0;
   // An ioctl without input whose output is one number.
   virtual std::uint32_t ReadNumber(std::uint32_t handle, std::uint32_t ioctlId,

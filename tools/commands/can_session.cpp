@@ -49,17 +49,31 @@ CLI::Validator TextChecker(Parser parse) {
 
 }  // namespace
 
-void AddCanOptions(CLI::App& command, CanOptions& options) {
-  command.add_option("-p,--protocol", options.protocolId, "protocol of the channel (default: can)")
-      ->transform(CLI::Validator(ReplaceProtocol, ""))
-      ->type_name("NAME");
-  command
-      .add_option("-b,--bitrate", options.bitRate,
-                  "bit rate, such as 500000 or 500k (default: 500k)")
+void AddBitRateOption(CLI::App& command, std::uint32_t& bitRate) {
+  command.add_option("-b,--bitrate", bitRate, "bit rate, such as 500000 or 500k (default: 500k)")
       ->transform(CLI::AsNumberWithUnit(kBitRateUnits).description(""))
       ->type_name("BIT/S");
 }
 
+void AddCanOptions(CLI::App& command, CanOptions& options) {
+  command.add_option("-p,--protocol", options.protocolId, "protocol of the channel (default: can)")
+      ->transform(CLI::Validator(ReplaceProtocol, ""))
+      ->type_name("NAME");
+  AddBitRateOption(command, options.bitRate);
+}
+
+CLI::Validator IsoMessageText() { return TextChecker(ParseIsoMessage); }
+CLI::Validator HexByteText() {
+  const auto replace = [](std::string& text) {
+    try {
+      text = std::to_string(ParseHexByte(text));
+      return std::string();
+    } catch (const std::invalid_argument& error) {
+      return std::string(error.what());
+    }
+  };
+  return CLI::Validator(replace, "");
+}
 CLI::Validator CanIdText() { return TextChecker(ParseCanId); }
 CLI::Validator CanFrameText() { return TextChecker(ParseCanFrame); }
 

@@ -23,6 +23,7 @@ struct CanOptions {
   std::uint32_t protocolId = 0x05;  // raw CAN
   std::uint32_t bitRate = 500000;   // bit/s
 };
+void AddBitRateOption(CLI::App& command, std::uint32_t& bitRate);
 void AddCanOptions(CLI::App& command, CanOptions& options);
 
 // A number of at least `low` and at most `high`; the help doesn't spell it out.
@@ -34,6 +35,9 @@ CLI::Validator Between(Number low, Number high) {
 // Validators whose complaint is the parser's text.
 CLI::Validator CanIdText();
 CLI::Validator CanFrameText();
+CLI::Validator IsoMessageText();
+// Turns two hexadecimal digits into the number that the option takes.
+CLI::Validator HexByteText();
 
 // Which identifiers a channel is to carry.
 struct IdWidths {

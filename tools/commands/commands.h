@@ -12,15 +12,14 @@ Command AddInfoCommand(CLI::App& root);
 Command AddMonitorCommand(CLI::App& root);
 // Puts CAN frames on the bus and shows what comes back; fails if an expected answer doesn't come.
 Command AddSendCommand(CLI::App& root);
+// Sends an ISO 15765 request and shows the answers; fails without one.
+Command AddIsoTpCommand(CLI::App& root);
 // Asks a vehicle for live data; fails if a value got no answer, or nothing but refusals.
 Command AddObdCommand(CLI::App& root);
 
 // In the order of the help.
 constexpr Command (*kCommands[])(CLI::App& root) = {
-    AddInfoCommand,
-    AddMonitorCommand,
-    AddSendCommand,
-    AddObdCommand,
+    AddInfoCommand, AddMonitorCommand, AddSendCommand, AddIsoTpCommand, AddObdCommand,
 };
 
 }  // namespace passbridge::tool

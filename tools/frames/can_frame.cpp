@@ -9,7 +9,8 @@
 namespace passbridge::tool {
 namespace {
 
-constexpr std::size_t kMaxDataSize = 8;
+constexpr std::size_t kMaxFrameSize = 8;
+constexpr std::size_t kMaxIsoSize = 4095;
 constexpr std::size_t kIdBytes = 4;
 constexpr std::uint32_t kIndications = START_OF_MESSAGE | RX_BREAK | TX_INDICATION | SW_CAN_HV_RX |
                                        FT_ERROR | RX_SPD_CHG_EVENT | J1939_ADDRESS_LOST |
@@ -37,8 +38,21 @@ std::vector<std::uint8_t> ParseData(std::string_view text, std::string_view digi
     data.push_back(static_cast<std::uint8_t>(*byte));
     digits.remove_prefix(2);
   }
-  if (data.size() > kMaxDataSize) Refuse(text, "a CAN frame carries at most 8 bytes");
   return data;
+}
+
+// The identifier and the data, however many.
+CanFrame ParseAddressed(std::string_view text) {
+  const auto separator = text.find('#');
+  if (separator == std::string_view::npos) {
+    Refuse(text, "a frame is an identifier, # and data, such as 7E0#02010C");
+  }
+  const auto data = text.substr(separator + 1);
+  if (data.starts_with('#')) Refuse(text, "CAN FD frames are not supported");
+  if (data.starts_with('R') || data.starts_with('r')) {
+    Refuse(text, "J2534 has no remote frames");
+  }
+  return {ParseCanId(text.substr(0, separator)), ParseData(text, data)};
 }
 
 }  // namespace
@@ -63,26 +77,36 @@ std::string FormatCanId(const CanId& id) {
 }
 
 CanFrame ParseCanFrame(std::string_view text) {
-  const auto separator = text.find('#');
-  if (separator == std::string_view::npos) {
-    Refuse(text, "a frame is an identifier, # and data, such as 7E0#02010C");
-  }
-  const auto data = text.substr(separator + 1);
-  if (data.starts_with('#')) Refuse(text, "CAN FD frames are not supported");
-  if (data.starts_with('R') || data.starts_with('r')) {
-    Refuse(text, "J2534 has no remote frames");
-  }
-  return {ParseCanId(text.substr(0, separator)), ParseData(text, data)};
+  CanFrame frame = ParseAddressed(text);
+  if (frame.data.size() > kMaxFrameSize) Refuse(text, "a CAN frame carries at most 8 bytes");
+  return frame;
 }
 
-std::string FormatCanFrame(const CanFrame& frame) {
-  std::string text = FormatCanId(frame.id) + "#";
-  for (const std::uint8_t byte : frame.data) {
+CanFrame ParseIsoMessage(std::string_view text) {
+  CanFrame message = ParseAddressed(text);
+  if (message.data.empty()) Refuse(text, "a message has at least one byte");
+  if (message.data.size() > kMaxIsoSize) Refuse(text, "a message has at most 4095 bytes");
+  return message;
+}
+
+std::uint8_t ParseHexByte(std::string_view text) {
+  const auto value = text.size() == 2 ? ParseHex(text) : std::nullopt;
+  if (!value) Refuse(text, "a byte has 2 hexadecimal digits");
+  return static_cast<std::uint8_t>(*value);
+}
+
+std::string FormatBytes(std::span<const std::uint8_t> bytes) {
+  std::string text;
+  for (const std::uint8_t byte : bytes) {
     char digits[3];
     std::snprintf(digits, sizeof digits, "%02X", static_cast<unsigned>(byte));
     text += digits;
   }
   return text;
+}
+
+std::string FormatCanFrame(const CanFrame& frame) {
+  return FormatCanId(frame.id) + "#" + FormatBytes(frame.data);
 }
 
 Message IdMessage(const CanId& id, std::uint32_t protocolId) {

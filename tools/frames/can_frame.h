@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,7 +22,7 @@ struct CanId {
 
 struct CanFrame {
   CanId id;
-  std::vector<std::uint8_t> data;  // at most 8 bytes
+  std::vector<std::uint8_t> data;  // at most 8 bytes; of an ISO 15765 message 4095
 
   bool operator==(const CanFrame&) const = default;
 };
@@ -35,6 +36,12 @@ std::string FormatCanId(const CanId& id);
 // user.
 CanFrame ParseCanFrame(std::string_view text);
 std::string FormatCanFrame(const CanFrame& frame);
+// The same with the longer data of an ISO 15765 message, of which there is at least one byte.
+CanFrame ParseIsoMessage(std::string_view text);
+// "02010C"
+std::string FormatBytes(std::span<const std::uint8_t> bytes);
+// Two hexadecimal digits.
+std::uint8_t ParseHexByte(std::string_view text);
 
 // The J2534 form: identifier in four bytes, most significant first, then the data.
 Message ToMessage(const CanFrame& frame, std::uint32_t protocolId);

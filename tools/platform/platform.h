@@ -52,6 +52,9 @@ class VirtualVciSettings {
 // Folder of the running program; empty if the system doesn't tell.
 std::filesystem::path ExecutableFolder();
 
+// Has the console understand escape sequences that move the cursor.
+void EnableTerminalSequences();
+
 // Turns the user's wish to end the program (Ctrl-C, SIGTERM) into a question, from the first
 // object on and until the program ends.
 class StopSignal {

@@ -74,6 +74,8 @@ VirtualVciSettings::~VirtualVciSettings() {
   if (handle_ != nullptr) dlclose(handle_);
 }
 
+void EnableTerminalSequences() {}
+
 StopSignal::StopSignal() {
   struct sigaction action = {};
   action.sa_handler = RequestStop;

@@ -127,6 +127,14 @@ VirtualVciSettings::VirtualVciSettings(const std::filesystem::path& vci) {
 
 VirtualVciSettings::~VirtualVciSettings() { EndVirtualSettings(static_cast<HKEY>(handle_)); }
 
+void EnableTerminalSequences() {
+  const HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
+  DWORD mode = 0;
+  if (GetConsoleMode(console, &mode) != 0) {
+    SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+  }
+}
+
 StopSignal::StopSignal() { SetConsoleCtrlHandler(HandleControl, TRUE); }
 
 bool StopSignal::Requested() const { return stopRequested; }
