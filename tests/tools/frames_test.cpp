@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <passbridge/j2534.h>
 
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -8,6 +9,7 @@
 
 #include "frames/can_frame.h"
 #include "frames/frame_log.h"
+#include "frames/kline_message.h"
 #include "frames/obd_addresses.h"
 #include "frames/obd_item.h"
 
@@ -187,6 +189,50 @@ TEST(Obd, KnowsWhoAnswersWhom) {
   for (const CanId& wrong : {CanId{0x7E8, false}, CanId{0x123, false}, CanId{0x18DAF110, true}}) {
     EXPECT_THROW(EcusAt(wrong), std::invalid_argument);
   }
+}
+
+TEST(KLineMessage, IsFramedByItsStandard) {
+  using Bytes = std::vector<std::uint8_t>;
+  EXPECT_EQ(KLineRequest(KLineKind::Iso14230, Bytes{0x09, 0x02}),
+            (Bytes{0xC2, 0x33, 0xF1, 0x09, 0x02}));
+  EXPECT_EQ(KLineRequest(KLineKind::Iso9141, Bytes{0x03}), (Bytes{0x68, 0x6A, 0xF1, 0x03}));
+  struct Case {
+    KLineKind kind;
+    Bytes message;
+    std::optional<KLineAnswer> answer;
+  };
+  for (const Case& c :
+       {Case{KLineKind::Iso14230, {0x82, 0xF1, 0x10, 0x41, 0x0D}, KLineAnswer{0x10, {0x41, 0x0D}}},
+        Case{KLineKind::Iso14230,
+             {0x80, 0xF1, 0x10, 0x02, 0x41, 0x0D},
+             KLineAnswer{0x10, {0x41, 0x0D}}},
+        Case{KLineKind::Iso14230, {0xC2, 0x33, 0xF1, 0x01, 0x0D}, std::nullopt},
+        Case{KLineKind::Iso14230, {0x80, 0xF1, 0x10, 0x02}, std::nullopt},
+        Case{KLineKind::Iso9141, {0x48, 0x6B, 0x11, 0x44}, KLineAnswer{0x11, {0x44}}},
+        Case{KLineKind::Iso9141, {0x68, 0x6A, 0xF1, 0x03}, std::nullopt},
+        Case{KLineKind::Iso9141, {}, std::nullopt}}) {
+    EXPECT_EQ(ParseKLineAnswer(c.kind, c.message), c.answer);
+  }
+}
+
+TEST(KLineMessage, AnswersInSeveralMessagesAreJoinedAsOnCan) {
+  const std::vector<KLineAnswer> messages{{0x10, {0x43, 0x03, 0x01, 0x04, 0x20, 0x01, 0x13}},
+                                          {0x11, {0x43, 0, 0, 0, 0, 0, 0}},
+                                          {0x10, {0x43, 0xC1, 0x00, 0, 0, 0, 0}},
+                                          {0x10, {0x49, 0x04, 1, 0, 0, 'A', 'B'}},
+                                          {0x10, {0x49, 0x04, 2, 'C', 'D', 'E', 'F'}},
+                                          {0x10, {0x49, 0x00, 1, 0x50, 0, 0, 0}},
+                                          {0x10, {0x41, 0x0D, 0x20}},
+                                          {0x10, {0x7F, 0x09, 0x12}},
+                                          {0x11, {}}};
+  EXPECT_EQ(
+      JoinAnswers(messages),
+      (std::vector<KLineAnswer>{{0x10, {0x43, 4, 0x03, 0x01, 0x04, 0x20, 0x01, 0x13, 0xC1, 0x00}},
+                                {0x11, {0x43, 0}},
+                                {0x10, {0x49, 0x04, 1, 'A', 'B', 'C', 'D', 'E', 'F'}},
+                                {0x10, {0x49, 0x00, 0x50, 0, 0, 0}},
+                                {0x10, {0x41, 0x0D, 0x20}},
+                                {0x10, {0x7F, 0x09, 0x12}}}));
 }
 
 }  // namespace

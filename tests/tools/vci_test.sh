@@ -110,6 +110,22 @@ says out '^7E8  stored fault codes: P0301 P0420$'
 says out '^7E9  stored fault codes: P0700$'
 expect_virtual 0 obd --json --to 7E1 supported permanent-faults speed
 only '^\{"answers":\[\{"ecu":"7E9","name":"supported","value":\["0D"\]\},\{"ecu":"7E9","name":"permanent-faults","value":\["P0700"\]\},\{"ecu":"7E9","name":"speed","value":[0-9]+,"unit":"km/h"\}\]\}$' 1
+expect_virtual 0 init --protocol iso9141
+only '^key bytes  0808$' 1
+expect_virtual 0 init --fast --address 10
+only '^(response   83F110C1E98FBD|key bytes  E98F)$' 2
+expect_virtual 1 init --address 44
+says err '^passbridge: no five-baud initialisation at address 44: '
+expect_virtual 0 obd --protocol iso9141 vin
+only '^11  VIN: VVC1234567N000001$' 1
+VIRTUAL_VCI_SCENARIO=$1/examples/keyword_ecu.json
+case $preset in windows-*) VIRTUAL_VCI_SCENARIO=$(as_windows_path "$VIRTUAL_VCI_SCENARIO") ;; esac
+export VIRTUAL_VCI_SCENARIO
+expect_virtual 0 obd --protocol auto faults
+only '^10  stored fault codes: P0301$' 1
+says err '^trying ISO 9141, five-baud initialisation: no answer$'
+says err '^trying ISO 14230, five-baud initialisation: answered$'
+unset VIRTUAL_VCI_SCENARIO
 expect_virtual 0 obd --watch --count 2 --to 7E1
 says out $'^\x1b\\[1A\x1b\\[J7E9  vehicle speed: '
 case $preset in

@@ -131,6 +131,26 @@ class BoundApi final : public J2534Api {
     return StartFilter(channelId, FLOW_CONTROL_FILTER, mask, pattern, &flowControl);
   }
 
+  std::uint32_t FiveBaudInit(std::uint32_t channelId, std::uint8_t address,
+                             std::vector<std::uint8_t>& keyBytes) override {
+    constexpr std::size_t kRoom = 8;
+    keyBytes.assign(kRoom, 0);
+    SBYTE_ARRAY input{1, &address};
+    SBYTE_ARRAY output{kRoom, keyBytes.data()};
+    const auto status = ToStatus(ioctl_(channelId, FIVE_BAUD_INIT, &input, &output));
+    keyBytes.resize(status == STATUS_NOERROR ? Bounded(output.NumOfBytes, kRoom) : 0);
+    return status;
+  }
+
+  std::uint32_t FastInit(std::uint32_t channelId, const Message& request,
+                         Message& response) override {
+    raw_.resize(std::max<std::size_t>(raw_.size(), 2));
+    Fill(raw_[0], request);
+    const auto status = ToStatus(ioctl_(channelId, FAST_INIT, &raw_[0], &raw_[1]));
+    if (status == STATUS_NOERROR) response = FromRaw(raw_[1]);
+    return status;
+  }
+
   std::uint32_t ReadVersion(std::uint32_t deviceId, Versions& versions) override {
     TextBuffer firmware;
     TextBuffer dll;

@@ -60,6 +60,18 @@ void Channel::StartFlowControlFilter(const Message& mask, const Message& pattern
         api_.StartFlowControlFilter(id_, mask, pattern, flowControl));
 }
 
+std::vector<std::uint8_t> Channel::FiveBaudInit(std::uint8_t address) {
+  std::vector<std::uint8_t> keyBytes;
+  Check(api_, "PassThruIoctl(FIVE_BAUD_INIT)", api_.FiveBaudInit(id_, address, keyBytes));
+  return keyBytes;
+}
+
+Message Channel::FastInit(const Message& request) {
+  Message response;
+  Check(api_, "PassThruIoctl(FAST_INIT)", api_.FastInit(id_, request, response));
+  return response;
+}
+
 // A read for several messages waits until it has them all. So the wait is for one message, and
 // what else is there comes without waiting.
 ReadResult Channel::Read(std::chrono::milliseconds timeout) {

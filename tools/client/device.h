@@ -51,6 +51,9 @@ class Channel {
   void StartPassFilter(const Message& mask, const Message& pattern);
   void StartFlowControlFilter(const Message& mask, const Message& pattern,
                               const Message& flowControl);
+  // Key bytes.
+  std::vector<std::uint8_t> FiveBaudInit(std::uint8_t address);
+  Message FastInit(const Message& request);
   // Returns when something was read, at the latest after the time-out (then perhaps with nothing).
   ReadResult Read(std::chrono::milliseconds timeout);
   // Returns when all are on the bus; throws if they aren't within the time-out.

@@ -43,6 +43,11 @@ class J2534Api {
   virtual std::uint32_t StartFlowControlFilter(std::uint32_t channelId, const Message& mask,
                                                const Message& pattern,
                                                const Message& flowControl) = 0;
+  // `keyBytes` has what came back.
+  virtual std::uint32_t FiveBaudInit(std::uint32_t channelId, std::uint8_t address,
+                                     std::vector<std::uint8_t>& keyBytes) = 0;
+  virtual std::uint32_t FastInit(std::uint32_t channelId, const Message& request,
+                                 Message& response) = 0;
   virtual std::uint32_t ReadVersion(std::uint32_t deviceId, Versions& versions) = 0;
   // An ioctl without input whose output is one number.
   virtual std::uint32_t ReadNumber(std::uint32_t handle, std::uint32_t ioctlId,

@@ -14,12 +14,15 @@ Command AddMonitorCommand(CLI::App& root);
 Command AddSendCommand(CLI::App& root);
 // Sends an ISO 15765 request and shows the answers; fails without one.
 Command AddIsoTpCommand(CLI::App& root);
+// Initialises a K line; fails if no ECU takes part.
+Command AddInitCommand(CLI::App& root);
 // Asks a vehicle for live data; fails if a value got no answer, or nothing but refusals.
 Command AddObdCommand(CLI::App& root);
 
 // In the order of the help.
 constexpr Command (*kCommands[])(CLI::App& root) = {
-    AddInfoCommand, AddMonitorCommand, AddSendCommand, AddIsoTpCommand, AddObdCommand,
+    AddInfoCommand,  AddMonitorCommand, AddSendCommand,
+    AddIsoTpCommand, AddInitCommand,    AddObdCommand,
 };
 
 }  // namespace passbridge::tool

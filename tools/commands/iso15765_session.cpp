@@ -10,7 +10,7 @@ namespace passbridge::tool {
 namespace {
 
 // 4,095 bytes in frames with the longest separation time take a minute and more.
-constexpr std::chrono::milliseconds kWriteTimeout{90000};
+constexpr std::chrono::milliseconds kSegmentsTimeout{90000};
 
 // Extended addressing is a matter of each message.
 std::uint32_t ConnectFlags(const IsoAddress& to) { return to.id.extended ? CAN_29BIT_ID : 0; }
@@ -54,7 +54,7 @@ Message Iso15765Session::ToIsoMessage(const IsoAddress& address,
 
 void Iso15765Session::Send(std::span<const std::uint8_t> request) {
   const Message message = ToIsoMessage(to_, request);
-  channel_.Write({&message, 1}, kWriteTimeout);
+  channel_.Write({&message, 1}, kSegmentsTimeout);
 }
 
 std::optional<EcuAnswer> Iso15765Session::Receive(std::chrono::milliseconds timeout) {

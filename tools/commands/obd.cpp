@@ -11,7 +11,7 @@
 
 #include "commands/can_session.h"
 #include "commands/commands.h"
-#include "commands/iso15765_session.h"
+#include "commands/obd_protocols.h"
 #include "commands/obd_report.h"
 #include "frames/obd_addresses.h"
 #include "frames/obd_item.h"
@@ -21,12 +21,11 @@ namespace passbridge::tool {
 namespace {
 
 struct ObdOptions {
-  IsoOptions iso{.padding = true};
+  ObdConnection connection;
   std::vector<std::string> items;  // names; empty: all that the vehicle has
-  std::string to = "7DF";
-  std::uint32_t wait = 250;  // ms for the answers to one request
-  std::uint64_t count = 0;   // rounds of the view; 0: no limit
-  bool frames = false;       // show the messages, too
+  std::uint32_t wait = 250;        // ms for the answers to one request
+  std::uint64_t count = 0;         // rounds of the view; 0: no limit
+  bool frames = false;             // show the messages, too
   bool json = false;
   bool watch = false;
 };
@@ -41,6 +40,7 @@ std::string Footer() {
       "  passbridge obd vin faults engine-speed   asks all ECUs\n"
       "  passbridge obd --frames --to 7E0 speed   asks one, shows the messages, too\n"
       "  passbridge obd --to 18DB33F1 coolant     with 29-bit identifiers\n"
+      "  passbridge obd --protocol auto vin       whatever the vehicle speaks\n"
       "  passbridge obd --watch                   live data, again and again\n"
       "  passbridge obd --json vin\n"
       "Names:\n"
@@ -67,16 +67,12 @@ std::string CheckTarget(const std::string& text) {
   }
 }
 
-std::unique_ptr<DiagnosticSession> OpenSession(const Target& target, const ObdOptions& options,
-                                               Console& console) {
-  const IsoAddress to{ParseCanId(options.to), {}};
-  return std::make_unique<Iso15765Session>(target, options.iso, to, UsualPairs(to.id), console);
-}
-
 class Obd {
  public:
   Obd(const Target& target, const ObdOptions& options, Console& console)
-      : options_(options), console_(console), session_(OpenSession(target, options, console)) {}
+      : options_(options),
+        console_(console),
+        session_(OpenObdSession(target, options.connection, console)) {}
 
   int Run() {
     const bool everything = options_.items.empty();
@@ -214,11 +210,20 @@ Command AddObdCommand(CLI::App& root) {
   const auto options = std::make_shared<ObdOptions>();
   auto* const command =
       root.add_subcommand("obd", "Ask a vehicle for its VIN, fault codes and live data (OBD)");
-  AddBitRateOption(*command, options->iso.bitRate);
+  AddBitRateOption(*command, options->connection.iso.bitRate);
   command->add_option("names", options->items, "what to ask for, see below")
       ->check(CLI::Validator(CheckName, ""))
       ->type_name("NAME");
-  command->add_option("--to", options->to, "identifier of the request (default: 7DF, all ECUs)")
+  command
+      ->add_option(
+          "-p,--protocol", options->connection.protocol,
+          "iso15765, iso14230-fast, iso9141, iso14230 (both at five baud), or auto: tries\n"
+          "them in this order (default: iso15765)")
+      ->check(CLI::IsMember(ObdProtocolNames()).description(""))
+      ->type_name("NAME");
+  command
+      ->add_option("--to", options->connection.to,
+                   "identifier of the request (default: 7DF, all ECUs)")
       ->check(CLI::Validator(CheckTarget, ""))
       ->type_name("ID");
   command
