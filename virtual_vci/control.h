@@ -121,6 +121,19 @@ typedef T_PDU_ERROR PDUAPI FN_VirtualVciSendBytes(UNUM32 hMod, UNUM32 pin1, UNUM
 /// or fault.
 typedef T_PDU_ERROR PDUAPI FN_VirtualVciSetEcuFault(UNUM32 hMod, const CHAR8* ecu, UNUM32 fault);
 
+/// A byte on a serial line, with the times of its start bit and of its end, in microseconds of the
+/// module's clock.
+typedef struct {
+  UNUM32 Byte;
+  UNUM32 Start;
+  UNUM32 End;
+} VVCI_BYTE;
+/// Gives the bytes that an ECU on a serial line has heard, the oldest first, at most `*count` of
+/// them; `*count` is then how many it gave. All are forgotten. PDU_ERR_INVALID_PARAMETERS without
+/// such an ECU.
+typedef T_PDU_ERROR PDUAPI FN_VirtualVciTakeHeard(UNUM32 hMod, const CHAR8* ecu, VVCI_BYTE* bytes,
+                                                  UNUM32* count);
+
 /// Stops (0) or starts (1) the cyclic messages of every ECU of a connected module.
 typedef T_PDU_ERROR PDUAPI FN_VirtualVciSetCyclic(UNUM32 hMod, UNUM32 on);
 
@@ -148,7 +161,8 @@ typedef T_PDU_ERROR PDUAPI FN_VirtualVciReset(void);
   FUNCTION(VirtualVciAdvance)                   \
   FUNCTION(VirtualVciReset)                     \
   FUNCTION(VirtualVciSendBytes)                 \
-  FUNCTION(VirtualVciSetEcuFault)
+  FUNCTION(VirtualVciSetEcuFault)               \
+  FUNCTION(VirtualVciTakeHeard)
 #define VVCI_POINTER_TYPE(name) typedef FN_##name* PFN_##name;
 VIRTUAL_VCI_CONTROL_FUNCTIONS(VVCI_POINTER_TYPE)
 #undef VVCI_POINTER_TYPE

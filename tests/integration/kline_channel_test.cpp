@@ -47,6 +47,15 @@ struct KLineChannel : ChannelsFixture {
     bytes.push_back(static_cast<std::uint8_t>(std::accumulate(bytes.begin(), bytes.end(), 0U)));
     return bytes;
   }
+  /// What the ECU has heard since the last time.
+  std::vector<VVCI_BYTE> Heard(const char* ecu) {
+    std::vector<VVCI_BYTE> heard(1000);
+    UNUM32 count = 1000;
+    EXPECT_EQ(vci.TakeHeard(static_cast<UNUM32>(device), ecu, heard.data(), &count),
+              PDU_STATUS_NOERROR);
+    heard.resize(count);
+    return heard;
+  }
   void Break(const char* ecu, UNUM32 fault) {
     EXPECT_EQ(vci.SetEcuFault(static_cast<UNUM32>(device), ecu, fault), PDU_STATUS_NOERROR);
   }
@@ -134,6 +143,34 @@ TEST_F(KLineChannel, FailedInitialisationsAreReported) {
   Break("keyword", VVCI_FAULT_NO_ANSWER);
   EXPECT_EQ(FastInit(id, ISO9141, kStartRequest, &response), long{ERR_FAILED});
   EXPECT_NE(LastError().find(noAnswer), std::string::npos) << LastError();
+}
+
+TEST_F(KLineChannel, TesterKeepsTheTimesThatTheApplicationSets) {
+  const j2534_ulong id = ConnectKLine(ISO14230);
+  PASSTHRU_MSG response{};
+  ASSERT_EQ(FastInit(id, ISO14230, kStartRequest, &response), long{STATUS_NOERROR});
+  const Bytes request{0xC2, 0x33, 0xF1, 0x01, 0x0D};
+  // In half milliseconds.
+  for (const auto& [p3, p4] : {std::pair{160U, 14U}, std::pair{400U, 30U}}) {
+    ASSERT_EQ(SetConfig(id, P3_MIN, p3), long{STATUS_NOERROR}) << LastError();
+    ASSERT_EQ(SetConfig(id, P4_MIN, p4), long{STATUS_NOERROR}) << LastError();
+    const auto ask = [&] {
+      EXPECT_EQ(Send(id, {Message(ISO14230, request, WAIT_P3_MIN_ONLY)}), long{STATUS_NOERROR});
+      auto message = Next(id);
+      while (message && message->RxStatus != 0) message = Next(id);
+      EXPECT_TRUE(message);
+      return message ? static_cast<std::uint32_t>(message->Timestamp) : 0;
+    };
+    const std::uint32_t answered = ask();
+    Heard("keyword");
+    ask();
+    const std::vector<VVCI_BYTE> heard = Heard("keyword");
+    ASSERT_EQ(heard.size(), request.size() + 1);
+    EXPECT_NEAR(heard[0].Start - answered, p3 * 500, 2);
+    for (std::size_t i = 1; i < heard.size(); ++i) {
+      EXPECT_NEAR(heard[i].Start - heard[i - 1].End, p4 * 500, 2) << i;
+    }
+  }
 }
 
 TEST_F(KLineChannel, WrongChecksumsAreDroppedAndReceptionGoesOn) {

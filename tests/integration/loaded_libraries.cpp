@@ -55,6 +55,7 @@ VirtualVci::VirtualVci(const std::string& path)
       PASSBRIDGE_FIND(SendFrame),
       PASSBRIDGE_FIND(SetCyclic),
       PASSBRIDGE_FIND(SetEcuFault),
+      PASSBRIDGE_FIND(TakeHeard),
       PASSBRIDGE_FIND(Advance),
       PASSBRIDGE_FIND(Reset) {
   if (!file) throw std::runtime_error("cannot load " + path);

@@ -48,6 +48,7 @@ struct VirtualVci {
   PFN_VirtualVciSendFrame SendFrame;
   PFN_VirtualVciSetCyclic SetCyclic;
   PFN_VirtualVciSetEcuFault SetEcuFault;
+  PFN_VirtualVciTakeHeard TakeHeard;
   PFN_VirtualVciAdvance Advance;
   PFN_VirtualVciReset Reset;
 };

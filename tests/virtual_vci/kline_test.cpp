@@ -1,5 +1,8 @@
 // K line: initialisations and their failures, times on the wire, framing of messages.
 
+#include <cstdio>
+#include <fstream>
+
 #include "tests/virtual_vci/pdu_fixture.h"
 
 namespace virtual_vci_test {
@@ -150,6 +153,25 @@ TEST_F(KLineTest, FailedInitialisationsSayWhatWasMissing) {
   Use(kIso9141);
   EXPECT_EQ(Begin(kFiveBaud, 0x33).answer, (Bytes{0x08, 0x08})) << "afterwards all is well";
   EXPECT_EQ(library_.VirtualVciSetEcuFault(module_, "nobody", 0), PDU_ERR_INVALID_PARAMETERS);
+}
+
+TEST_F(KLineTest, EcuOnTheLLineNeedsIt) {
+  link_.reset();
+  ASSERT_EQ(library_.PDUDestruct(), PDU_STATUS_NOERROR);
+  const std::string path = testing::TempDir() + "virtual_vci_l_line.json";
+  std::ofstream(path, std::ios::binary)
+      << R"({"vcis":[{"serial":4711,"interfaces":[{"type":"USB"}]}],)"
+      << R"("buses":[{"type":"ISO_9141_2_UART","pins":[7,15]}],)"
+      << R"("ecus":[{"address":17,"fiveBaud":["0x33"],"initOnL":true,"header":"ISO 9141"}]})";
+  std::string options = "Clock='instant' Scenario='" + path + "'";
+  ASSERT_EQ(library_.PDUConstruct(options.data(), nullptr), PDU_STATUS_NOERROR);
+  std::remove(path.c_str());
+  module_ = Connect();
+  Use(kIso9141);
+  link_->Set("CP_K_L_LineInit", 0);
+  EXPECT_EQ(Begin(kFiveBaud, 0x33).answer, (Bytes{0xE9, 0x8F}));
+  link_->Set("CP_K_L_LineInit", 1);
+  EXPECT_EQ(Begin(kFiveBaud, 0x33).failure, 1u);
 }
 
 TEST_F(KLineTest, EcuSpeaksOnlyToWhomHasInitialisedIt) {

@@ -129,6 +129,22 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI VirtualVciSetEcuFault(UNUM32 hMod, const CHAR8* e
   });
 }
 
+VVCI_EXPORT T_PDU_ERROR PDUAPI VirtualVciTakeHeard(UNUM32 hMod, const CHAR8* ecu, VVCI_BYTE* bytes,
+                                                   UNUM32* count) {
+  if (ecu == nullptr || count == nullptr || (bytes == nullptr && *count != 0))
+    return PDU_ERR_INVALID_PARAMETERS;
+  return ControlModule(hMod, [&](Module& module) -> T_PDU_ERROR {
+    const auto heard = module.TakeHeard(ecu);
+    if (!heard) return PDU_ERR_INVALID_PARAMETERS;
+    *count = std::min(*count, static_cast<UNUM32>(heard->size()));
+    for (UNUM32 i = 0; i < *count; ++i) {
+      const HeardByte& each = (*heard)[i];
+      bytes[i] = {each.byte, static_cast<UNUM32>(each.start), static_cast<UNUM32>(each.end)};
+    }
+    return PDU_STATUS_NOERROR;
+  });
+}
+
 VVCI_EXPORT T_PDU_ERROR PDUAPI VirtualVciSetCyclic(UNUM32 hMod, UNUM32 on) {
   return ControlModule(hMod, [&](Module& module) -> T_PDU_ERROR {
     module.SetCyclic(on != 0);

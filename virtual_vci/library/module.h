@@ -82,8 +82,9 @@ class Module {
   T_PDU_ERROR SendBytes(const std::vector<UNUM32>& pins, UNUM32 flags,
                         std::span<const UNUM8> message);
   void SetCyclic(bool on);
-  /// False if no ECU has this name.
+  // These do nothing, and say so, if no ECU has this name.
   bool SetFault(std::string_view ecu, EcuFault fault);
+  std::optional<std::vector<HeardByte>> TakeHeard(std::string_view ecu);
   void Advance(Micros time);
 
  private:

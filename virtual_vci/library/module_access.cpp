@@ -52,7 +52,15 @@ T_PDU_ERROR Module::SendBytes(const std::vector<UNUM32>& pins, UNUM32 flags,
 
 bool Module::SetFault(std::string_view ecu, EcuFault fault) {
   MutexLock lock(lock_);
-  return vehicle_ && vehicle_->SetFault(ecu, fault);
+  Ecu* const found = vehicle_ ? vehicle_->FindEcu(ecu) : nullptr;
+  if (found != nullptr) found->SetFault(fault);
+  return found != nullptr;
+}
+
+std::optional<std::vector<HeardByte>> Module::TakeHeard(std::string_view ecu) {
+  MutexLock lock(lock_);
+  Ecu* const found = vehicle_ ? vehicle_->FindEcu(ecu) : nullptr;
+  return found != nullptr ? std::optional(found->TakeHeard()) : std::nullopt;
 }
 
 void Module::SetCyclic(bool on) {

@@ -7,7 +7,6 @@ namespace virtual_vci {
 
 namespace {
 
-constexpr SerialFormat kFiveBaud{5};
 constexpr std::uint8_t kSyncByte = 0x55;
 constexpr std::uint8_t kIso14230KeyByte = 0x8F;
 constexpr std::size_t kMaxMessage = 4129;
@@ -16,6 +15,8 @@ constexpr Micros kBreak = 25000;
 // CP_InitializationSettings
 constexpr UNUM32 kFiveBaudInit = 1;
 constexpr UNUM32 kFastInit = 2;
+
+constexpr UNUM32 kKLineOnly = 1;  // CP_K_L_LineInit
 
 // CP_5BaudMode
 constexpr UNUM32 kWithoutAddress = 1;
@@ -52,6 +53,7 @@ KLineProtocol::Settings KLineProtocol::Read(const ComParamSet& params) {
   s.initialisation = params.Number(ComParam::CP_InitializationSettings);
   s.fiveBaudMode = params.Number(ComParam::CP_5BaudMode);
   s.address = static_cast<std::uint8_t>(params.Number(ComParam::CP_5BaudAddressPhys));
+  s.alsoOnL = params.Number(ComParam::CP_K_L_LineInit) != kKLineOnly;
   s.p1Max = params.Number(ComParam::CP_P1Max);
   s.p2Max = params.Number(ComParam::CP_P2Max);
   s.p3Min = params.Number(ComParam::CP_P3Min);
@@ -177,8 +179,10 @@ void KLineProtocol::StartCommunication(const Cop& cop) {
 void KLineProtocol::StopCommunication(const Cop& cop) { link_.cops.CommunicationDone(cop.handle); }
 
 void KLineProtocol::SendAddress() {
-  sender_.Start({sendSettings_.address}, kFiveBaud, 0, [this](FrameTimes) {
-    Await(Awaited::kSync, sendSettings_.w1Max, KLineInitError::kNoSync);
+  line_.SendAddress(this, sendSettings_.address, sendSettings_.alsoOnL,
+                    [this, handle = sending_](FrameTimes) {
+    if (handle == sending_ && handle != PDU_HANDLE_UNDEF)
+      Await(Awaited::kSync, sendSettings_.w1Max, KLineInitError::kNoSync);
   });
 }
 

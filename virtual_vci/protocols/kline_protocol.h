@@ -54,6 +54,7 @@ class KLineProtocol : public Protocol, private SerialNode {
     UNUM32 initialisation = 0;
     UNUM32 fiveBaudMode = 0;
     std::uint8_t address = 0;
+    bool alsoOnL = false;
     Micros p1Max = 0, p2Max = 0, p3Min = 0, p4Min = 0;
     Micros w1Max = 0, w2Max = 0, w3Max = 0, w4Min = 0, w4Max = 0;
     Micros tIdle = 0, tInil = 0, tWup = 0;
@@ -65,6 +66,7 @@ class KLineProtocol : public Protocol, private SerialNode {
 
   // SerialNode
   void Heard(std::uint8_t byte, const SerialFormat& format, FrameTimes times) override;
+  void HeardAddress(std::uint8_t, bool, FrameTimes) override {}
   void HeardPulse(FrameTimes) override {}
 
   /// Does something when the line has been idle for so long.

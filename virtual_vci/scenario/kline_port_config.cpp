@@ -50,6 +50,7 @@ void ReadInitialisation(const JsonValue& json, KLinePortConfig& port) {
     for (const JsonValue& address : addresses->Elements())
       port.fiveBaud.push_back(ReadByte(address));
   }
+  port.initOnL = json.BoolOr("initOnL", false);
   port.fiveBaudMode = static_cast<std::uint8_t>(json.NumberOr("fiveBaudMode", 0, 0, 3));
   port.fastInit = json.BoolOr("fastInit", false);
   if (const auto keyBytes = json.Find("keyBytes")) {

@@ -38,6 +38,7 @@ struct KLinePortConfig : PortConfig {
   std::uint8_t address = 0x10;
   std::uint8_t functional = 0x33;
   std::vector<std::uint8_t> fiveBaud;  ///< addresses that initialise it
+  bool initOnL = false;                ///< it hears them on the L line only
   std::uint8_t fiveBaudMode = 0;       ///< as CP_5BaudMode has it
   bool fastInit = false;
   std::array<std::uint8_t, 2> keyBytes{0xE9, 0x8F};
@@ -48,8 +49,8 @@ struct KLinePortConfig : PortConfig {
 };
 
 inline constexpr auto kKLinePortMembers = std::to_array<std::string_view>(
-    {"address", "functional", "fiveBaud", "fiveBaudMode", "fastInit", "keyBytes", "header",
-     "bitRate", "dataBits", "parity", "timing", "fault"});
+    {"address", "functional", "fiveBaud", "initOnL", "fiveBaudMode", "fastInit", "keyBytes",
+     "header", "bitRate", "dataBits", "parity", "timing", "fault"});
 
 /// Reads these members. Throws ScenarioError.
 std::shared_ptr<PortConfig> ReadKLinePort(const JsonValue& json,

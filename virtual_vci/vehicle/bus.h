@@ -20,6 +20,13 @@ struct FrameTimes {
   Micros end = 0;
 };
 
+/// A byte that an ECU has heard on a line of bytes.
+struct HeardByte {
+  std::uint8_t byte = 0;
+  Micros start = 0;
+  Micros end = 0;
+};
+
 /// Where an ECU sits on a bus: takes requests from it, sends responses and cyclic messages. Guarded
 /// by the module's lock.
 class EcuPort {
@@ -42,6 +49,8 @@ class EcuPort {
   virtual void SetCyclic(bool on) = 0;
   /// On buses that know none it changes nothing.
   virtual void SetFault(EcuFault) {}
+  /// On lines of bytes: those that were heard since the last call.
+  virtual std::vector<HeardByte> TakeHeard() { return {}; }
 };
 
 /// What a port gets for its life.

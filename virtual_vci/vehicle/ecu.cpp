@@ -21,6 +21,15 @@ void Ecu::SetFault(EcuFault fault) {
   for (const auto& port : ports_) port->SetFault(fault);
 }
 
+std::vector<HeardByte> Ecu::TakeHeard() {
+  std::vector<HeardByte> heard;
+  for (const auto& port : ports_) {
+    const auto ofPort = port->TakeHeard();
+    heard.insert(heard.end(), ofPort.begin(), ofPort.end());
+  }
+  return heard;
+}
+
 // A request that comes while another is at work replaces it, as a tester that asks anew expects.
 void Ecu::Requested(EcuPort& port, Bytes request, bool functional, Micros begun) {
   scheduler_.Cancel(responseTimer_);

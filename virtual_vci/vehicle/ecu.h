@@ -29,6 +29,7 @@ class Ecu : private EcuPort::Host {
   void SetCyclic(bool on);
   const std::string& Name() const { return config_.name; }
   void SetFault(EcuFault fault);
+  std::vector<HeardByte> TakeHeard();
 
  private:
   // EcuPort::Host

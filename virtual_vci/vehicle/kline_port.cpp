@@ -10,7 +10,7 @@ namespace virtual_vci {
 
 namespace {
 
-constexpr std::uint32_t kFiveBaudRate = 5;
+constexpr std::size_t kMaxHeard = 4096;
 constexpr std::uint8_t kSyncByte = 0x55;
 // Of CP_5BaudMode.
 constexpr std::uint8_t kWithoutAddress = 1;
@@ -68,10 +68,8 @@ void KLinePort::Activate() {
 }
 
 void KLinePort::Heard(std::uint8_t byte, const SerialFormat& format, FrameTimes times) {
-  const auto& addresses = config_.fiveBaud;
-  if (format.bitRate == kFiveBaudRate) {
-    if (std::find(addresses.begin(), addresses.end(), byte) != addresses.end()) BeginFiveBaud(byte);
-  } else if (format == format_ && step_ == Step::kAwaitKey2) {
+  if (heard_.size() < kMaxHeard) heard_.push_back({byte, times.start, times.end});
+  if (format == format_ && step_ == Step::kAwaitKey2) {
     const auto inverted = static_cast<std::uint8_t>(~config_.keyBytes[1]);
     if (byte != inverted) return;
     if ((config_.fiveBaudMode & kWithoutAddress) != 0) {
@@ -85,6 +83,12 @@ void KLinePort::Heard(std::uint8_t byte, const SerialFormat& format, FrameTimes 
         config_.header == KLineHeader::kIso9141 ? std::nullopt : Iso14230Length(receiver_.SoFar());
     if (length && receiver_.SoFar().size() >= *length) receiver_.End();
   }
+}
+
+void KLinePort::HeardAddress(std::uint8_t byte, bool alsoOnL, FrameTimes) {
+  const auto& addresses = config_.fiveBaud;
+  if (config_.initOnL && !alsoOnL) return;
+  if (std::find(addresses.begin(), addresses.end(), byte) != addresses.end()) BeginFiveBaud(byte);
 }
 
 void KLinePort::HeardPulse(FrameTimes low) {

@@ -6,6 +6,8 @@
 #include <deque>
 #include <functional>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "virtual_vci/scenario/kline_port_config.h"
 #include "virtual_vci/vehicle/kline_frame.h"
@@ -32,6 +34,7 @@ class KLinePort : public EcuPort, private SerialNode {
   void Respond(Bytes message) override;
   void SetCyclic(bool) override {}
   void SetFault(EcuFault fault) override { fault_ = fault; }
+  std::vector<HeardByte> TakeHeard() override { return std::exchange(heard_, {}); }
 
  private:
   /// Where a five-baud initialisation is: what is sent next, or awaited.
@@ -39,6 +42,7 @@ class KLinePort : public EcuPort, private SerialNode {
 
   // SerialNode
   void Heard(std::uint8_t byte, const SerialFormat& format, FrameTimes times) override;
+  void HeardAddress(std::uint8_t byte, bool alsoOnL, FrameTimes times) override;
   void HeardPulse(FrameTimes low) override;
 
   void BeginFiveBaud(std::uint8_t address);
@@ -71,6 +75,7 @@ class KLinePort : public EcuPort, private SerialNode {
   bool busy_ = false;
   std::uint8_t tester_ = 0xF1;
   std::deque<Bytes> responses_;
+  std::vector<HeardByte> heard_;  ///< for tests, up to a limit
 };
 
 }  // namespace virtual_vci

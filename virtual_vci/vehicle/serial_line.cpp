@@ -25,6 +25,14 @@ void SerialLine::SendByte(const SerialNode* from, std::uint8_t byte, const Seria
   Occupy(from, format.ByteTime(), tell, std::move(done));
 }
 
+void SerialLine::SendAddress(const SerialNode* from, std::uint8_t byte, bool alsoOnL, Done done) {
+  constexpr SerialFormat kFiveBaud{5};
+  const auto tell = [byte, alsoOnL](SerialNode& node, FrameTimes times) {
+    node.HeardAddress(byte, alsoOnL, times);
+  };
+  Occupy(from, kFiveBaud.ByteTime(), tell, std::move(done));
+}
+
 void SerialLine::Pulse(const SerialNode* from, Micros low, Done done) {
   const auto tell = [](SerialNode& node, FrameTimes times) { node.HeardPulse(times); };
   Occupy(from, low, tell, std::move(done));

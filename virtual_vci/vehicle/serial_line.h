@@ -19,11 +19,13 @@ class SerialNode {
   virtual ~SerialNode() = default;
   /// Another node's byte. For who goes by another format it is noise.
   virtual void Heard(std::uint8_t byte, const SerialFormat& format, FrameTimes times) = 0;
+  /// Another node's address byte at five baud, on the L line, too, or not.
+  virtual void HeardAddress(std::uint8_t byte, bool alsoOnL, FrameTimes times) = 0;
   /// Another node held the line low: a wake-up, a break.
   virtual void HeardPulse(FrameTimes low) = 0;
 };
 
-/// Guarded by the module's lock. Nodes may send from within Heard and HeardPulse, but not attach or
+/// Guarded by the module's lock. Nodes may send from within what they hear, but not attach or
 /// detach.
 class SerialLine : public Bus {
  public:
@@ -42,6 +44,7 @@ class SerialLine : public Bus {
 
   /// Takes the time of the byte's bits; the others hear it, then `done` is called.
   void SendByte(const SerialNode* from, std::uint8_t byte, const SerialFormat& format, Done done);
+  void SendAddress(const SerialNode* from, std::uint8_t byte, bool alsoOnL, Done done);
   void Pulse(const SerialNode* from, Micros low, Done done);
   /// When the line was used last, or will be at the end of what is on it.
   Micros LastUsed() const { return lastUsed_; }

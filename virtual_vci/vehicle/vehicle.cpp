@@ -35,12 +35,10 @@ BusSlot* Vehicle::FindBus(const std::vector<UNUM32>& pins) {
   return found == buses_.end() ? nullptr : found->get();
 }
 
-bool Vehicle::SetFault(std::string_view ecu, EcuFault fault) {
+Ecu* Vehicle::FindEcu(std::string_view name) {
   const auto named = std::find_if(ecus_.begin(), ecus_.end(),
-                                  [&](const auto& each) { return each->Name() == ecu; });
-  if (named == ecus_.end()) return false;
-  (*named)->SetFault(fault);
-  return true;
+                                  [&](const auto& each) { return each->Name() == name; });
+  return named == ecus_.end() ? nullptr : named->get();
 }
 
 void Vehicle::SetCyclic(bool on) {

@@ -35,8 +35,8 @@ class Vehicle {
   /// Null if nothing is on exactly these pins.
   BusSlot* FindBus(const std::vector<UNUM32>& pins);
   void SetCyclic(bool on);
-  /// False if no ECU has this name.
-  bool SetFault(std::string_view ecu, EcuFault fault);
+  /// Null if no ECU has this name.
+  Ecu* FindEcu(std::string_view name);
 
  private:
   BusSlot& Add(BusType type, const std::vector<UNUM32>& pins, std::uint32_t bitRate);
