@@ -17,13 +17,19 @@ std::string Quoted(const std::string& text) {
 
 std::string JsonArray(const std::vector<std::string>& texts) {
   std::string array = "[";
-  for (const auto& text : texts) array += (array.size() > 1 ? "," : "") + Quoted(text);
+  for (const auto& text : texts) {
+    if (array.size() > 1) array += ',';
+    array += Quoted(text);
+  }
   return array + "]";
 }
 
 std::string Joined(const std::vector<std::string>& texts) {
   std::string joined;
-  for (const auto& text : texts) joined += (joined.empty() ? "" : " ") + text;
+  for (const auto& text : texts) {
+    if (!joined.empty()) joined += ' ';
+    joined += text;
+  }
   return joined.empty() ? "none" : joined;
 }
 
