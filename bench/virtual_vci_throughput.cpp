@@ -94,8 +94,10 @@ UNUM32 OpenLink(PduLibrary& library, UNUM32 module) {
   Must("protocol", library.PDUGetObjectId(PDU_OBJT_PROTOCOL, protocol, &resource.ProtocolId));
   Must("I/O control", library.PDUGetObjectId(PDU_OBJT_IO_CTRL, startFilter, &control));
   UNUM32 link = 0;
+  UNUM8 rawMode[] = {0xA0, 0x01, 0x00, 0x00};  // frames that wait come packed there
+  PDU_FLAG_DATA flags{4, rawMode};
   Must("create link",
-       library.PDUCreateComLogicalLink(module, &resource, PDU_ID_UNDEF, nullptr, &link, nullptr));
+       library.PDUCreateComLogicalLink(module, &resource, PDU_ID_UNDEF, nullptr, &link, &flags));
   Must("callback", library.PDURegisterEventCallback(module, link, &OnEvent));
   PDU_IO_FILTER_DATA filter{PDU_FLT_PASS, 1, 1, {}, {}};
   PDU_IO_FILTER_LIST list{1, &filter};
