@@ -277,5 +277,18 @@ TEST_F(KLineRealtimeTest, FiveBaudInitialisationTakesTheTimeOfItsBitsAndWaits) {
   EXPECT_GT(wall.count(), 0.95 * expected);
 }
 
+TEST_F(KLineRealtimeTest, LinkMayEndWhileItInitialises) {
+  link_->Set("CP_InitializationSettings", kFiveBaud);
+  link_->Update();
+  const UNUM32 cop =
+      link_->Start({.type = PDU_COPT_STARTCOMM, .sendCycles = 0, .receiveCycles = 1});
+  EXPECT_TRUE(link_->AwaitStatus(cop, PDU_COPST_EXECUTING));
+  std::this_thread::sleep_for(milliseconds(50));
+  link_.reset();
+  std::this_thread::sleep_for(milliseconds(2200));  // the address byte is over by now
+  Use(kKeyword);
+  EXPECT_EQ(Begin(kFast, 0, kStartRequest).answer.size(), 7u);
+}
+
 }  // namespace
 }  // namespace virtual_vci_test

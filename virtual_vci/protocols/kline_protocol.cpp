@@ -103,7 +103,9 @@ void KLineProtocol::WhenIdle(Micros idle, Action action) {
   if (due <= now && receiver_.SoFar().empty()) {
     action();
   } else {
-    AfterPause(std::max(due, now + 1) - now, [this, idle, action] { WhenIdle(idle, action); });
+    // A message that is coming in ends with a pause.
+    const Micros pause = due > now ? due - now : settings_.p1Max + 1;
+    AfterPause(pause, [this, idle, action] { WhenIdle(idle, action); });
   }
 }
 
@@ -179,10 +181,8 @@ void KLineProtocol::StartCommunication(const Cop& cop) {
 void KLineProtocol::StopCommunication(const Cop& cop) { link_.cops.CommunicationDone(cop.handle); }
 
 void KLineProtocol::SendAddress() {
-  line_.SendAddress(this, sendSettings_.address, sendSettings_.alsoOnL,
-                    [this, handle = sending_](FrameTimes) {
-    if (handle == sending_ && handle != PDU_HANDLE_UNDEF)
-      Await(Awaited::kSync, sendSettings_.w1Max, KLineInitError::kNoSync);
+  sender_.StartAddress(sendSettings_.address, sendSettings_.alsoOnL, [this](FrameTimes) {
+    Await(Awaited::kSync, sendSettings_.w1Max, KLineInitError::kNoSync);
   });
 }
 

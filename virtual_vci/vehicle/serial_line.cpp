@@ -59,11 +59,19 @@ void SerialSender::Cancel() {
   message_.reset();
 }
 
-void SerialSender::SendNext() {
-  line_.SendByte(&node_, message_->bytes[message_->next], message_->format,
-                 [this, of = std::weak_ptr(message_)](FrameTimes times) {
+SerialLine::Done SerialSender::WhenSent() {
+  return [this, of = std::weak_ptr(message_)](FrameTimes times) {
     if (!of.expired()) ByteSent(times);
-  });
+  };
+}
+
+void SerialSender::StartAddress(std::uint8_t byte, bool alsoOnL, SerialLine::Done done) {
+  message_ = std::make_shared<Message>(Message{{byte}, {}, 0, std::move(done)});
+  line_.SendAddress(&node_, byte, alsoOnL, WhenSent());
+}
+
+void SerialSender::SendNext() {
+  line_.SendByte(&node_, message_->bytes[message_->next], message_->format, WhenSent());
 }
 
 void SerialSender::ByteSent(FrameTimes times) {

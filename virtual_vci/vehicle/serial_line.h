@@ -71,6 +71,8 @@ class SerialSender {
   bool Busy() const { return message_ != nullptr; }
   /// `done` gets the times of the whole message. Not while busy; at least one byte.
   void Start(Bytes bytes, const SerialFormat& format, Micros pause, SerialLine::Done done);
+  /// An address byte at five baud. Likewise.
+  void StartAddress(std::uint8_t byte, bool alsoOnL, SerialLine::Done done);
   /// Nothing more is sent or reported; a byte that is on the line goes out.
   void Cancel();
 
@@ -84,6 +86,8 @@ class SerialSender {
     Micros start = 0;
   };
   void SendNext();
+  /// Tells of a byte unless it has been cancelled, or this is gone.
+  SerialLine::Done WhenSent();
   void ByteSent(FrameTimes times);
 
   Scheduler& scheduler_;
