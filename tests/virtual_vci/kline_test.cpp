@@ -155,6 +155,20 @@ TEST_F(KLineTest, FailedInitialisationsSayWhatWasMissing) {
   EXPECT_EQ(library_.VirtualVciSetEcuFault(module_, "nobody", 0), PDU_ERR_INVALID_PARAMETERS);
 }
 
+TEST_F(KLineTest, InitialisationInterruptsTheEcu) {
+  Begin(kFast, 0, kStartRequest);
+  Break("keyword", VVCI_FAULT_LATE_BYTES);
+  link_->Set("CP_TIdle", 1000);
+  for (const bool fast : {true, false}) {
+    link_->Send(WithChecksum({0x83, 0x10, 0xF1, 0x22, 0xF1, 0x90}));
+    EXPECT_TRUE(link_->AwaitResult()) << "it has begun to answer";
+    Begin(fast ? kFast : kFiveBaud, 0x10, fast ? kStartRequest : Bytes{});
+  }
+  Break("keyword", VVCI_FAULT_NONE);
+  Begin(kFast, 0, kStartRequest);
+  EXPECT_EQ(Ask({0xC2, 0x33, 0xF1, 0x01, 0x0D}).size(), 1u);
+}
+
 TEST_F(KLineTest, EcuOnTheLLineNeedsIt) {
   link_.reset();
   ASSERT_EQ(library_.PDUDestruct(), PDU_STATUS_NOERROR);

@@ -94,19 +94,24 @@ void KLinePort::HeardAddress(std::uint8_t byte, bool alsoOnL, FrameTimes) {
 void KLinePort::HeardPulse(FrameTimes low) {
   const Micros length = low.end - low.start;
   if (!config_.fastInit || length < kShortestWakeUp || length > kLongestWakeUp) return;
+  Restart();
   wokenUp_ = low.end;
+}
+
+void KLinePort::Restart() {
+  context_.scheduler.Cancel(timer_);
+  sender_.Cancel();
+  receiver_.Reset();
+  responses_.clear();
+  busy_ = false;
+  wokenUp_.reset();
   activeUntil_.reset();
   step_ = Step::kNone;
-  receiver_.Reset();
 }
 
 void KLinePort::BeginFiveBaud(std::uint8_t address) {
-  wokenUp_.reset();
-  activeUntil_.reset();
-  receiver_.Reset();
-  sender_.Cancel();
+  Restart();
   initAddress_ = address;
-  step_ = Step::kNone;
   if (fault_ != EcuFault::kNoAnswer) After(config_.timing.w1, Step::kSync);
 }
 

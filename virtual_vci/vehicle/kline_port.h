@@ -45,6 +45,8 @@ class KLinePort : public EcuPort, private SerialNode {
   void HeardAddress(std::uint8_t byte, bool alsoOnL, FrameTimes times) override;
   void HeardPulse(FrameTimes low) override;
 
+  /// An initialisation begins: whatever was going on is forgotten.
+  void Restart();
   void BeginFiveBaud(std::uint8_t address);
   /// Does the step after a pause.
   void After(Micros pause, Step step);
