@@ -480,7 +480,7 @@ TEST_F(IsoTest, UpdateTakesTheTableThatWasSetWhenItWasStarted) {
 }
 
 TEST_F(IsoRealtimeTest, ReceiverIgnoresWhatIsNoFrameOfItsMessage) {
-  link_->Set("CP_Br", 20000);
+  link_->Set("CP_Br", 100000);
   link_->Set("CP_StartMsgIndEnable", 1);
   Open({{1, 0x700, 0x708}});
   OpenRawPeer();
@@ -513,7 +513,7 @@ TEST_F(IsoRealtimeTest, ReceiverIgnoresWhatIsNoFrameOfItsMessage) {
 
 TEST_F(IsoRealtimeTest, FlowControlThatNobodyAcknowledgesEndsTheReception) {
   TestLink link(library_, module_, {.protocol = kIso.protocol, .pins = {3, 11}});
-  link.Set("CP_Br", 50000);
+  link.Set("CP_Br", 200000);
   link.Set("CP_Ar", 20000);
   link.SetTable({{1, 0x700, 0x708}});
   link.Open();
@@ -523,7 +523,7 @@ TEST_F(IsoRealtimeTest, FlowControlThatNobodyAcknowledgesEndsTheReception) {
     const UNUM32 cop = peer.Send(Message(0x708, {0x10, 20, 1, 2, 3, 4, 5, 6}));
     EXPECT_TRUE(peer.AwaitStatus(cop, PDU_COPST_FINISHED));
   }
-  const auto error = link.Await(IsError, milliseconds(500));
+  const auto error = link.Await(IsError, milliseconds(2000));
   ASSERT_TRUE(error);
   EXPECT_EQ(error->error.ErrorCodeId, PDU_ERR_EVT_RX_ERROR);
   EXPECT_EQ(error->error.ExtraErrorInfoId, 10u);
