@@ -1,8 +1,5 @@
 // K line: initialisations and their failures, times on the wire, framing of messages.
 
-#include <cstdio>
-#include <fstream>
-
 #include "tests/virtual_vci/pdu_fixture.h"
 
 namespace virtual_vci_test {
@@ -171,15 +168,9 @@ TEST_F(KLineTest, InitialisationInterruptsTheEcu) {
 
 TEST_F(KLineTest, EcuOnTheLLineNeedsIt) {
   link_.reset();
-  ASSERT_EQ(library_.PDUDestruct(), PDU_STATUS_NOERROR);
-  const std::string path = testing::TempDir() + "virtual_vci_l_line.json";
-  std::ofstream(path, std::ios::binary)
-      << R"({"vcis":[{"serial":4711,"interfaces":[{"type":"USB"}]}],)"
-      << R"("buses":[{"type":"ISO_9141_2_UART","pins":[7,15]}],)"
-      << R"("ecus":[{"address":17,"fiveBaud":["0x33"],"initOnL":true,"header":"ISO 9141"}]})";
-  std::string options = "Clock='instant' Scenario='" + path + "'";
-  ASSERT_EQ(library_.PDUConstruct(options.data(), nullptr), PDU_STATUS_NOERROR);
-  std::remove(path.c_str());
+  UseScenario(R"({"vcis":[{"serial":4711,"interfaces":[{"type":"USB"}]}],)"
+              R"("buses":[{"type":"ISO_9141_2_UART","pins":[7,15]}],)"
+              R"("ecus":[{"address":17,"fiveBaud":["0x33"],"initOnL":true,"header":"ISO 9141"}]})");
   module_ = Connect();
   Use(kIso9141);
   link_->Set("CP_K_L_LineInit", 0);

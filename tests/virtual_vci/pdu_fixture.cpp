@@ -1,7 +1,9 @@
 #include "tests/virtual_vci/pdu_fixture.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <fstream>
 
 namespace virtual_vci_test {
 
@@ -304,6 +306,16 @@ UNUM32 PduTest::ModuleNamed(const std::string& serial, const std::string& interf
   }
   if (list != nullptr) library_.PDUDestroyItem(reinterpret_cast<PDU_ITEM*>(list));
   return handle;
+}
+
+void PduTest::UseScenario(const char* json) {
+  EXPECT_EQ(library_.PDUDestruct(), PDU_STATUS_NOERROR);
+  const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
+  const std::string path = testing::TempDir() + "virtual_vci_" + test->name() + ".json";
+  std::ofstream(path, std::ios::binary) << json;
+  std::string options = "Clock='instant' Scenario='" + path + "'";
+  EXPECT_EQ(library_.PDUConstruct(options.data(), nullptr), PDU_STATUS_NOERROR);
+  std::remove(path.c_str());
 }
 
 UNUM32 PduTest::Connect() {

@@ -149,6 +149,8 @@ class PduTest : public testing::Test {
   void TearDown() override;
 
   UNUM32 ModuleNamed(const std::string& serial, const std::string& interface);
+  /// Goes on with the library constructed anew, with this scenario and an instant clock.
+  void UseScenario(const char* json);
   /// VCI 4711 on USB, connected.
   UNUM32 Connect();
   UNUM32 Id(T_PDU_OBJT type, const char* name);

@@ -119,16 +119,11 @@ TEST_F(ScenarioTest, BadFilesAreNamedWithPlaceAndExpectation) {
 }
 
 TEST_F(ScenarioTest, LowestIdentifierWinsWhenTwoAnswerAtOnce) {
-  ASSERT_EQ(library_.PDUDestruct(), PDU_STATUS_NOERROR);
-  const std::string path = testing::TempDir() + "virtual_vci_arbitration.json";
-  std::ofstream(path, std::ios::binary)
-      << R"({"vcis":[{"serial":5001,"interfaces":[{"type":"USB"}]}],"buses":[{"pins":[6,14]}],)"
-      << R"("ecus":[{"request":"0x7E1","functional":"0x7DF","response":"0x7E9","uds":{}},)"
-      << R"({"request":"0x7E0","functional":"0x7DF","response":"0x7E8","uds":{}},)"
-      << R"({"request":"0x7E2","functional":"0x7DF","response":"0x7EA","uds":{},"bitRate":250000}]})";
-  std::string options = "Clock='instant' Scenario='" + path + "'";
-  ASSERT_EQ(library_.PDUConstruct(options.data(), nullptr), PDU_STATUS_NOERROR);
-  std::remove(path.c_str());
+  UseScenario(
+      R"({"vcis":[{"serial":5001,"interfaces":[{"type":"USB"}]}],"buses":[{"pins":[6,14]}],)"
+      R"("ecus":[{"request":"0x7E1","functional":"0x7DF","response":"0x7E9","uds":{}},)"
+      R"({"request":"0x7E0","functional":"0x7DF","response":"0x7E8","uds":{}},)"
+      R"({"request":"0x7E2","functional":"0x7DF","response":"0x7EA","uds":{},"bitRate":250000}]})");
   module_ = ModuleNamed("5001", "USB");
   ASSERT_EQ(library_.PDUModuleConnect(module_), PDU_STATUS_NOERROR);
   TestLink link(library_, module_);
@@ -143,14 +138,9 @@ TEST_F(ScenarioTest, LowestIdentifierWinsWhenTwoAnswerAtOnce) {
 }
 
 TEST_F(ScenarioTest, MessagesWithoutAPeriodWaitForAnApplicationThatTakesNone) {
-  ASSERT_EQ(library_.PDUDestruct(), PDU_STATUS_NOERROR);
-  const std::string path = testing::TempDir() + "virtual_vci_flood.json";
-  std::ofstream(path, std::ios::binary)
-      << R"({"vcis":[{"serial":5001,"interfaces":[{"type":"USB"}]}],"buses":[{"pins":[6,14]}],)"
-      << R"("ecus":[{"request":1,"response":2,"cyclic":[{"id":3,"data":"00","period":0}]}]})";
-  std::string options = "Clock='instant' Scenario='" + path + "'";
-  ASSERT_EQ(library_.PDUConstruct(options.data(), nullptr), PDU_STATUS_NOERROR);
-  std::remove(path.c_str());
+  UseScenario(
+      R"({"vcis":[{"serial":5001,"interfaces":[{"type":"USB"}]}],"buses":[{"pins":[6,14]}],)"
+      R"("ecus":[{"request":1,"response":2,"cyclic":[{"id":3,"data":"00","period":0}]}]})");
   module_ = ModuleNamed("5001", "USB");
   ASSERT_EQ(library_.PDUModuleConnect(module_), PDU_STATUS_NOERROR);
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <utility>
+
+#include "frames/diagnostic_answer.h"
 
 namespace passbridge::tool {
 namespace {
@@ -10,22 +13,19 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr std::uint8_t kPositive = 0x40;
-constexpr std::uint8_t kNegative = 0x7F;
-constexpr std::uint8_t kPending = 0x78;
 // How long a wait may keep the user waiting who wants to end.
 constexpr milliseconds kSlice{100};
 
 }  // namespace
 
-bool IsResponsePending(std::span<const std::uint8_t> answer) {
-  return answer.size() == 3 && answer[0] == kNegative && answer[2] == kPending;
-}
-
-bool AnswersService(std::span<const std::uint8_t> answer, std::uint8_t service) {
-  if (answer.empty()) return false;
-  if (answer[0] == kNegative) return answer.size() >= 2 && answer[1] == service;
-  return answer[0] == (service | kPositive);
+std::optional<EcuAnswer> DiagnosticSession::Receive(milliseconds timeout) {
+  if (received_.empty()) {
+    for (EcuAnswer& answer : ReadAnswers(timeout)) received_.push_back(std::move(answer));
+  }
+  if (received_.empty()) return std::nullopt;
+  EcuAnswer answer = std::move(received_.front());
+  received_.pop_front();
+  return answer;
 }
 
 bool Ask(DiagnosticSession& session, std::span<const std::uint8_t> request, const AskLimits& limits,

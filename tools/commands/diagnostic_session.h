@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <optional>
 #include <span>
@@ -27,10 +28,17 @@ class DiagnosticSession {
   // Returns when the request (service and parameters) is on the bus; throws StatusError if that
   // fails.
   virtual void Send(std::span<const std::uint8_t> request) = 0;
-  // The next answer; nothing if none comes within the time.
-  virtual std::optional<EcuAnswer> Receive(std::chrono::milliseconds timeout) = 0;
   // The request as the log shows it: "7DF#010C".
   virtual std::string Describe(std::span<const std::uint8_t> request) const = 0;
+  // The next answer; nothing if none comes within the time.
+  std::optional<EcuAnswer> Receive(std::chrono::milliseconds timeout);
+
+ protected:
+  // The answers that come together; none if nothing comes within the time.
+  virtual std::vector<EcuAnswer> ReadAnswers(std::chrono::milliseconds timeout) = 0;
+
+ private:
+  std::deque<EcuAnswer> received_;
 };
 
 struct AskLimits {
@@ -40,12 +48,6 @@ struct AskLimits {
   // How many ECUs will answer, if that is known: the last answer ends the waiting.
   std::size_t ecus = 0;
 };
-
-// Whether an answer says that the answer is still to come (7F xx 78).
-bool IsResponsePending(std::span<const std::uint8_t> answer);
-
-// Whether an answer is one to a request of this service: positive, or a refusal of it.
-bool AnswersService(std::span<const std::uint8_t> answer, std::uint8_t service);
 
 // Sends the request and hands over each answer to its service, pending ones included, until all
 // asked have answered or their time is over, or `stopRequested`. Returns whether an ECU kept its

@@ -57,27 +57,23 @@ void Iso15765Session::Send(std::span<const std::uint8_t> request) {
   channel_.Write({&message, 1}, kSegmentsTimeout);
 }
 
-std::optional<EcuAnswer> Iso15765Session::Receive(std::chrono::milliseconds timeout) {
-  if (received_.empty()) {
-    const ReadResult result = channel_.Read(timeout);
-    if (result.overflow) console_.err << "passbridge: the library lost messages\n";
-    for (const Message& message : result.messages) {
-      const auto content = ToCanFrame(message);
-      if (!content) continue;
-      std::string ecu = FormatCanId(content->id);
-      std::size_t begin = 0;
-      if ((message.rxStatus & ISO15765_ADDR_TYPE) != 0 && !content->data.empty()) {
-        ecu += ":" + FormatBytes({content->data.data(), 1});
-        begin = 1;
-      }
-      const auto data = std::span(content->data).subspan(begin);
-      if (!data.empty()) received_.push_back({ecu, {data.begin(), data.end()}});
+std::vector<EcuAnswer> Iso15765Session::ReadAnswers(std::chrono::milliseconds timeout) {
+  const ReadResult result = channel_.Read(timeout);
+  if (result.overflow) console_.err << "passbridge: the library lost messages\n";
+  std::vector<EcuAnswer> answers;
+  for (const Message& message : result.messages) {
+    const auto content = ToCanFrame(message);
+    if (!content) continue;
+    std::string ecu = FormatCanId(content->id);
+    std::size_t begin = 0;
+    if ((message.rxStatus & ISO15765_ADDR_TYPE) != 0 && !content->data.empty()) {
+      ecu += ":" + FormatBytes({content->data.data(), 1});
+      begin = 1;
     }
+    const auto data = std::span(content->data).subspan(begin);
+    if (!data.empty()) answers.push_back({ecu, {data.begin(), data.end()}});
   }
-  if (received_.empty()) return std::nullopt;
-  EcuAnswer answer = std::move(received_.front());
-  received_.pop_front();
-  return answer;
+  return answers;
 }
 
 std::string Iso15765Session::Describe(std::span<const std::uint8_t> request) const {

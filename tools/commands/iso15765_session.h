@@ -3,7 +3,6 @@
 #define PASSBRIDGE_TOOLS_COMMANDS_ISO15765_SESSION_H_
 
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -44,8 +43,10 @@ class Iso15765Session final : public DiagnosticSession {
 
   bool AsksOneEcu() const override { return single_; }
   void Send(std::span<const std::uint8_t> request) override;
-  std::optional<EcuAnswer> Receive(std::chrono::milliseconds timeout) override;
   std::string Describe(std::span<const std::uint8_t> request) const override;
+
+ protected:
+  std::vector<EcuAnswer> ReadAnswers(std::chrono::milliseconds timeout) override;
 
  private:
   Message ToIsoMessage(const IsoAddress& address, std::span<const std::uint8_t> data) const;
@@ -56,7 +57,6 @@ class Iso15765Session final : public DiagnosticSession {
   bool single_;
   Device device_;
   Channel channel_;
-  std::deque<EcuAnswer> received_;
 };
 
 }  // namespace passbridge::tool

@@ -6,6 +6,7 @@
 #include "commands/can_session.h"
 #include "commands/commands.h"
 #include "commands/iso15765_session.h"
+#include "frames/diagnostic_answer.h"
 
 namespace passbridge::tool {
 namespace {

@@ -81,10 +81,10 @@ void KLineSession::Send(std::span<const std::uint8_t> request) {
   channel_.Write({&message, 1}, kRequestTimeout);
 }
 
-std::optional<EcuAnswer> KLineSession::Receive(std::chrono::milliseconds timeout) {
+std::vector<EcuAnswer> KLineSession::ReadAnswers(std::chrono::milliseconds timeout) {
   std::vector<KLineAnswer> messages;
   // An answer in several messages is complete when no other comes.
-  while (received_.empty()) {
+  for (;;) {
     const ReadResult result = channel_.Read(messages.empty() ? timeout : kFurtherMessages);
     if (result.overflow) console_.err << "passbridge: the library lost messages\n";
     if (result.messages.empty()) break;
@@ -93,13 +93,11 @@ std::optional<EcuAnswer> KLineSession::Receive(std::chrono::milliseconds timeout
       if (message.rxStatus == 0 && answer) messages.push_back(*answer);
     }
   }
+  std::vector<EcuAnswer> answers;
   for (const KLineAnswer& answer : JoinAnswers(messages)) {
-    received_.push_back({FormatBytes({&answer.ecu, 1}), answer.data});
+    answers.push_back({FormatBytes({&answer.ecu, 1}), answer.data});
   }
-  if (received_.empty()) return std::nullopt;
-  EcuAnswer answer = std::move(received_.front());
-  received_.pop_front();
-  return answer;
+  return answers;
 }
 
 std::string KLineSession::Describe(std::span<const std::uint8_t> request) const {

@@ -3,8 +3,6 @@
 #define PASSBRIDGE_TOOLS_COMMANDS_KLINE_SESSION_H_
 
 #include <cstdint>
-#include <deque>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,8 +35,10 @@ class KLineSession final : public DiagnosticSession {
   const KLineStart& Start() const { return start_; }
   bool AsksOneEcu() const override { return false; }
   void Send(std::span<const std::uint8_t> request) override;
-  std::optional<EcuAnswer> Receive(std::chrono::milliseconds timeout) override;
   std::string Describe(std::span<const std::uint8_t> request) const override;
+
+ protected:
+  std::vector<EcuAnswer> ReadAnswers(std::chrono::milliseconds timeout) override;
 
  private:
   void InitialiseAtFiveBaud(std::uint8_t address);
@@ -49,7 +49,6 @@ class KLineSession final : public DiagnosticSession {
   Device device_;
   Channel channel_;
   KLineStart start_;
-  std::deque<EcuAnswer> received_;
 };
 
 }  // namespace passbridge::tool

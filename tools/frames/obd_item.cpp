@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <iterator>
 
+#include "frames/diagnostic_answer.h"
+
 namespace passbridge::tool {
 namespace {
 
@@ -12,9 +14,6 @@ constexpr std::uint8_t kStoredFaults = 0x03;
 constexpr std::uint8_t kPendingFaults = 0x07;
 constexpr std::uint8_t kVehicleInformation = 0x09;
 constexpr std::uint8_t kPermanentFaults = 0x0A;
-constexpr std::uint8_t kPositiveAnswer = 0x40;
-constexpr std::uint8_t kNegativeAnswer = 0x7F;
-constexpr std::uint8_t kResponsePending = 0x78;
 constexpr double kPercent = 100.0 / 255.0;
 constexpr double kTrim = 100.0 / 128.0;  // -100 % to 99.2 %
 
@@ -140,8 +139,8 @@ std::vector<std::uint8_t> ObdRequest(const ObdItem& item) {
 }
 
 std::optional<ObdReading> DecodeObdAnswer(Bytes answer, const ObdItem& item) {
+  if (IsResponsePending(answer)) return std::nullopt;
   if (answer.size() == 3 && answer[0] == kNegativeAnswer && answer[1] == item.service) {
-    if (answer[2] == kResponsePending) return std::nullopt;
     return ObdReading{.refused = true, .text = DescribeRefusal(answer[2])};
   }
   std::vector<std::uint8_t> head = ObdRequest(item);
