@@ -11,7 +11,7 @@ constexpr std::uint8_t kLengthBits = 0x3F;
 constexpr std::uint8_t kEmissionRelated = 0x33;
 constexpr std::uint8_t kTester = 0xF1;
 constexpr std::ptrdiff_t kHeader = 3;
-constexpr std::uint8_t kVehicleInformation = 0x49;
+constexpr std::uint8_t kVehicleInformationAnswer = 0x49;
 
 std::vector<std::uint8_t> Behind(std::span<const std::uint8_t> bytes, std::size_t count) {
   const auto rest = bytes.subspan(std::min(count, bytes.size()));
@@ -67,9 +67,9 @@ std::vector<KLineAnswer> JoinAnswers(const std::vector<KLineAnswer>& messages) {
   for (const KLineAnswer& message : messages) {
     if (message.data.empty()) continue;
     const std::uint8_t service = message.data[0];
-    const bool isText =
-        service == kVehicleInformation && message.data.size() > 2 && message.data[1] % 0x20 != 0;
-    const bool isList = service == kVehicleInformation && message.data.size() > 2 && !isText;
+    const bool isText = service == kVehicleInformationAnswer && message.data.size() > 2 &&
+                        message.data[1] % 0x20 != 0;
+    const bool isList = service == kVehicleInformationAnswer && message.data.size() > 2 && !isText;
     auto joined = std::find_if(answers.begin(), answers.end(), [&](const KLineAnswer& each) {
       return each.ecu == message.ecu && each.data[0] == service;
     });
