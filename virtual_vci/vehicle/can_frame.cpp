@@ -20,6 +20,10 @@ CanFrame CanFrame::Make(std::uint32_t id, bool extended, std::span<const std::ui
   return frame;
 }
 
+CanFrame::Priority PriorityOf(const CanFrame& frame) {
+  return frame.extended ? (frame.id << 1 | 1u) : (frame.id << 19);
+}
+
 std::uint32_t BitsOf(const CanFrame& frame) {
   return (frame.extended ? kExtendedOverhead : kStandardOverhead) + 8u * frame.size;
 }

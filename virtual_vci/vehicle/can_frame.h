@@ -12,6 +12,8 @@
 namespace virtual_vci {
 
 struct CanFrame {
+  using Priority = std::uint32_t;
+
   std::uint32_t id = 0;
   bool extended = false;  ///< 29-bit identifier
   std::uint8_t size = 0;
@@ -20,6 +22,9 @@ struct CanFrame {
   static CanFrame Make(std::uint32_t id, bool extended, std::span<const std::uint8_t> bytes);
   std::span<const std::uint8_t> Bytes() const { return {data.data(), size}; }
 };
+
+/// The lowest identifier goes first.
+CanFrame::Priority PriorityOf(const CanFrame& frame);
 
 /// How long a frame and the pause behind it take on the wire, without stuff bits, in bits.
 std::uint32_t BitsOf(const CanFrame& frame);
