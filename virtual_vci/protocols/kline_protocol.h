@@ -5,11 +5,8 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
-#include <vector>
 
-#include "virtual_vci/links/cop_engine.h"
-#include "virtual_vci/links/protocol.h"
+#include "virtual_vci/protocols/serial_protocol.h"
 #include "virtual_vci/vehicle/kline_port.h"
 
 namespace virtual_vci {
@@ -28,28 +25,17 @@ enum class KLineInitError : UNUM32 {
 /// Starting the communication initialises the line as CP_InitializationSettings says: 1 at five
 /// baud, 2 fast; its result holds the key bytes, or the response. Requests wait for P3, responses
 /// end with a pause above P1.
-class KLineProtocol : public Protocol, private SerialNode {
+class KLineProtocol : public SerialProtocol {
  public:
-  KLineProtocol(const LinkContext& link, KLine& line);
-  ~KLineProtocol() override;
-  KLineProtocol(const KLineProtocol&) = delete;
-  KLineProtocol& operator=(const KLineProtocol&) = delete;
+  KLineProtocol(const LinkContext& link, KLine& line) : SerialProtocol(link, line) {}
 
-  void GoOnline(const ComParamSet& params) override;
-  void GoOffline() override;
   void ParamsChanged(const ComParamSet& params) override { settings_ = Read(params); }
-  T_PDU_ERROR Check(const Cop& cop) const override;
-  void Send(const Cop& cop) override;
   void StopSending() override;
   void StartCommunication(const Cop& cop) override;
-  void StopCommunication(const Cop& cop) override;
-  T_PDU_ERROR IoControl(IoCtl command, const PDU_DATA_ITEM* input, ItemPtr& output) override;
 
  private:
   struct Settings {
     SerialFormat format;
-    bool loopback = false;
-    bool transmitIndication = false;
     bool startIndication = false;
     UNUM32 initialisation = 0;
     UNUM32 fiveBaudMode = 0;
@@ -64,20 +50,17 @@ class KLineProtocol : public Protocol, private SerialNode {
 
   static Settings Read(const ComParamSet& params);
 
-  // SerialNode
-  void Heard(std::uint8_t byte, const SerialFormat& format, FrameTimes times) override;
-  void HeardAddress(std::uint8_t, bool, FrameTimes) override {}
-  void HeardPulse(FrameTimes) override {}
+  // MessageProtocol
+  void BeginSending(const ComParamSet& params) override { sendSettings_ = Read(params); }
+  void SendMessage(const Bytes& message) override;
+  // SerialProtocol
+  const SerialFormat& Format() const override { return Current().format; }
+  Micros LongestPause() const override { return settings_.p1Max; }
+  bool TakeByte(std::uint8_t byte) override;
+  void MessageBegins(FrameTimes times) override;
+  void MessageHeard(const Bytes& bytes, FrameTimes times) override;
 
-  /// Does something when the line has been idle for so long.
-  template <typename Action>
-  void WhenIdle(Micros idle, Action action);
-  template <typename Action>
-  void AfterPause(Micros pause, Action action);
-
-  void SendNext();
-  void MessageSent(FrameTimes times);
-  void Echo(const Cop& cop, FrameTimes times);
+  const Settings& Current() const { return IsWorking() ? sendSettings_ : settings_; }
 
   void SendAddress();
   void WakeUp();
@@ -89,28 +72,8 @@ class KLineProtocol : public Protocol, private SerialNode {
   void GiveStartResult(std::span<const std::uint8_t> bytes, Micros end);
   void EndInit(bool dataSent);
 
-  void MessageBegins(FrameTimes times);
-  void MessageHeard(const Bytes& bytes, FrameTimes times);
-  void Deliver(const Bytes& bytes, FrameTimes times);
-  EventHead HeadOf(const Cop& cop, Micros time) const {
-    return {cop.handle, cop.tag, static_cast<UNUM32>(time)};
-  }
-
-  const LinkContext link_;
-  KLine& line_;
-  bool online_ = false;
   Settings settings_;
-  SerialSender sender_;
-  SerialReceiver receiver_;
-  std::optional<Scheduler::Timer> timer_;
-  UNUM32 held_ = PDU_HANDLE_UNDEF;  ///< who waits until the message is in
-
-  UNUM32 sending_ = PDU_HANDLE_UNDEF;
   Settings sendSettings_;  ///< those of the ComPrimitive at work
-  FlagBytes flags_{};
-  std::vector<Bytes> messages_;
-  std::size_t next_ = 0;
-
   Awaited awaited_ = Awaited::kNothing;
   std::array<std::uint8_t, 2> keyBytes_{};
 };
