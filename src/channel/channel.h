@@ -18,6 +18,13 @@
 
 namespace passbridge {
 
+/// The sizes of a protocol's messages in bytes, and the indications that may have any.
+struct MessageSizes {
+  std::uint32_t minimum;
+  std::uint32_t maximum;
+  std::uint32_t indications = 0;  ///< RxStatus bits
+};
+
 /// Base of every J2534 channel: one ComLogicalLink (CLL) on a vehicle bus, its parameters, filters,
 /// receive buffer and event thread. A protocol's subclass names its resource, sets its own
 /// ComParams and refines validation and ComPrimitives (CoPs).
@@ -140,6 +147,13 @@ class CJ2534Channel : public ChannelCore {
  protected:
   /// Sets ComParams in order up to the first failure, which is reported with its message.
   Status SetComParams(const Exits& exit, std::span<const ComParamSetting> settings);
+  /// Sets a ComParam and puts it in force at once, which it waits for up to 2 s. Failures are
+  /// reported at `point` and at the next exit, the second as `commitFailure`.
+  Status SetAndCommit(const Exits& exit, std::uint16_t point, const ComParamSetting& setting,
+                      const char* commitFailure);
+  /// Validates a message by its size alone.
+  Status CheckSize(const Exits& exit, const MessageSizes& sizes, std::uint32_t dataSize,
+                   std::uint32_t rxStatus);
 
   /// Starts a periodic message on a channel of its own, which shares this one's buffer and receive
   /// event and is made with the first one; it stays until PassThruDisconnect.

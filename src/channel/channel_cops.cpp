@@ -179,6 +179,24 @@ Status CJ2534Channel::SendUpdateComPrimitive(bool wait) {
   });
 }
 
+Status CJ2534Channel::SetAndCommit(const Exits& exit, std::uint16_t point,
+                                   const ComParamSetting& setting, const char* commitFailure) {
+  {
+    // In one step: a CoP in between would set the link's working values back.
+    const platform::RecursiveMutexLock lock(GetLink().ComParams().Lock());
+    if (const Status status = SetPduComParam(pdu::ComParamId(setting.param), setting.Value(),
+                                             static_cast<std::uint32_t>(setting.Size()))) {
+      return exit.PassOn(point, status, setting.failure);
+    }
+    if (const Status status = SendUpdateComPrimitive(false)) {
+      const auto next = static_cast<std::uint16_t>(point + 1);
+      return exit.PassOn(next, status, commitFailure);
+    }
+  }
+  GetLink().WaitForUpdates(kUpdateTimeout);  // without the lock, which the event thread may need
+  return STATUS_NOERROR;
+}
+
 Status CJ2534Channel::SendRecvOnlyPrimitive() {
   return Traced(methods::channel::kSendRecvOnlyPrimitive, [&](Exits& exit) -> Status {
     CopControl control;

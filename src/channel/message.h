@@ -63,6 +63,7 @@ class CJ2534PassThruMsg : public CJ2534 {
   void SetDataSize(std::uint32_t size) {
     data_ = data_.first(std::min<std::size_t>(size, data_.size()));
   }
+  void SetExtraDataIndex(std::uint32_t index) { extraDataIndex_ = index; }
 
   // Tests of RxStatus bits.
   bool IsLoopback() const;

@@ -41,12 +41,9 @@ Status CJ2534Channel_CAN::AdjustCop(const AppMessage& msg, CopData& /*data*/, Co
 }
 
 Status CJ2534Channel_CAN::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
-                                          std::uint32_t /*rxStatus*/) {
+                                          std::uint32_t rxStatus) {
   return Traced(methods::channel_can::kValidateMessage, [&](Exits& exit) -> Status {
-    if (const Status status = ValidateDataSize(dataSize, kCanIdSize, kMaxCanMessage)) {
-      return exit.PassOn(1, status, "Invalid DataSize.");
-    }
-    return exit.Normal();
+    return CheckSize(exit, {kCanIdSize, kMaxCanMessage}, dataSize, rxStatus);
   });
 }
 

@@ -20,6 +20,8 @@ constexpr std::size_t kMinKeyBytes = 2;             // that an application has r
 constexpr UNUM32 kFiveBaudInit = 1;
 constexpr UNUM32 kFastInit = 2;
 
+constexpr MessageSizes SizesUpTo(std::uint32_t maximum) { return {1, maximum, START_OF_MESSAGE}; }
+
 UNUM8 Checksum(std::span<const UNUM8> bytes) {
   return std::accumulate(bytes.begin(), bytes.end(), UNUM8{0},
                          [](UNUM8 sum, UNUM8 byte) { return static_cast<UNUM8>(sum + byte); });
@@ -149,20 +151,11 @@ Status CJ2534Channel_ISO14230::AddResultData(const pdu::SharedEventItem& item) {
   });
 }
 
-Status CJ2534Channel_ISO14230::ValidateSize(const Exits& exit, std::uint32_t dataSize,
-                                            std::uint32_t maximum, std::uint32_t rxStatus) {
-  if ((rxStatus & START_OF_MESSAGE) != 0) return exit.Normal();
-  if (const Status status = ValidateDataSize(dataSize, 1, maximum)) {
-    return exit.PassOn(1, status, "Invalid DataSize.");
-  }
-  return exit.Normal();
-}
-
 Status CJ2534Channel_ISO14230::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                                std::uint32_t rxStatus) {
   return Traced(methods::channel_iso14230::kValidateMessage, [&](Exits& exit) -> Status {
     const std::uint32_t checksum = HasChecksums() ? 1 : 0;
-    return ValidateSize(exit, dataSize, kMaxIso14230Message - checksum, rxStatus);
+    return CheckSize(exit, SizesUpTo(kMaxIso14230Message - checksum), dataSize, rxStatus);
   });
 }
 
@@ -246,7 +239,7 @@ Status CJ2534Channel_ISO9141::GetPduResourceProtocolId(PDU_RSC_DATA* resource) {
 Status CJ2534Channel_ISO9141::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                               std::uint32_t rxStatus) {
   return Traced(methods::channel_iso9141::kValidateMessage, [&](Exits& exit) -> Status {
-    return ValidateSize(exit, dataSize, kMaxMessageData, rxStatus);
+    return CheckSize(exit, SizesUpTo(kMaxMessageData), dataSize, rxStatus);
   });
 }
 
@@ -261,7 +254,7 @@ Status CJ2534Channel_UBP::GetPduResourceProtocolId(PDU_RSC_DATA* resource) {
 Status CJ2534Channel_UBP::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                           std::uint32_t rxStatus) {
   return Traced(methods::channel_ubp::kValidateMessage, [&](Exits& exit) -> Status {
-    return ValidateSize(exit, dataSize, kMaxMessageData, rxStatus);
+    return CheckSize(exit, SizesUpTo(kMaxMessageData), dataSize, rxStatus);
   });
 }
 

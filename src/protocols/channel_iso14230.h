@@ -30,9 +30,6 @@ class CJ2534Channel_ISO14230 : public CJ2534Channel {
 
  protected:
   bool HasChecksums() const;
-  /// A start of message is always valid; other messages have one byte to so many.
-  Status ValidateSize(const Exits& exit, std::uint32_t dataSize, std::uint32_t maximum,
-                      std::uint32_t rxStatus);
   /// Sets ComParams in order; afterwards the link must be able to tell CP_P2Max.
   Status SetComParamsOfKLine(const Exits& exit, std::span<const ComParamSetting> settings);
 

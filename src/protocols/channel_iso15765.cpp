@@ -61,13 +61,11 @@ Status CJ2534Channel_ISO15765::AdjustCop(const AppMessage& msg, CopData& /*data*
 Status CJ2534Channel_ISO15765::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                                std::uint32_t rxStatus) {
   return Traced(methods::channel_iso15765::kValidateMessage, [&](Exits& exit) -> Status {
-    if ((rxStatus & (START_OF_MESSAGE | TX_DONE)) != 0) return exit.Normal();
     const std::uint32_t addressByte = (ConnectFlags() & CAN_ID_BOTH) != 0 ? 1 : 0;
-    if (const Status status = ValidateDataSize(dataSize, kCanIdSize + addressByte,
-                                               kMaxIso15765Message + addressByte)) {
-      return exit.PassOn(1, status, "Invalid DataSize.");
-    }
-    return exit.Normal();
+    return CheckSize(
+        exit,
+        {kCanIdSize + addressByte, kMaxIso15765Message + addressByte, START_OF_MESSAGE | TX_DONE},
+        dataSize, rxStatus);
   });
 }
 
