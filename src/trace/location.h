@@ -30,6 +30,7 @@ enum class Module : std::uint8_t {
   PassThruMsg = 0x12,
   ReceiveBuffer = 0x13,
   Server = 0x14,
+  ChannelJ2610Sci = 0x15,
 };
 
 /// One exit point of one method: module in bits 31-24, method number in bits 23-16, exit in bits
