@@ -28,6 +28,7 @@ std::vector<std::string> NamesOf(const std::vector<std::string>& calls) {
 }
 
 ChannelFixture::~ChannelFixture() {
+  lateEnds_.clear();  // waits for them
   Drop();
   DropQueuedItems();
 }
@@ -95,6 +96,38 @@ std::uint32_t ChannelFixture::ConfigValue(std::uint32_t parameter) {
   list.entries = entry.data();
   EXPECT_EQ(channel->PassThruIoctl(GET_CONFIG, {&list, FieldWidth::k32}, {}), STATUS_NOERROR);
   return entry[1];
+}
+
+Status ChannelFixture::IoctlWithBytes(std::uint32_t ioctlId, std::vector<std::uint8_t> bytes) {
+  ByteArray array{static_cast<std::uint32_t>(bytes.size()), bytes.data()};
+  return IoctlWith(ioctlId, &array);
+}
+
+std::vector<UNUM32> ChannelFixture::Pins() {
+  std::vector<PDU_PIN_DATA> pins;
+  EXPECT_EQ(channel->GetPduPinData(pins), STATUS_NOERROR);
+  std::vector<UNUM32> numbers;
+  for (const PDU_PIN_DATA& pin : pins) {
+    EXPECT_EQ(pin.DLCPinTypeId, 0U);
+    numbers.push_back(pin.DLCPinNumber);
+  }
+  return numbers;
+}
+
+void ChannelFixture::EndComPrimitivesLate() {
+  pdu.FinishComPrimitives(false);
+  pdu.PDUStartComPrimitive.Does([this](auto... args) {
+    const T_PDU_ERROR result = pdu.PDUStartComPrimitive.BuiltIn(args...);
+    const StartedCop cop = pdu.StartedCops().back();
+    lateEnds_.push_back(std::async(std::launch::async, [this, cop] { EndLate(cop); }));
+    return result;
+  });
+}
+
+void ChannelFixture::EndLate(const StartedCop& cop) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  if (cop.type == PDU_COPT_UPDATEPARAM) pdu.Calls().Add("update ended");
+  pdu.Deliver(cop.hMod, cop.hCLL, pdu.Items().MakeStatus(PDU_COPST_FINISHED, cop.hCoP));
 }
 
 void ChannelFixture::DropQueuedItems() {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +12,12 @@
 #include "support/pdu_fixture.h"
 
 namespace passbridge::test {
+
+/// An SBYTE_ARRAY of an application.
+struct ByteArray {
+  alignas(void*) std::uint32_t count;
+  void* bytes;
+};
 
 PassThruMsg CanMessage(std::vector<std::uint8_t> bytes, std::uint32_t protocolId = CAN,
                        std::uint32_t txFlags = 0);
@@ -64,6 +71,10 @@ class ChannelFixture : public PduFixture {
   Status Read(std::uint32_t count, std::uint32_t timeout);
   /// An ioctl without input and output.
   Status Ioctl(std::uint32_t ioctlId) { return channel->PassThruIoctl(ioctlId, {}, {}); }
+  Status IoctlWith(std::uint32_t ioctlId, void* input) {
+    return channel->PassThruIoctl(ioctlId, {input, FieldWidth::k32}, {});
+  }
+  Status IoctlWithBytes(std::uint32_t ioctlId, std::vector<std::uint8_t> bytes);
   Status StartPeriodic(std::uint32_t interval, std::uint32_t* id, std::uint32_t protocolId = CAN);
   /// A filter of one pattern of four bytes.
   Status StartFilter(std::uint32_t type, std::uint32_t* id, std::uint32_t protocolId = CAN);
@@ -72,6 +83,12 @@ class ChannelFixture : public PduFixture {
                    std::uint32_t ioctl = SET_CONFIG);
   /// GET_CONFIG of one parameter; fails the test if it fails.
   std::uint32_t ConfigValue(std::uint32_t parameter);
+
+  /// The pins that the channel asks for.
+  std::vector<UNUM32> Pins();
+  /// From now on ComPrimitives of the link end 20 ms after their start; the log tells when, as
+  /// "update ended" of those that update ComParams.
+  void EndComPrimitivesLate();
 
   void Deliver(const ResultSpec& given);
   /// The event thread has stored the message, and found nothing after it, when this returns.
@@ -86,9 +103,13 @@ class ChannelFixture : public PduFixture {
  private:
   static constexpr UNUM32 kFirstLink = 0x100;
 
+  void EndLate(const StartedCop& cop);
+
   /// What came after the event thread was stopped.
   void DropQueuedItems();
   void WaitForEmptyQueue(std::size_t calls);
+
+  std::vector<std::future<void>> lateEnds_;
 };
 
 }  // namespace passbridge::test

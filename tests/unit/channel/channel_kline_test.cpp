@@ -14,6 +14,7 @@
 namespace passbridge {
 namespace {
 
+using test::ByteArray;
 using test::CanMessage;
 using Bytes = std::vector<std::uint8_t>;
 
@@ -51,11 +52,6 @@ struct ChannelKLineTest : test::ChannelFixture {
     numBytes = out.count;
     return status;
   }
-
-  struct ByteArray {
-    alignas(void*) std::uint32_t count;
-    std::uint8_t* bytes;
-  };
 
   ProtocolType type = ISO14230;
 };
