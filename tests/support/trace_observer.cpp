@@ -126,4 +126,9 @@ void ExpectReported(const Outcome& outcome, Status status, const std::string& re
   EXPECT_NE(std::find(reports.begin(), reports.end(), report), reports.end()) << report;
 }
 
+void ExpectFirstCause(const Outcome& outcome, Status status, const std::string& report) {
+  ExpectReported(outcome, status, report);
+  EXPECT_EQ(outcome.recorded, std::stoul(report.substr(0, 8), nullptr, 16)) << report;
+}
+
 }  // namespace passbridge::test

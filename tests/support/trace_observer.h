@@ -49,6 +49,9 @@ void ExpectReport(const Outcome& outcome, Status status, const std::string& repo
 /// Compares the status, and expects the report among those that were made.
 void ExpectReported(const Outcome& outcome, Status status, const std::string& report);
 
+/// The same, and that the report is what the last-error record has.
+void ExpectFirstCause(const Outcome& outcome, Status status, const std::string& report);
+
 }  // namespace passbridge::test
 
 #endif  // PASSBRIDGE_SUPPORT_TRACE_OBSERVER_H_
