@@ -2,7 +2,6 @@
 #define PASSBRIDGE_CHANNEL_CHANNEL_H_
 
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <vector>
 
@@ -12,18 +11,10 @@
 #include "channel/periodic_messages.h"
 #include "j2534/app_memory.h"
 #include "passbridge/d_pdu_api.h"
-#include "pdu/com_param.h"
 #include "platform/mutex.h"
 #include "trace/method.h"
 
 namespace passbridge {
-
-/// The sizes of a protocol's messages in bytes, and the indications that may have any.
-struct MessageSizes {
-  std::uint32_t minimum;
-  std::uint32_t maximum;
-  std::uint32_t indications = 0;  ///< RxStatus bits
-};
 
 /// Base of every J2534 channel: one ComLogicalLink (CLL) on a vehicle bus, its parameters, filters,
 /// receive buffer and event thread. A protocol's subclass names its resource, sets its own
@@ -147,13 +138,9 @@ class CJ2534Channel : public ChannelCore {
  protected:
   /// Sets ComParams in order up to the first failure, which is reported with its message.
   Status SetComParams(const Exits& exit, std::span<const ComParamSetting> settings);
-  /// Sets a ComParam and puts it in force at once, which it waits for up to 2 s. Failures are
-  /// reported at `point` and at the next exit, the second as `commitFailure`.
+  /// Sets a ComParam and waits (2 s) until it is in force; reports at `point` and the next exit.
   Status SetAndCommit(const Exits& exit, std::uint16_t point, const ComParamSetting& setting,
                       const char* commitFailure);
-  /// Validates a message by its size alone.
-  Status CheckSize(const Exits& exit, const MessageSizes& sizes, std::uint32_t dataSize,
-                   std::uint32_t rxStatus);
 
   /// Starts a periodic message on a channel of its own, which shares this one's buffer and receive
   /// event and is made with the first one; it stays until PassThruDisconnect.
@@ -168,7 +155,6 @@ class CJ2534Channel : public ChannelCore {
   class WriteCall;
   class WriteClock;
 
-  Status CheckConnectFlags(const Exits& exit, std::uint32_t flags);
   Status ConnectAndDownload(const Exits& exit);
   Status CreateLink(const Exits& exit);
   Status BringUpLink(const Exits& exit);

@@ -13,6 +13,12 @@ namespace {
 /// The highest byte of the flags is the manufacturer's and not looked at.
 constexpr std::uint32_t kCheckedFlags = 0x00FFFFFF;
 
+Status CheckConnectFlags(const Exits& exit, ProtocolType type, std::uint32_t flags) {
+  const AdmittedFlags& admitted = AdmittedFlagsOf(type);
+  if ((flags & kCheckedFlags & ~admitted.flags) == 0) return STATUS_NOERROR;
+  return exit.Fail(admitted.exitPoint, ERR_INVALID_FLAGS, admitted.failure);
+}
+
 }  // namespace
 
 Status CJ2534Channel::PassThruConnect(std::uint32_t protocolId, std::uint32_t flags,
@@ -24,7 +30,7 @@ Status CJ2534Channel::PassThruConnect(std::uint32_t protocolId, std::uint32_t fl
     if (CJ2534Parameter::ValidateValue(protocolId, DATA_RATE, baudRate) != STATUS_NOERROR) {
       return exit.Fail(2, ERR_INVALID_BAUDRATE, "Invalid Baud Rate value.");
     }
-    if (const Status status = CheckConnectFlags(exit, flags)) return status;
+    if (const Status status = CheckConnectFlags(exit, Type(), flags)) return status;
     SetConnectFlags(flags);
     if (const Status status = MakeLists(exit)) return status;
     if (IsPinSwitched(protocolId)) {
@@ -32,12 +38,6 @@ Status CJ2534Channel::PassThruConnect(std::uint32_t protocolId, std::uint32_t fl
     }
     return ConnectAndDownload(exit);
   });
-}
-
-Status CJ2534Channel::CheckConnectFlags(const Exits& exit, std::uint32_t flags) {
-  const AdmittedFlags& admitted = AdmittedFlagsOf(Type());
-  if ((flags & kCheckedFlags & ~admitted.flags) == 0) return STATUS_NOERROR;
-  return exit.Fail(admitted.exitPoint, ERR_INVALID_FLAGS, admitted.failure);
 }
 
 Status CJ2534Channel::ConnectAndDownload(const Exits& exit) {

@@ -197,15 +197,6 @@ Status CJ2534Channel::ValidateDataSize(std::uint32_t size, std::uint32_t minimum
   });
 }
 
-Status CJ2534Channel::CheckSize(const Exits& exit, const MessageSizes& sizes,
-                                std::uint32_t dataSize, std::uint32_t rxStatus) {
-  if ((rxStatus & sizes.indications) != 0) return exit.Normal();
-  if (const Status status = ValidateDataSize(dataSize, sizes.minimum, sizes.maximum)) {
-    return exit.PassOn(1, status, "Invalid DataSize.");
-  }
-  return exit.Normal();
-}
-
 Status CJ2534Channel::ValidateMessage(std::uint32_t /*dataSize*/, const std::uint8_t* /*data*/,
                                       std::uint32_t /*rxStatus*/) {
   return Traced(methods::channel::kValidateMessage, [&](Exits& exit) -> Status {

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "protocols/can_common.h"
+#include "protocols/message_sizes.h"
 #include "protocols/resource_names.h"
 #include "trace/methods.h"
 
@@ -43,7 +44,7 @@ Status CJ2534Channel_CAN::AdjustCop(const AppMessage& msg, CopData& /*data*/, Co
 Status CJ2534Channel_CAN::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                           std::uint32_t rxStatus) {
   return Traced(methods::channel_can::kValidateMessage, [&](Exits& exit) -> Status {
-    return CheckSize(exit, {kCanIdSize, kMaxCanMessage}, dataSize, rxStatus);
+    return CheckSize(*this, exit, {kCanIdSize, kMaxCanMessage}, dataSize, rxStatus);
   });
 }
 

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "platform/memory_probe.h"
+#include "protocols/message_sizes.h"
 #include "protocols/resource_names.h"
 #include "protocols/single_wire.h"
 #include "trace/methods.h"
@@ -60,7 +61,7 @@ Status CJ2534Channel_GMUART::GetPduPinData(std::vector<PDU_PIN_DATA>& pins) {
 Status CJ2534Channel_GMUART::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                              std::uint32_t rxStatus) {
   return Traced(methods::channel_gm_uart::kValidateMessage, [&](Exits& exit) -> Status {
-    return CheckSize(exit, kGmUartSizes, dataSize, rxStatus);
+    return CheckSize(*this, exit, kGmUartSizes, dataSize, rxStatus);
   });
 }
 

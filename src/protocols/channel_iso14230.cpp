@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "platform/memory_probe.h"
+#include "protocols/message_sizes.h"
 #include "protocols/resource_names.h"
 #include "trace/methods.h"
 
@@ -155,7 +156,7 @@ Status CJ2534Channel_ISO14230::ValidateMessage(std::uint32_t dataSize, const std
                                                std::uint32_t rxStatus) {
   return Traced(methods::channel_iso14230::kValidateMessage, [&](Exits& exit) -> Status {
     const std::uint32_t checksum = HasChecksums() ? 1 : 0;
-    return CheckSize(exit, SizesUpTo(kMaxIso14230Message - checksum), dataSize, rxStatus);
+    return CheckSize(*this, exit, SizesUpTo(kMaxIso14230Message - checksum), dataSize, rxStatus);
   });
 }
 
@@ -239,7 +240,7 @@ Status CJ2534Channel_ISO9141::GetPduResourceProtocolId(PDU_RSC_DATA* resource) {
 Status CJ2534Channel_ISO9141::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                               std::uint32_t rxStatus) {
   return Traced(methods::channel_iso9141::kValidateMessage, [&](Exits& exit) -> Status {
-    return CheckSize(exit, SizesUpTo(kMaxMessageData), dataSize, rxStatus);
+    return CheckSize(*this, exit, SizesUpTo(kMaxMessageData), dataSize, rxStatus);
   });
 }
 
@@ -254,7 +255,7 @@ Status CJ2534Channel_UBP::GetPduResourceProtocolId(PDU_RSC_DATA* resource) {
 Status CJ2534Channel_UBP::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                           std::uint32_t rxStatus) {
   return Traced(methods::channel_ubp::kValidateMessage, [&](Exits& exit) -> Status {
-    return CheckSize(exit, SizesUpTo(kMaxMessageData), dataSize, rxStatus);
+    return CheckSize(*this, exit, SizesUpTo(kMaxMessageData), dataSize, rxStatus);
   });
 }
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "protocols/can_common.h"
+#include "protocols/message_sizes.h"
 #include "protocols/resource_names.h"
 #include "trace/methods.h"
 
@@ -63,7 +64,7 @@ Status CJ2534Channel_ISO15765::ValidateMessage(std::uint32_t dataSize, const std
   return Traced(methods::channel_iso15765::kValidateMessage, [&](Exits& exit) -> Status {
     const std::uint32_t addressByte = (ConnectFlags() & CAN_ID_BOTH) != 0 ? 1 : 0;
     return CheckSize(
-        exit,
+        *this, exit,
         {kCanIdSize + addressByte, kMaxIso15765Message + addressByte, START_OF_MESSAGE | TX_DONE},
         dataSize, rxStatus);
   });

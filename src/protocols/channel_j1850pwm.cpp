@@ -5,6 +5,7 @@
 #include <span>
 
 #include "platform/memory_probe.h"
+#include "protocols/message_sizes.h"
 #include "protocols/resource_names.h"
 #include "trace/methods.h"
 
@@ -63,7 +64,7 @@ Status CJ2534Channel_J1850PWM::SetProtocolConnectionComParameters() {
 Status CJ2534Channel_J1850PWM::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                                std::uint32_t rxStatus) {
   return Traced(methods::channel_j1850pwm::kValidateMessage, [&](Exits& exit) -> Status {
-    return CheckSize(exit, kPwmSizes, dataSize, rxStatus);
+    return CheckSize(*this, exit, kPwmSizes, dataSize, rxStatus);
   });
 }
 

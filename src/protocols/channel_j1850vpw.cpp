@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "protocols/message_sizes.h"
 #include "protocols/resource_names.h"
 #include "protocols/single_wire.h"
 #include "trace/methods.h"
@@ -36,7 +37,7 @@ Status CJ2534Channel_J1850VPW::GetPduPinData(std::vector<PDU_PIN_DATA>& pins) {
 Status CJ2534Channel_J1850VPW::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                                std::uint32_t rxStatus) {
   return Traced(methods::channel_j1850vpw::kValidateMessage, [&](Exits& exit) -> Status {
-    return CheckSize(exit, {1, kMaxMessageData, RX_BREAK}, dataSize, rxStatus);
+    return CheckSize(*this, exit, {1, kMaxMessageData, RX_BREAK}, dataSize, rxStatus);
   });
 }
 

@@ -1,6 +1,7 @@
 #include "protocols/channel_j2610_sci.h"
 
 #include "pdu/flag_bytes.h"
+#include "protocols/message_sizes.h"
 #include "protocols/resource_names.h"
 #include "trace/methods.h"
 
@@ -32,7 +33,7 @@ Status CJ2534Channel_J2610SCI::AdjustCop(const AppMessage& msg, CopData& /*data*
 Status CJ2534Channel_J2610SCI::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                                std::uint32_t rxStatus) {
   return Traced(methods::channel_j2610_sci::kValidateMessage, [&](Exits& exit) -> Status {
-    return CheckSize(exit, {1, kMaxMessageData, RX_BREAK}, dataSize, rxStatus);
+    return CheckSize(*this, exit, {1, kMaxMessageData, RX_BREAK}, dataSize, rxStatus);
   });
 }
 
