@@ -106,12 +106,15 @@ typedef T_PDU_ERROR PDUAPI FN_VirtualVciSendFrame(UNUM32 hMod, UNUM32 pin1, UNUM
 /// Sends a message on the bus of these pins as if a further ECU did, whatever kind of bus it is:
 /// the bytes are those that a link of the bus takes and gives (CAN: four bytes of identifier, most
 /// significant first, and up to eight of data; else the whole frame). `flags` are transmit flags,
-/// of which 0x100 makes the identifier one of 29 bits. PDU_ERR_PIN_NOT_CONNECTED without a bus,
-/// PDU_ERR_INVALID_PARAMETERS for bytes that are no message there.
+/// of which 0x100 makes the identifier one of 29 bits, or one of the two below.
+/// PDU_ERR_PIN_NOT_CONNECTED without a bus, PDU_ERR_INVALID_PARAMETERS for bytes that are no
+/// message there, or a break on a bus that has none.
+#define VVCI_SEND_WRONG_CHECKSUM 0x40000000u  ///< the bus's own checksum (J1850) is wrong
+#define VVCI_SEND_BREAK 0x80000000u  ///< a break (J1850 VPW, lines of bytes); `size` may be 0
 typedef T_PDU_ERROR PDUAPI FN_VirtualVciSendBytes(UNUM32 hMod, UNUM32 pin1, UNUM32 pin2,
                                                   UNUM32 flags, const UNUM8* data, UNUM32 size);
 
-/// What an ECU does wrong from now on, as far as its bus knows such a thing (K line).
+/// What an ECU does wrong from now on, as far as its bus knows such a thing.
 #define VVCI_FAULT_NONE 0
 #define VVCI_FAULT_NO_ANSWER 1
 #define VVCI_FAULT_WRONG_KEY_BYTE 2

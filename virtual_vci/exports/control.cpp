@@ -104,6 +104,7 @@ VVCI_EXPORT T_PDU_ERROR PDUAPI VirtualVciSetVoltages(UNUM32 serialNumber, UNUM32
 
 VVCI_EXPORT T_PDU_ERROR PDUAPI VirtualVciSendBytes(UNUM32 hMod, UNUM32 pin1, UNUM32 pin2,
                                                    UNUM32 flags, const UNUM8* data, UNUM32 size) {
+  if ((flags & VVCI_SEND_BREAK) != 0) return SendBytes(hMod, pin1, pin2, flags, {});
   if (size == 0 || data == nullptr) return PDU_ERR_INVALID_PARAMETERS;
   return SendBytes(hMod, pin1, pin2, flags, {data, size});
 }

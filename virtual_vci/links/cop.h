@@ -32,6 +32,7 @@ inline constexpr TxFlagBit kRx29BitId{2, 0x01};
 inline constexpr TxFlagBit kRxExtendedAddress{3, 0x80};
 inline constexpr TxFlagBit kRxPaddingError{3, 0x10};
 inline constexpr TxFlagBit kRxTxDone{3, 0x08};
+inline constexpr TxFlagBit kRxBreak{3, 0x04};
 inline constexpr TxFlagBit kRxStartOfMessage{3, 0x02};
 inline constexpr TxFlagBit kRxLoopback{3, 0x01};
 

@@ -146,7 +146,7 @@ void CopEngine::BeginReceiving(Cop& cop) {
     LeaveTurn(cop);
     return;
   }
-  if (HasTimeout(cop)) StartTimeout(cop, ComParam::CP_P2Max);
+  if (HasTimeout(cop)) StartTimeout(cop, protocol_->ResponseTime(true));
 }
 
 bool CopEngine::HasTimeout(const Cop& cop) {
@@ -275,7 +275,7 @@ void CopEngine::Received(UNUM32 handle) {
   if (cop->receiveCycles != PDU_CYCLES_MULTIPLE && cop->received >= cop->receiveCycles) {
     EndOfCycle(*cop);
   } else if (HasTimeout(*cop)) {
-    StartTimeout(*cop, ComParam::CP_P2Max);
+    StartTimeout(*cop, protocol_->ResponseTime(false));
   }
 }
 

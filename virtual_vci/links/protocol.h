@@ -51,6 +51,9 @@ class Protocol {
   virtual void StartCommunication(const Cop& cop) = 0;
   /// Likewise.
   virtual void StopCommunication(const Cop& cop) = 0;
+  /// The ComParam that says how long a response is waited for: the first one after a message, and
+  /// further ones.
+  virtual ComParam ResponseTime(bool /*first*/) const { return ComParam::CP_P2Max; }
   /// I/O controls that the link doesn't know.
   virtual T_PDU_ERROR IoControl(IoCtl, const PDU_DATA_ITEM*, ItemPtr&) {
     return PDU_ERR_ID_NOT_SUPPORTED;

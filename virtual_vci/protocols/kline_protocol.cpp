@@ -22,17 +22,11 @@ constexpr UNUM32 kWithoutTester = 2;
 
 constexpr TxFlagBit kTxWaitP3MinOnly{2, 0x02};
 
-/// CP_UartConfig: parity, and below 6 seven data bits, above them eight.
-SerialFormat FormatOf(UNUM32 bitRate, UNUM32 uartConfig) {
-  constexpr std::array kParities{Parity::kNone, Parity::kOdd, Parity::kEven};
-  return {bitRate, static_cast<std::uint8_t>(uartConfig < 6 ? 7 : 8), kParities[uartConfig % 3]};
-}
-
 }  // namespace
 
 KLineProtocol::Settings KLineProtocol::Read(const ComParamSet& params) {
   Settings s;
-  s.format = FormatOf(params.Number(ComParam::CP_Baudrate), params.Number(ComParam::CP_UartConfig));
+  s.format = SerialFormatOf(params);
   s.startIndication = params.Number(ComParam::CP_StartMsgIndEnable) != 0;
   s.initialisation = params.Number(ComParam::CP_InitializationSettings);
   s.fiveBaudMode = params.Number(ComParam::CP_5BaudMode);

@@ -2,9 +2,12 @@
 
 #include <array>
 
+#include "virtual_vci/protocols/gm_uart_protocol.h"
 #include "virtual_vci/protocols/iso15765.h"
+#include "virtual_vci/protocols/j1850_protocol.h"
 #include "virtual_vci/protocols/kline_protocol.h"
 #include "virtual_vci/protocols/raw_can.h"
+#include "virtual_vci/protocols/sci_protocol.h"
 
 namespace virtual_vci {
 
@@ -35,6 +38,13 @@ constexpr auto kKLineTimes =
 constexpr auto kUbpTimes =
     std::to_array<ComParamDefault>({{ComParam::CP_Baudrate, 9600}, {ComParam::CP_P2Max, 50000}});
 
+constexpr auto kNewJ1850 = NewProtocol<J1850Protocol, J1850Bus>;
+
+constexpr auto kVpwRate = std::to_array<ComParamDefault>({{ComParam::CP_Baudrate, 10400}});
+constexpr auto kPwmRate = std::to_array<ComParamDefault>({{ComParam::CP_Baudrate, 41600}});
+constexpr auto kSciRate = std::to_array<ComParamDefault>({{ComParam::CP_Baudrate, 7812}});
+constexpr auto kGmUartRate = std::to_array<ComParamDefault>({{ComParam::CP_Baudrate, 8192}});
+
 constexpr auto kRaw = std::to_array({kAsTheyAre});
 constexpr auto kRawSingleWire = std::to_array({kAsTheyAre, kSlow});
 constexpr auto kIsoSingleWire = std::to_array({kSlow});
@@ -51,6 +61,12 @@ constexpr auto kTable = std::to_array<ProtocolOnBus>({
     {ProtocolId::kIso9141, BusType::kIso9141Uart, false, kNewKLine, kNewKLineProtocol, kKLineTimes},
     {ProtocolId::kIso14230, BusType::kIso14230Uart, false, kNewKLine, kNewKLineProtocol,
      kKLineTimes},
+    {ProtocolId::kJ1850Vpw, BusType::kJ1850Vpw, true, NewBus<J1850VpwBus>, kNewJ1850, kVpwRate},
+    {ProtocolId::kJ1850Pwm, BusType::kJ1850Pwm, true, NewBus<J1850PwmBus>, kNewJ1850, kPwmRate},
+    {ProtocolId::kJ2610, BusType::kJ2610Uart, false, NewBus<SciLine>,
+     NewProtocol<SciProtocol, SciLine>, kSciRate},
+    {ProtocolId::kGmUart, BusType::kJ2740Uart, false, NewBus<GmUartLine>,
+     NewProtocol<GmUartProtocol, GmUartLine>, kGmUartRate},
     {ProtocolId::kUbp, BusType::kUbpUart, false, kNewKLine, kNewKLineProtocol, kUbpTimes},
 });
 

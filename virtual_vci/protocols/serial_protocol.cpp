@@ -1,13 +1,21 @@
 #include "virtual_vci/protocols/serial_protocol.h"
 
+#include <array>
+
 namespace virtual_vci {
 
 namespace {
 
 constexpr std::size_t kLongestMessage = 4129;
-constexpr Micros kBreakTime = 25000;
 
 }  // namespace
+
+SerialFormat SerialFormatOf(const ComParamSet& params) {
+  constexpr std::array kParities{Parity::kNone, Parity::kOdd, Parity::kEven};
+  const UNUM32 config = params.Number(ComParam::CP_UartConfig);
+  return {params.Number(ComParam::CP_Baudrate), static_cast<std::uint8_t>(config < 6 ? 7 : 8),
+          kParities[config % 3]};
+}
 
 SerialProtocol::SerialProtocol(const LinkContext& link, SerialLine& line)
     : MessageProtocol(link),

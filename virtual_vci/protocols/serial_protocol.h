@@ -11,6 +11,9 @@
 
 namespace virtual_vci {
 
+/// CP_Baudrate and CP_UartConfig: parity, and below 6 seven data bits, above them eight.
+SerialFormat SerialFormatOf(const ComParamSet& params);
+
 /// The node on the line; bytes that it hears become messages, which end with a pause or when a
 /// derived class sees that they are complete.
 class SerialProtocol : public MessageProtocol, protected SerialNode {

@@ -12,18 +12,8 @@ constexpr auto kHeaders =
     std::to_array<Name<KLineHeader>>({{"ISO 14230", KLineHeader::kIso14230},
                                       {"ISO 14230 with length byte", KLineHeader::kLengthByte},
                                       {"ISO 9141", KLineHeader::kIso9141}});
-constexpr auto kFaults =
-    std::to_array<Name<EcuFault>>({{"none", EcuFault::kNone},
-                                   {"no answer", EcuFault::kNoAnswer},
-                                   {"wrong key byte", EcuFault::kWrongKeyByte},
-                                   {"wrong checksum", EcuFault::kWrongChecksum},
-                                   {"late bytes", EcuFault::kLateBytes}});
 constexpr auto kParities = std::to_array<Name<Parity>>(
     {{"none", Parity::kNone}, {"odd", Parity::kOdd}, {"even", Parity::kEven}});
-
-std::uint8_t ReadByte(const JsonValue& json) {
-  return static_cast<std::uint8_t>(json.Number(0, 0xFF));
-}
 
 KLineTiming ReadTiming(const JsonValue& json) {
   struct Member {
@@ -65,14 +55,14 @@ void ReadInitialisation(const JsonValue& json, KLinePortConfig& port) {
 std::shared_ptr<PortConfig> ReadKLinePort(const JsonValue& json, const std::vector<Signal>&) {
   KLinePortConfig port;
   port.address = ReadByte(json.Get("address"));
-  if (const auto functional = json.Find("functional")) port.functional = ReadByte(*functional);
+  port.functional = ByteOr(json, "functional", port.functional);
   ReadInitialisation(json, port);
   if (const auto header = json.Find("header")) port.header = ReadName(*header, kHeaders);
   port.format.bitRate = json.NumberOr("bitRate", 0, 0, 1000000);
   port.format.dataBits = static_cast<std::uint8_t>(json.NumberOr("dataBits", 8, 7, 8));
   if (const auto parity = json.Find("parity")) port.format.parity = ReadName(*parity, kParities);
   if (const auto timing = json.Find("timing")) port.timing = ReadTiming(*timing);
-  if (const auto fault = json.Find("fault")) port.fault = ReadName(*fault, kFaults);
+  if (const auto fault = json.Find("fault")) port.fault = ReadEcuFault(*fault);
   return std::make_shared<KLinePortConfig>(std::move(port));
 }
 

@@ -10,6 +10,7 @@
 #include "virtual_vci/base/time.h"
 #include "virtual_vci/scenario/json_reader.h"
 #include "virtual_vci/scenario/patterns.h"
+#include "virtual_vci/scenario/scenario.h"
 
 namespace virtual_vci {
 
@@ -35,6 +36,18 @@ auto ReadName(const JsonValue& json, const Names& names) -> decltype(names[0].va
   }
   json.Fail("one of " + known);
 }
+
+/// Bytes without signals.
+Bytes ReadBytes(const JsonValue& json);
+
+std::uint8_t ReadByte(const JsonValue& json);
+/// The member's value, or the default if there is no such member.
+std::uint8_t ByteOr(const JsonValue& json, std::string_view member, std::uint8_t otherwise);
+
+/// The number that a member's name is, in hexadecimal.
+std::uint32_t HexName(const std::string& name, const JsonValue& json, std::uint32_t max);
+
+EcuFault ReadEcuFault(const JsonValue& json);
 
 /// Milliseconds.
 Micros ReadTime(const JsonValue& json, std::uint32_t min = 0);

@@ -100,6 +100,22 @@ struct UdsConfig {
   std::uint32_t downloadLimit = 1024 * 1024;  ///< bytes of one download
 };
 
+/// Memory and faults as the commands of UART buses reach them: commands, then an address, most
+/// significant byte first, and to write bytes. An empty command doesn't exist.
+struct UartConfig {
+  Bytes readMemory;
+  Bytes writeMemory;
+  std::size_t addressBytes = 2;  ///< 1 to 4
+  std::size_t count = 1;         ///< bytes that a command reads
+  std::uint32_t start = 0;       ///< address of the memory
+  Template memory;
+  Bytes readFaults;
+  Bytes clearFaults;
+  Bytes faults;
+  Bytes faultsEnd;          ///< behind the faults, of which there may be none
+  std::size_t repeats = 0;  ///< how many bytes of its request an answer begins with
+};
+
 struct EcuConfig {
   std::string name;
   Micros responseTime = 5000;
@@ -107,6 +123,7 @@ struct EcuConfig {
   std::vector<RuleConfig> rules;
   std::optional<ObdConfig> obd;
   std::optional<UdsConfig> uds;
+  std::optional<UartConfig> uart;
   std::vector<std::shared_ptr<const PortConfig>> ports;
 };
 

@@ -2,9 +2,13 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "virtual_vci/scenario/can_port_config.h"
+#include "virtual_vci/scenario/gm_uart_port_config.h"
+#include "virtual_vci/scenario/j1850_port_config.h"
 #include "virtual_vci/scenario/kline_port_config.h"
+#include "virtual_vci/scenario/sci_port_config.h"
 
 namespace virtual_vci {
 
@@ -149,8 +153,8 @@ EcuConfig Transmission() {
   return ecu;
 }
 
-/// What both ECUs on the K line have.
-EcuConfig KLineEcu(const char* name, const char* calibration) {
+/// What the ECUs on older buses have.
+EcuConfig LegacyEcu(const char* name, const char* calibration) {
   EcuConfig ecu;
   ecu.name = name;
   ecu.signals = {Sweep("rpm", 2, 800 * 4, 4000 * 4, 20 * kSecond),
@@ -166,7 +170,7 @@ EcuConfig KLineEcu(const char* name, const char* calibration) {
 }
 
 EcuConfig KeywordEngine(std::size_t bus, const char* name) {
-  EcuConfig ecu = KLineEcu(name, "VVCI-KWP-0001");
+  EcuConfig ecu = LegacyEcu(name, "VVCI-KWP-0001");
   ecu.uds.emplace();
   AddIdentifiers(ecu, {{0xF190, kVinBytes, true}, {0x0100, "{rpm}", false}});
   KLinePortConfig port;
@@ -178,7 +182,7 @@ EcuConfig KeywordEngine(std::size_t bus, const char* name) {
 }
 
 EcuConfig Iso9141Engine(std::size_t bus) {
-  EcuConfig ecu = KLineEcu("iso9141", "VVCI-9141-0001");
+  EcuConfig ecu = LegacyEcu("iso9141", "VVCI-9141-0001");
   KLinePortConfig port;
   port.bus = bus;
   port.address = 0x11;
@@ -189,16 +193,97 @@ EcuConfig Iso9141Engine(std::size_t bus) {
   return ecu;
 }
 
+EcuConfig J1850Engine(std::size_t bus, const char* name, const char* calibration,
+                      std::uint32_t highBitRate) {
+  EcuConfig ecu = LegacyEcu(name, calibration);
+  J1850PortConfig port;
+  port.bus = bus;
+  port.highBitRate = highBitRate;
+  ecu.ports.push_back(std::make_shared<J1850PortConfig>(port));
+  return ecu;
+}
+
+/// Memory of 256 bytes whose first ones move.
+Template Memory(const std::vector<Signal>& signals) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string text = "{rpm} {speed} {coolant}";
+  for (std::size_t at = 4; at < 256; ++at) {
+    text += ' ';
+    text += {kDigits[at / 16], kDigits[at % 16]};
+  }
+  return MustParse(text.c_str(), signals);
+}
+
+/// What the ECUs on UART buses have.
+EcuConfig UartEcu(const char* name) {
+  EcuConfig ecu;
+  ecu.name = name;
+  ecu.signals = LegacyEcu(name, "").signals;
+  ecu.uart.emplace();
+  ecu.uart->memory = Memory(ecu.signals);
+  return ecu;
+}
+
+/// Commands of one byte: faults 10, clear them 13, memory 14, write it (with a raised line) 27,
+/// 62,500 bit/s and back 12, FE.
+EcuConfig SciEcu(std::size_t bus, const char* name) {
+  EcuConfig ecu = UartEcu(name);
+  ecu.uart->readMemory = {0x14};
+  ecu.uart->writeMemory = {0x27};
+  ecu.uart->readFaults = {0x10};
+  ecu.uart->clearFaults = {0x13};
+  ecu.uart->faults = {0x0B, 0x27};
+  ecu.uart->faultsEnd = {0xFE};
+  SciPortConfig port;
+  port.bus = bus;
+  port.highBitRate = 62500;
+  port.requestLengths = {{0x10, 1}, {0x12, 1}, {0x13, 1}, {0x14, 3}, {0x27, 4}, {0xFE, 1}};
+  port.needVoltage = {0x27};
+  ecu.ports.push_back(std::make_shared<SciPortConfig>(port));
+  return ecu;
+}
+
+/// Modes: data and faults 01 00, 64 bytes of memory 02, clear faults 0A. It polls a tester at F0,
+/// to which it yields, and another device.
+EcuConfig GmUartEcu(std::size_t bus) {
+  EcuConfig ecu = UartEcu("gmuart");
+  ecu.uart->readMemory = {0x02};
+  ecu.uart->count = 64;
+  ecu.uart->readFaults = {0x01, 0x00};
+  ecu.uart->clearFaults = {0x0A};
+  ecu.uart->faults = {0x13, 0x42};
+  ecu.uart->repeats = 1;
+  GmUartPortConfig port;
+  port.bus = bus;
+  port.polls = {0xF0, 0xF1};
+  port.yieldsTo = {0xF0};
+  ecu.ports.push_back(std::make_shared<GmUartPortConfig>(port));
+  return ecu;
+}
+
 }  // namespace
 
 Scenario BuiltInScenario() {
   Scenario scenario;
   scenario.vcis = Vcis();
-  scenario.buses = {{BusType::kDualWireCan, {6, 14}, 500000},
-                    {BusType::kIso14230Uart, {7, 15}, 10400},
-                    {BusType::kUbpUart, {1}, 9600}};
-  scenario.ecus = {Engine(), Transmission(), KeywordEngine(1, "keyword"), Iso9141Engine(1),
-                   KeywordEngine(2, "ubp")};
+  scenario.buses = {
+      {BusType::kDualWireCan, {6, 14}, 500000}, {BusType::kIso14230Uart, {7, 15}, 10400},
+      {BusType::kUbpUart, {1}, 9600},           {BusType::kJ1850Vpw, {2}, 10400},
+      {BusType::kJ1850Pwm, {2, 10}, 41600},     {BusType::kJ2610Uart, {6, 7}, 7812},
+      {BusType::kJ2610Uart, {14, 7}, 7812},     {BusType::kJ2610Uart, {12, 7}, 7812},
+      {BusType::kJ2610Uart, {9, 15}, 7812},     {BusType::kJ2740Uart, {9}, 8192}};
+  scenario.ecus = {Engine(),
+                   Transmission(),
+                   KeywordEngine(1, "keyword"),
+                   Iso9141Engine(1),
+                   KeywordEngine(2, "ubp"),
+                   J1850Engine(3, "vpw", "VVCI-VPW-0001", 41600),
+                   J1850Engine(4, "pwm", "VVCI-PWM-0001", 83300),
+                   SciEcu(5, "sci-a-engine"),
+                   SciEcu(6, "sci-a-trans"),
+                   SciEcu(7, "sci-b-engine"),
+                   SciEcu(8, "sci-b-trans"),
+                   GmUartEcu(9)};
   return scenario;
 }
 

@@ -45,14 +45,6 @@ RuleConfig ReadRule(const JsonValue& json, const std::vector<Signal>& signals) {
           json.NumberOr("pending", 0, 0, 100)};
 }
 
-std::uint32_t HexName(const std::string& name, const JsonValue& json, std::uint32_t max) {
-  std::uint32_t value = 0;
-  const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), value, 16);
-  if (error != std::errc() || end != name.data() + name.size() || value > max)
-    json.Fail("a hexadecimal number as name");
-  return value;
-}
-
 /// "P0301" and its like, in two bytes.
 std::uint16_t ReadFault(const JsonValue& json) {
   constexpr std::string_view kLetters = "PCBU";
@@ -109,6 +101,32 @@ UdsConfig ReadUds(const JsonValue& json, const std::vector<Signal>& signals) {
   return uds;
 }
 
+UartConfig ReadUart(const JsonValue& json, const std::vector<Signal>& signals) {
+  struct Field {
+    const char* name;
+    Bytes UartConfig::*bytes;
+  };
+  static constexpr auto kFields = std::to_array<Field>({{"readMemory", &UartConfig::readMemory},
+                                                        {"writeMemory", &UartConfig::writeMemory},
+                                                        {"readFaults", &UartConfig::readFaults},
+                                                        {"clearFaults", &UartConfig::clearFaults},
+                                                        {"faults", &UartConfig::faults},
+                                                        {"faultsEnd", &UartConfig::faultsEnd}});
+  json.RequireObject({"readMemory", "writeMemory", "addressBytes", "count", "start", "memory",
+                      "readFaults", "clearFaults", "faults", "faultsEnd", "repeats"});
+  constexpr std::uint32_t kMostBytes = 256;
+  UartConfig uart;
+  for (const Field& field : kFields) {
+    if (const auto bytes = json.Find(field.name)) uart.*field.bytes = ReadBytes(*bytes);
+  }
+  uart.addressBytes = json.NumberOr("addressBytes", 2, 1, 4);
+  uart.count = json.NumberOr("count", 1, 1, kMostBytes);
+  uart.start = json.NumberOr("start", 0, 0, kNoLimit);
+  if (const auto memory = json.Find("memory")) uart.memory = ReadTemplate(*memory, signals);
+  uart.repeats = json.NumberOr("repeats", 0, 0, kMostBytes);
+  return uart;
+}
+
 /// An ECU, or one of its "ports".
 std::shared_ptr<const PortConfig> ReadPort(const JsonValue& json,
                                            std::span<const std::string_view> otherMembers,
@@ -128,7 +146,7 @@ std::shared_ptr<const PortConfig> ReadPort(const JsonValue& json,
 
 EcuConfig ReadEcu(const JsonValue& json, const std::vector<BusConfig>& buses) {
   static constexpr auto kMembers = std::to_array<std::string_view>(
-      {"name", "responseTime", "signals", "rules", "obd", "uds", "ports", "bus"});
+      {"name", "responseTime", "signals", "rules", "obd", "uds", "uart", "ports", "bus"});
   constexpr std::span kAll(kMembers);
   EcuConfig ecu;
   ecu.name = json.TextOr("name", "");
@@ -152,6 +170,7 @@ EcuConfig ReadEcu(const JsonValue& json, const std::vector<BusConfig>& buses) {
   }
   if (const auto obd = json.Find("obd")) ecu.obd = ReadObd(*obd, ecu.signals);
   if (const auto uds = json.Find("uds")) ecu.uds = ReadUds(*uds, ecu.signals);
+  if (const auto uart = json.Find("uart")) ecu.uart = ReadUart(*uart, ecu.signals);
   return ecu;
 }
 

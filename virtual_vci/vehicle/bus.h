@@ -73,8 +73,10 @@ class Bus {
   virtual bool SendBytes(std::span<const std::uint8_t> message, std::uint32_t flags) = 0;
 };
 
-/// Transmit flags that SendBytes knows.
+/// Transmit flags that SendBytes knows, each on the buses that have such a thing.
 inline constexpr std::uint32_t kBytesOf29BitId = 0x100;
+inline constexpr std::uint32_t kBytesWithWrongChecksum = 0x40000000;
+inline constexpr std::uint32_t kBreakInsteadOfBytes = 0x80000000;
 
 }  // namespace virtual_vci
 

@@ -23,6 +23,7 @@ bool SilentForAll(Refusal refusal) {
 EcuServices::EcuServices(const EcuConfig& config) : config_(config) {
   if (config.obd) groups_.push_back(MakeObdService(*config.obd, config.signals));
   if (config.uds) groups_.push_back(MakeUdsService(*config.uds, config.signals));
+  if (config.uart) groups_.push_back(MakeUartService(*config.uart, config.signals));
 }
 
 bool EcuServices::HandleByRule(const EcuRequest& request, EcuAnswer& answer) const {

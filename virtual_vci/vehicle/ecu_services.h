@@ -68,6 +68,9 @@ std::unique_ptr<EcuService> MakeObdService(const ObdConfig& config,
 std::unique_ptr<EcuService> MakeUdsService(const UdsConfig& config,
                                            const std::vector<Signal>& signals);
 
+std::unique_ptr<EcuService> MakeUartService(const UartConfig& config,
+                                            const std::vector<Signal>& signals);
+
 /// Everything that an ECU answers: its rules, then its groups of services. Guarded by the module's
 /// lock.
 class EcuServices {

@@ -17,6 +17,8 @@ namespace virtual_vci {
 
 inline constexpr std::uint64_t kPicosecondsPerSecond = 1000000000000;
 
+inline constexpr unsigned kAllWires = 3;
+
 /// Whatever is connected to a bus: a link of the application, an ECU.
 template <typename Frame>
 class FrameNode {
@@ -33,6 +35,8 @@ class FrameNode {
   virtual bool Acknowledges(const Frame&) const { return true; }
   /// Whether it puts a termination on the bus.
   virtual bool Terminates() const { return false; }
+  /// A bit for each wire that it is connected to.
+  virtual unsigned Wires() const { return kAllWires; }
 };
 
 /// Nodes that share pins: those of equal bit rates hear each other. Guarded by the module's lock.
@@ -76,10 +80,11 @@ class FrameBus : public Bus {
   virtual std::uint64_t Duration(const Node& sender, const Frame& frame,
                                  std::uint32_t bitRate) const = 0;
   virtual bool Reaches(const Node& from, const Node& to, const Frame&) const {
-    return from.BitRate() != 0 && from.BitRate() == to.BitRate();
+    return from.BitRate() != 0 && from.BitRate() == to.BitRate() &&
+           (from.Wires() & to.Wires()) != 0;
   }
   /// Whether another node acknowledges a frame.
-  bool IsAcknowledged(const Node& from, const Frame& frame) const {
+  virtual bool IsAcknowledged(const Node& from, const Frame& frame) const {
     return std::any_of(nodes_.begin(), nodes_.end(), [&](const Node* node) {
       return node != &from && Reaches(from, *node, frame) && node->Acknowledges(frame);
     });

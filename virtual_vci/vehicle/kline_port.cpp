@@ -10,13 +10,11 @@ namespace virtual_vci {
 
 namespace {
 
-constexpr std::size_t kMaxHeard = 4096;
 constexpr std::uint8_t kSyncByte = 0x55;
 // Of CP_5BaudMode.
 constexpr std::uint8_t kWithoutAddress = 1;
 constexpr std::uint8_t kWithoutTester = 2;
 constexpr Micros kTesterPause = 20000;  // P4 of a tester, at most
-constexpr Micros kLatePause = 60000;    // longer than any P1 or W2
 // A wake-up pattern begins with a low level of 25 ms, and a request follows soon after it.
 constexpr Micros kShortestWakeUp = 24000;
 constexpr Micros kLongestWakeUp = 26000;
@@ -28,34 +26,11 @@ constexpr std::uint8_t kStopCommunication = 0x82;
 constexpr std::uint8_t kTesterPresent = 0x3E;
 constexpr std::uint8_t kNoResponseRequired = 0x02;
 constexpr std::uint8_t kPositiveResponse = 0x40;
-constexpr std::uint8_t kLastObdService = 0x0A;
-
-SerialFormat FormatOn(const KLine& line, SerialFormat format) {
-  if (format.bitRate == 0) format.bitRate = line.BitRate();
-  return format;
-}
 
 }  // namespace
 
 std::unique_ptr<EcuPort> KLine::MakePort(const PortConfig& config, const PortContext& context) {
   return std::make_unique<KLinePort>(static_cast<const KLinePortConfig&>(config), context, *this);
-}
-
-KLinePort::KLinePort(const KLinePortConfig& config, const PortContext& context, KLine& line)
-    : config_(config),
-      context_(context),
-      line_(line),
-      format_(FormatOn(line, config.format)),
-      fault_(config.fault),
-      sender_(context.scheduler, line, *this),
-      receiver_(context.scheduler,
-                [this](const Bytes& bytes, FrameTimes times) { MessageHeard(bytes, times); }) {
-  line_.Attach(*this);
-}
-
-KLinePort::~KLinePort() {
-  context_.scheduler.Cancel(timer_);
-  line_.Detach(*this);
 }
 
 bool KLinePort::IsActive() const {
@@ -67,8 +42,7 @@ void KLinePort::Activate() {
   activeUntil_ = context_.scheduler.Now() + config_.timing.p3Max;
 }
 
-void KLinePort::Heard(std::uint8_t byte, const SerialFormat& format, FrameTimes times) {
-  if (heard_.size() < kMaxHeard) heard_.push_back({byte, times.start, times.end});
+void KLinePort::ByteHeard(std::uint8_t byte, const SerialFormat& format, FrameTimes times) {
   if (format == format_ && step_ == Step::kAwaitKey2) {
     const auto inverted = static_cast<std::uint8_t>(~config_.keyBytes[1]);
     if (byte != inverted) return;
@@ -99,7 +73,7 @@ void KLinePort::HeardPulse(FrameTimes low) {
 }
 
 void KLinePort::Restart() {
-  context_.scheduler.Cancel(timer_);
+  CancelPause();
   sender_.Cancel();
   receiver_.Reset();
   responses_.clear();
@@ -117,8 +91,7 @@ void KLinePort::BeginFiveBaud(std::uint8_t address) {
 
 void KLinePort::After(Micros pause, Step step) {
   step_ = step;
-  context_.scheduler.Cancel(timer_);
-  timer_ = context_.scheduler.After(pause, Pace::kProgress, [this] { SendInitByte(); });
+  AfterPause(pause, [this] { SendInitByte(); });
 }
 
 void KLinePort::SendInitByte() {
@@ -206,10 +179,8 @@ bool KLinePort::AnswerItself(const KLineRequest& request) {
 }
 
 void KLinePort::Respond(Bytes message) {
-  const std::uint8_t service = message[0] & static_cast<std::uint8_t>(~kPositiveResponse);
-  const auto messages = service <= kLastObdService && (message[0] & kPositiveResponse) != 0
-                            ? LegacyObdMessages(message)
-                            : std::vector<Bytes>{message};
+  const auto messages =
+      IsLegacyObdResponse(message) ? LegacyObdMessages(message) : std::vector<Bytes>{message};
   responses_.assign(messages.begin(), messages.end());
   SendNext();
 }
@@ -225,9 +196,7 @@ void KLinePort::SendNext() {
   if (fault_ == EcuFault::kWrongChecksum) message.back() ^= 0x01;
   const Micros due = line_.LastUsed() + config_.timing.p2;
   const Micros now = context_.scheduler.Now();
-  context_.scheduler.Cancel(timer_);
-  timer_ = context_.scheduler.After(due > now ? due - now : 0, Pace::kProgress,
-                                    [this, message = std::move(message)] {
+  AfterPause(due > now ? due - now : 0, [this, message = std::move(message)] {
     const auto sent = [this](FrameTimes) {
       if (activeUntil_) activeUntil_ = context_.scheduler.Now() + config_.timing.p3Max;
       SendNext();

@@ -4,14 +4,11 @@
 #define VIRTUAL_VCI_VEHICLE_KLINE_PORT_H_
 
 #include <deque>
-#include <functional>
 #include <optional>
-#include <utility>
-#include <vector>
 
 #include "virtual_vci/scenario/kline_port_config.h"
 #include "virtual_vci/vehicle/kline_frame.h"
-#include "virtual_vci/vehicle/serial_line.h"
+#include "virtual_vci/vehicle/serial_port.h"
 
 namespace virtual_vci {
 
@@ -23,25 +20,22 @@ class KLine : public SerialLine {
 
 /// Guarded by the module's lock, like its line. It hears nothing but initialisations until one of
 /// them succeeds, and again when nobody has asked it for P3.
-class KLinePort : public EcuPort, private SerialNode {
+class KLinePort : public SerialPort {
  public:
-  KLinePort(const KLinePortConfig& config, const PortContext& context, KLine& line);
-  ~KLinePort() override;
-  KLinePort(const KLinePort&) = delete;
-  KLinePort& operator=(const KLinePort&) = delete;
+  KLinePort(const KLinePortConfig& config, const PortContext& context, KLine& line)
+      : SerialPort(config.format, config.fault, context, line), config_(config), line_(line) {}
 
   bool Busy() const override { return busy_; }
   void Respond(Bytes message) override;
-  void SetCyclic(bool) override {}
-  void SetFault(EcuFault fault) override { fault_ = fault; }
-  std::vector<HeardByte> TakeHeard() override { return std::exchange(heard_, {}); }
 
  private:
   /// Where a five-baud initialisation is: what is sent next, or awaited.
   enum class Step { kNone, kSync, kKey1, kKey2, kAwaitKey2, kAddress };
 
+  // SerialPort
+  void ByteHeard(std::uint8_t byte, const SerialFormat& format, FrameTimes times) override;
+  void MessageHeard(const Bytes& bytes, FrameTimes times) override;
   // SerialNode
-  void Heard(std::uint8_t byte, const SerialFormat& format, FrameTimes times) override;
   void HeardAddress(std::uint8_t byte, bool alsoOnL, FrameTimes times) override;
   void HeardPulse(FrameTimes low) override;
 
@@ -55,20 +49,13 @@ class KLinePort : public EcuPort, private SerialNode {
   void Activate();
   bool IsActive() const;
 
-  void MessageHeard(const Bytes& bytes, FrameTimes times);
   void Asked(KLineRequest request, Micros begun);
   /// Services of the link itself. False if it is none of them.
   bool AnswerItself(const KLineRequest& request);
   void SendNext();
 
   const KLinePortConfig& config_;
-  const PortContext context_;
   KLine& line_;
-  const SerialFormat format_;
-  EcuFault fault_;
-  SerialSender sender_;
-  SerialReceiver receiver_;
-  std::optional<Scheduler::Timer> timer_;
 
   Step step_ = Step::kNone;
   std::uint8_t initAddress_ = 0;
@@ -77,7 +64,6 @@ class KLinePort : public EcuPort, private SerialNode {
   bool busy_ = false;
   std::uint8_t tester_ = 0xF1;
   std::deque<Bytes> responses_;
-  std::vector<HeardByte> heard_;  ///< for tests, up to a limit
 };
 
 }  // namespace virtual_vci

@@ -27,6 +27,12 @@ std::vector<Bytes> Split(const Bytes& data, std::size_t size, const Bytes& head,
 
 }  // namespace
 
+bool IsLegacyObdResponse(const Bytes& response) {
+  constexpr std::uint8_t kFirst = 0x41;
+  constexpr std::uint8_t kLast = 0x4A;
+  return response[0] >= kFirst && response[0] <= kLast;
+}
+
 std::vector<Bytes> LegacyObdMessages(const Bytes& response) {
   if (response.size() < 2) return {response};
   switch (response[0]) {

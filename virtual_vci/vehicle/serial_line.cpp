@@ -38,7 +38,11 @@ void SerialLine::Pulse(const SerialNode* from, Micros low, Done done) {
   Occupy(from, low, tell, std::move(done));
 }
 
-bool SerialLine::SendBytes(std::span<const std::uint8_t> message, std::uint32_t) {
+bool SerialLine::SendBytes(std::span<const std::uint8_t> message, std::uint32_t flags) {
+  if ((flags & kBreakInsteadOfBytes) != 0) {
+    Pulse(nullptr, kBreakTime, nullptr);
+    return true;
+  }
   const SerialFormat format{bitRate_};
   for (std::size_t i = 0; i < message.size(); ++i) {
     scheduler_.After(i * format.ByteTime(), Pace::kProgress, [this, format, byte = message[i]] {

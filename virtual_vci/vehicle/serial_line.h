@@ -13,6 +13,9 @@
 
 namespace virtual_vci {
 
+/// How long a break holds the line low.
+inline constexpr Micros kBreakTime = 25000;
+
 /// Whatever is connected to a line: a link of the application, an ECU.
 class SerialNode {
  public:
