@@ -151,6 +151,20 @@ class BoundApi final : public J2534Api {
     return status;
   }
 
+  std::uint32_t SetConfig(std::uint32_t channelId, std::uint32_t parameter,
+                          std::uint32_t value) override {
+    SCONFIG config{parameter, value};
+    SCONFIG_LIST list{1, &config};
+    return ToStatus(ioctl_(channelId, SET_CONFIG, &list, nullptr));
+  }
+
+  std::uint32_t AddFunctionalAddresses(std::uint32_t channelId,
+                                       std::span<const std::uint8_t> addresses) override {
+    std::vector<std::uint8_t> copy(addresses.begin(), addresses.end());  // the input is not const
+    SBYTE_ARRAY input{static_cast<j2534_ulong>(copy.size()), copy.data()};
+    return ToStatus(ioctl_(channelId, ADD_TO_FUNCT_MSG_LOOKUP_TABLE, &input, nullptr));
+  }
+
   std::uint32_t ReadVersion(std::uint32_t deviceId, Versions& versions) override {
     TextBuffer firmware;
     TextBuffer dll;

@@ -72,6 +72,15 @@ Message Channel::FastInit(const Message& request) {
   return response;
 }
 
+void Channel::SetConfig(std::uint32_t parameter, std::uint32_t value) {
+  Check(api_, "PassThruIoctl(SET_CONFIG)", api_.SetConfig(id_, parameter, value));
+}
+
+void Channel::AddFunctionalAddresses(std::span<const std::uint8_t> addresses) {
+  Check(api_, "PassThruIoctl(ADD_TO_FUNCT_MSG_LOOKUP_TABLE)",
+        api_.AddFunctionalAddresses(id_, addresses));
+}
+
 // A read for several messages waits until it has them all. So the wait is for one message, and
 // what else is there comes without waiting.
 ReadResult Channel::Read(std::chrono::milliseconds timeout) {

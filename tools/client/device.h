@@ -54,6 +54,9 @@ class Channel {
   // Key bytes.
   std::vector<std::uint8_t> FiveBaudInit(std::uint8_t address);
   Message FastInit(const Message& request);
+  void SetConfig(std::uint32_t parameter, std::uint32_t value);
+  // Has a J1850 PWM channel receive what goes to these, too.
+  void AddFunctionalAddresses(std::span<const std::uint8_t> addresses);
   // Returns when something was read, at the latest after the time-out (then perhaps with nothing).
   ReadResult Read(std::chrono::milliseconds timeout);
   // Returns when all are on the bus; throws if they aren't within the time-out.

@@ -48,6 +48,11 @@ class J2534Api {
                                      std::vector<std::uint8_t>& keyBytes) = 0;
   virtual std::uint32_t FastInit(std::uint32_t channelId, const Message& request,
                                  Message& response) = 0;
+  virtual std::uint32_t SetConfig(std::uint32_t channelId, std::uint32_t parameter,
+                                  std::uint32_t value) = 0;
+  // Of J1850 PWM: to its functional message look-up table.
+  virtual std::uint32_t AddFunctionalAddresses(std::uint32_t channelId,
+                                               std::span<const std::uint8_t> addresses) = 0;
   virtual std::uint32_t ReadVersion(std::uint32_t deviceId, Versions& versions) = 0;
   // An ioctl without input whose output is one number.
   virtual std::uint32_t ReadNumber(std::uint32_t handle, std::uint32_t ioctlId,
