@@ -7,6 +7,10 @@
  * be sent. On an ISO 15765 channel, through flow
  * control filters, 7E8 answers a request for the engine speed, refuses one for the vehicle speed,
  * and says first that the answer is still to come for the timing; for the throttle it says no more.
+ *
+ * On J1850 an ECU answers as SAE J1979 has it: what PIDs it has, and its engine speed. On PWM it
+ * takes messages from the node only, and receives what its functional look-up table names; a device
+ * named PWMCAR has no VPW.
  */
 #define _DEFAULT_SOURCE /* usleep */
 #ifdef _WIN32
@@ -27,7 +31,8 @@ static struct {
   int connected;
   int disconnected;
   char name[128];
-  char call[256]; /* the last PassThruConnect or PassThruWriteMsgs in words */
+  char call[256];  /* the last PassThruConnect or PassThruWriteMsgs in words */
+  char setup[256]; /* what set the channel up, in words */
 } state;
 
 static struct {
@@ -37,39 +42,60 @@ static struct {
 static int filterCount;
 static j2534_ulong connectFlags;
 static j2534_ulong protocol;
+static j2534_ulong node; /* J1850 PWM: its address, and the functional ones as bits */
+static unsigned char functional[256];
 static PASSTHRU_MSG queue[kQueueSize];
 static int queueHead;
 static int queueTail;
 static const char* lastError = "";
 
+static int IsCan(void) { return protocol == CAN || protocol == ISO15765; }
+
 static int Passes(const PASSTHRU_MSG* msg) {
-  if (!(connectFlags & CAN_ID_BOTH) && (msg->RxStatus & CAN_29BIT_ID) != connectFlags) return 0;
+  if (IsCan() && !(connectFlags & CAN_ID_BOTH) && (msg->RxStatus & CAN_29BIT_ID) != connectFlags) {
+    return 0;
+  }
+  if (protocol == J1850PWM && msg->Data[1] != node && !functional[msg->Data[1]]) return 0;
   for (int i = 0; i < filterCount; ++i) {
-    int equal = filters[i].mask.DataSize == 4 &&
+    const PASSTHRU_MSG* mask = &filters[i].mask;
+    int equal = (!IsCan() || mask->DataSize == 4) && mask->DataSize <= msg->DataSize &&
                 (filters[i].pattern.TxFlags & CAN_29BIT_ID) == (msg->RxStatus & CAN_29BIT_ID);
-    for (int byte = 0; byte < 4; ++byte) {
-      equal &= (msg->Data[byte] & filters[i].mask.Data[byte]) == filters[i].pattern.Data[byte];
+    for (unsigned byte = 0; byte < mask->DataSize; ++byte) {
+      equal &= (msg->Data[byte] & mask->Data[byte]) == filters[i].pattern.Data[byte];
     }
     if (equal) return 1;
   }
   return 0;
 }
 
-static void Receive(unsigned long id, unsigned long rxStatus, const char* data, unsigned size) {
+static void ReceiveBytes(unsigned long rxStatus, const char* data, unsigned size) {
   PASSTHRU_MSG msg;
   if (queueTail == kQueueSize) return;
   memset(&msg, 0, sizeof msg);
   msg.ProtocolID = protocol;
   msg.RxStatus = (j2534_ulong)rxStatus;
   msg.Timestamp = (j2534_ulong)(12345678u + 1000u * (unsigned)queueTail);
-  for (int i = 0; i < 4; ++i) msg.Data[i] = (unsigned char)(id >> (24 - 8 * i));
-  memcpy(msg.Data + 4, data, size);
-  msg.DataSize = 4 + size;
+  memcpy(msg.Data, data, size);
+  msg.DataSize = size;
   queue[queueTail++] = msg;
+}
+
+static void Receive(unsigned long id, unsigned long rxStatus, const char* data, unsigned size) {
+  char bytes[12];
+  for (int i = 0; i < 4; ++i) bytes[i] = (char)(id >> (24 - 8 * i));
+  memcpy(bytes + 4, data, size);
+  ReceiveBytes(rxStatus, bytes, 4 + size);
+}
+
+static void NoteSetup(const char* what, unsigned long value) {
+  const size_t used = strlen(state.setup);
+  snprintf(state.setup + used, sizeof state.setup - used, "%s%s %lX", used ? ", " : "", what,
+           value);
 }
 
 J2534_API const char* FakeName(void) { return state.name; }
 J2534_API const char* FakeCall(void) { return state.call; }
+J2534_API const char* FakeSetup(void) { return state.setup; }
 J2534_API int FakeIsClosed(void) {
   return state.opened > 0 && state.opened == state.closed && state.connected == state.disconnected;
 }
@@ -103,10 +129,15 @@ long J2534_CALL PassThruConnect(j2534_ulong DeviceID, j2534_ulong ProtocolID, j2
   connectFlags = Flags;
   protocol = ProtocolID;
   filterCount = queueHead = queueTail = 0;
-  Receive(0x100, 0, "\x01\x02", 2);
-  Receive(0x7E8, TX_INDICATION, "", 0);
-  Receive(0x18DAF110, CAN_29BIT_ID, "\xAA", 1);
-  Receive(0x7E8, 0, "\x02\x7E\x00", 3);
+  node = 0xFF;
+  memset(functional, 0, sizeof functional);
+  state.setup[0] = 0;
+  if (IsCan()) {
+    Receive(0x100, 0, "\x01\x02", 2);
+    Receive(0x7E8, TX_INDICATION, "", 0);
+    Receive(0x18DAF110, CAN_29BIT_ID, "\xAA", 1);
+    Receive(0x7E8, 0, "\x02\x7E\x00", 3);
+  }
   *pChannelID = kChannel;
   return STATUS_NOERROR;
 }
@@ -129,7 +160,20 @@ long J2534_CALL PassThruReadMsgs(j2534_ulong ChannelID, PASSTHRU_MSG* pMsg, j253
   return *pNumMsgs == 0 ? ERR_BUFFER_EMPTY : ERR_TIMEOUT;
 }
 
+static void AnswerOnJ1850(const PASSTHRU_MSG* msg) {
+  const int isPwm = protocol == J1850PWM;
+  char answer[9] = {(char)(isPwm ? 0x41 : 0x48), 0x6B, 0x10, 0x41};
+  if (msg->DataSize != 5 || memcmp(msg->Data, isPwm ? "\x61\x6A\xF1\x01" : "\x68\x6A\xF1\x01", 4) ||
+      (!isPwm && strcmp(state.name, "PWMCAR") == 0)) {
+    return;
+  }
+  answer[4] = (char)msg->Data[4];
+  memcpy(answer + 5, msg->Data[4] == 0x0C ? "\x1A\xF8" : "\x00\x10\x00\x00", 4);
+  ReceiveBytes(0, answer, msg->Data[4] == 0x0C ? 7 : 9);
+}
+
 static void Answer(const PASSTHRU_MSG* msg) {
+  if (protocol == J1850VPW || protocol == J1850PWM) AnswerOnJ1850(msg);
   if (protocol == CAN && msg->DataSize == 12 && msg->Data[2] == 7 && msg->Data[6] == 0x0C) {
     Receive(0x7E8, 0, "\x04\x41\x0C\x1A\xF8\x00\x00\x00", 8);
   }
@@ -157,6 +201,7 @@ long J2534_CALL PassThruWriteMsgs(j2534_ulong ChannelID, PASSTHRU_MSG* pMsg, j25
   snprintf(state.call, sizeof state.call, "write %lu timeout %lu flags %lX",
            (unsigned long)*pNumMsgs, (unsigned long)Timeout, (unsigned long)pMsg[0].TxFlags);
   for (j2534_ulong i = 0; i < *pNumMsgs; ++i) {
+    if (protocol == J1850PWM && pMsg[i].Data[2] != node) return ERR_INVALID_MSG;
     if (pMsg[i].Data[2] == 0x06 && pMsg[i].Data[3] == 0x66) {
       *pNumMsgs = i;
       lastError = "(0D040001:00000000) Timeout: Can't read/write requested number of msgs.";
@@ -197,9 +242,30 @@ long J2534_CALL PassThruGetLastError(char* pErrorDescription) {
   return STATUS_NOERROR;
 }
 
+static long SetConfig(const SCONFIG_LIST* list) {
+  for (j2534_ulong i = 0; i < list->NumOfParams; ++i) {
+    const SCONFIG* config = &list->ConfigPtr[i];
+    NoteSetup(config->Parameter == NODE_ADDRESS ? "node" : "?", (unsigned long)config->Value);
+    if (config->Parameter == NODE_ADDRESS) node = config->Value;
+  }
+  return STATUS_NOERROR;
+}
+
+static long AddFunctionalAddresses(const SBYTE_ARRAY* addresses) {
+  for (j2534_ulong i = 0; i < addresses->NumOfBytes; ++i) {
+    NoteSetup("functional", addresses->BytePtr[i]);
+    functional[addresses->BytePtr[i]] = 1;
+  }
+  return STATUS_NOERROR;
+}
+
 /* The device named NOBATTERY can't measure. */
 long J2534_CALL PassThruIoctl(j2534_ulong ChannelID, j2534_ulong IoctlID, void* pInput,
                               void* pOutput) {
+  if (ChannelID == kChannel && IoctlID == SET_CONFIG) return SetConfig((SCONFIG_LIST*)pInput);
+  if (ChannelID == kChannel && IoctlID == ADD_TO_FUNCT_MSG_LOOKUP_TABLE && protocol == J1850PWM) {
+    return AddFunctionalAddresses((SBYTE_ARRAY*)pInput);
+  }
   if (ChannelID != kDevice || IoctlID != READ_VBATT || pInput != NULL) return ERR_INVALID_IOCTL_ID;
   if (strcmp(state.name, "NOBATTERY") == 0) return ERR_NOT_SUPPORTED;
   *(j2534_ulong*)pOutput = 12340;

@@ -9,9 +9,9 @@
 
 #include "frames/can_frame.h"
 #include "frames/frame_log.h"
-#include "frames/kline_message.h"
 #include "frames/obd_addresses.h"
 #include "frames/obd_item.h"
+#include "frames/obd_message.h"
 
 namespace passbridge::tool {
 namespace {
@@ -191,48 +191,55 @@ TEST(Obd, KnowsWhoAnswersWhom) {
   }
 }
 
-TEST(KLineMessage, IsFramedByItsStandard) {
+TEST(ObdMessage, IsFramedByItsStandard) {
   using Bytes = std::vector<std::uint8_t>;
-  EXPECT_EQ(KLineRequest(KLineKind::Iso14230, Bytes{0x09, 0x02}),
+  EXPECT_EQ(ObdRequestMessage(ObdHeader::Iso14230, Bytes{0x09, 0x02}),
             (Bytes{0xC2, 0x33, 0xF1, 0x09, 0x02}));
-  EXPECT_EQ(KLineRequest(KLineKind::Iso9141, Bytes{0x03}), (Bytes{0x68, 0x6A, 0xF1, 0x03}));
+  EXPECT_EQ(ObdRequestMessage(ObdHeader::Iso9141, Bytes{0x03}), (Bytes{0x68, 0x6A, 0xF1, 0x03}));
+  EXPECT_EQ(ObdRequestMessage(ObdHeader::J1850Vpw, Bytes{0x03}), (Bytes{0x68, 0x6A, 0xF1, 0x03}));
+  EXPECT_EQ(ObdRequestMessage(ObdHeader::J1850Pwm, Bytes{0x03}), (Bytes{0x61, 0x6A, 0xF1, 0x03}));
   struct Case {
-    KLineKind kind;
+    ObdHeader header;
     Bytes message;
-    std::optional<KLineAnswer> answer;
+    std::optional<ObdAnswer> answer;
   };
   for (const Case& c :
-       {Case{KLineKind::Iso14230, {0x82, 0xF1, 0x10, 0x41, 0x0D}, KLineAnswer{0x10, {0x41, 0x0D}}},
-        Case{KLineKind::Iso14230,
+       {Case{ObdHeader::Iso14230, {0x82, 0xF1, 0x10, 0x41, 0x0D}, ObdAnswer{0x10, {0x41, 0x0D}}},
+        Case{ObdHeader::Iso14230,
              {0x80, 0xF1, 0x10, 0x02, 0x41, 0x0D},
-             KLineAnswer{0x10, {0x41, 0x0D}}},
-        Case{KLineKind::Iso14230, {0xC2, 0x33, 0xF1, 0x01, 0x0D}, std::nullopt},
-        Case{KLineKind::Iso14230, {0x80, 0xF1, 0x10, 0x02}, std::nullopt},
-        Case{KLineKind::Iso9141, {0x48, 0x6B, 0x11, 0x44}, KLineAnswer{0x11, {0x44}}},
-        Case{KLineKind::Iso9141, {0x68, 0x6A, 0xF1, 0x03}, std::nullopt},
-        Case{KLineKind::Iso9141, {}, std::nullopt}}) {
-    EXPECT_EQ(ParseKLineAnswer(c.kind, c.message), c.answer);
+             ObdAnswer{0x10, {0x41, 0x0D}}},
+        Case{ObdHeader::Iso14230, {0xC2, 0x33, 0xF1, 0x01, 0x0D}, std::nullopt},
+        Case{ObdHeader::Iso14230, {0x80, 0xF1, 0x10, 0x02}, std::nullopt},
+        Case{ObdHeader::Iso9141, {0x48, 0x6B, 0x11, 0x44}, ObdAnswer{0x11, {0x44}}},
+        Case{ObdHeader::Iso9141, {0x68, 0x6A, 0xF1, 0x03}, std::nullopt},
+        Case{ObdHeader::Iso9141, {}, std::nullopt},
+        Case{ObdHeader::J1850Vpw, {0x48, 0x6B, 0x10, 0x44}, ObdAnswer{0x10, {0x44}}},
+        Case{ObdHeader::J1850Vpw, {0x41, 0x6B, 0x10, 0x44}, std::nullopt},
+        Case{ObdHeader::J1850Pwm, {0x41, 0x6B, 0x10, 0x44}, ObdAnswer{0x10, {0x44}}},
+        Case{ObdHeader::J1850Pwm, {0x41, 0x6B, 0x10}, std::nullopt},
+        Case{ObdHeader::J1850Pwm, {0x41, 0x25, 0x10, 0x44}, std::nullopt}}) {
+    EXPECT_EQ(ParseObdAnswer(c.header, c.message), c.answer) << FormatBytes(c.message);
   }
 }
 
-TEST(KLineMessage, AnswersInSeveralMessagesAreJoinedAsOnCan) {
-  const std::vector<KLineAnswer> messages{{0x10, {0x43, 0x03, 0x01, 0x04, 0x20, 0x01, 0x13}},
-                                          {0x11, {0x43, 0, 0, 0, 0, 0, 0}},
-                                          {0x10, {0x43, 0xC1, 0x00, 0, 0, 0, 0}},
-                                          {0x10, {0x49, 0x04, 1, 0, 0, 'A', 'B'}},
-                                          {0x10, {0x49, 0x04, 2, 'C', 'D', 'E', 'F'}},
-                                          {0x10, {0x49, 0x00, 1, 0x50, 0, 0, 0}},
-                                          {0x10, {0x41, 0x0D, 0x20}},
-                                          {0x10, {0x7F, 0x09, 0x12}},
-                                          {0x11, {}}};
+TEST(ObdMessage, AnswersInSeveralMessagesAreJoinedAsOnCan) {
+  const std::vector<ObdAnswer> messages{{0x10, {0x43, 0x03, 0x01, 0x04, 0x20, 0x01, 0x13}},
+                                        {0x11, {0x43, 0, 0, 0, 0, 0, 0}},
+                                        {0x10, {0x43, 0xC1, 0x00, 0, 0, 0, 0}},
+                                        {0x10, {0x49, 0x04, 1, 0, 0, 'A', 'B'}},
+                                        {0x10, {0x49, 0x04, 2, 'C', 'D', 'E', 'F'}},
+                                        {0x10, {0x49, 0x00, 1, 0x50, 0, 0, 0}},
+                                        {0x10, {0x41, 0x0D, 0x20}},
+                                        {0x10, {0x7F, 0x09, 0x12}},
+                                        {0x11, {}}};
   EXPECT_EQ(
       JoinAnswers(messages),
-      (std::vector<KLineAnswer>{{0x10, {0x43, 4, 0x03, 0x01, 0x04, 0x20, 0x01, 0x13, 0xC1, 0x00}},
-                                {0x11, {0x43, 0}},
-                                {0x10, {0x49, 0x04, 1, 'A', 'B', 'C', 'D', 'E', 'F'}},
-                                {0x10, {0x49, 0x00, 0x50, 0, 0, 0}},
-                                {0x10, {0x41, 0x0D, 0x20}},
-                                {0x10, {0x7F, 0x09, 0x12}}}));
+      (std::vector<ObdAnswer>{{0x10, {0x43, 4, 0x03, 0x01, 0x04, 0x20, 0x01, 0x13, 0xC1, 0x00}},
+                              {0x11, {0x43, 0}},
+                              {0x10, {0x49, 0x04, 1, 'A', 'B', 'C', 'D', 'E', 'F'}},
+                              {0x10, {0x49, 0x00, 0x50, 0, 0, 0}},
+                              {0x10, {0x41, 0x0D, 0x20}},
+                              {0x10, {0x7F, 0x09, 0x12}}}));
 }
 
 }  // namespace

@@ -15,6 +15,7 @@ namespace {
 
 using testing::HasSubstr;
 using testing::MatchesRegex;
+using testing::Not;
 using testing::StartsWith;
 
 class ToolTest : public testing::TestWithParam<const char*> {
@@ -32,6 +33,7 @@ class ToolTest : public testing::TestWithParam<const char*> {
   std::string Err() const { return err_.str(); }
   std::string OpenedName() const { return Fake<const char*>("FakeName"); }
   std::string LastCall() const { return Fake<const char*>("FakeCall"); }
+  std::string Setup() const { return Fake<const char*>("FakeSetup"); }
   bool IsClosed() const { return Fake<int>("FakeIsClosed") != 0; }
 
   std::function<bool()> stop_;
@@ -159,6 +161,27 @@ TEST_P(ToolTest, ObdDecodesAnswersAndRefusals) {
   EXPECT_EQ(Err(), "passbridge: no answer for coolant temperature within 30 ms\n");
 }
 
+TEST_P(ToolTest, ObdSpeaksOnBothJ1850Buses) {
+  ASSERT_EQ(Run({"obd", "-p", "j1850vpw", "engine-speed", "--wait", "30", "--frames"}), 0) << Err();
+  EXPECT_EQ(Out(),
+            "request  686AF1010C\n"
+            "answer   10#410C1AF8\n"
+            "10  engine speed: 1726 rpm\n");
+  EXPECT_EQ(Setup(), "");
+  ASSERT_EQ(Run({"obd", "-p", "j1850pwm", "engine-speed", "--wait", "30", "--frames"}), 0) << Err();
+  EXPECT_THAT(Out(), StartsWith("request  616AF1010C\nanswer   10#410C1AF8\n"));
+  EXPECT_EQ(Setup(), "node F1, functional 6B");
+  EXPECT_TRUE(IsClosed());
+}
+
+TEST_P(ToolTest, ObdFindsJ1850BeforeItTriesTheKLine) {
+  ASSERT_EQ(Run({"obd", "-d", "PWMCAR", "-p", "auto", "engine-speed", "--wait", "30"}), 0) << Err();
+  EXPECT_EQ(Out(), "10  engine speed: 1726 rpm\n");
+  EXPECT_THAT(Err(), HasSubstr("trying SAE J1850 VPW: no answer\n"
+                               "trying SAE J1850 PWM: answered\n"));
+  EXPECT_THAT(Err(), Not(HasSubstr("ISO 9141")));
+}
+
 TEST_P(ToolTest, IsoTpWaitsForAnswersThatAreStillToCome) {
   ASSERT_EQ(Run({"isotp", "7E0#010E", "--padding"}), 0) << Err();
   EXPECT_EQ(Out(), "7E8#7F0178\n7E8#410E80\n");
@@ -190,6 +213,9 @@ TEST_P(ToolTest, WrongUsageIsNotAFailure) {
       {{"obd", "horsepower"}, "\"horsepower\" is none of the values"},
       {{"obd", "--to", "123", "speed"}, "OBD requests go to"},
       {{"obd", "--count", "2"}, "requires --watch"},
+      {{"obd", "-p", "j1850vpw", "--bitrate", "41600"}, "--bitrate is for ISO 15765: j1850vpw has"},
+      {{"obd", "-p", "iso9141", "--to", "7DF"}, "--to is for ISO 15765: iso9141 has one speed"},
+      {{"obd", "-p", "auto", "--to", "7DF"}, "--to is for ISO 15765: auto tries"},
       {{"isotp", "7E0#"}, "at least one byte"},
       {{"isotp", "7E0#01", "-x", "12", "F"}, "\"F\": a byte has"},
       {{"info", "--serial", "47x"}, "is no serial number"},

@@ -20,7 +20,6 @@ constexpr std::uint32_t kExactMask = 0xFFFFFFFF;
 
 // The protocols whose messages are raw CAN frames.
 const std::map<std::string, std::uint32_t> kProtocols = {{"can", CAN}};
-const std::map<std::string, std::uint32_t> kBitRateUnits = {{"k", 1000}, {"M", 1000000}};
 
 std::uint32_t ConnectFlags(IdWidths widths) {
   if (widths.standard && widths.extended) return CAN_ID_BOTH;
@@ -48,12 +47,6 @@ CLI::Validator TextChecker(Parser parse) {
 }
 
 }  // namespace
-
-void AddBitRateOption(CLI::App& command, std::uint32_t& bitRate) {
-  command.add_option("-b,--bitrate", bitRate, "bit rate, such as 500000 or 500k (default: 500k)")
-      ->transform(CLI::AsNumberWithUnit(kBitRateUnits).description(""))
-      ->type_name("BIT/S");
-}
 
 void AddCanOptions(CLI::App& command, CanOptions& options) {
   command.add_option("-p,--protocol", options.protocolId, "protocol of the channel (default: can)")

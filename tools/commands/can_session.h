@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -23,7 +24,14 @@ struct CanOptions {
   std::uint32_t protocolId = 0x05;  // raw CAN
   std::uint32_t bitRate = 500000;   // bit/s
 };
-void AddBitRateOption(CLI::App& command, std::uint32_t& bitRate);
+// A number of bit/s, or std::optional of one.
+template <typename BitRate>
+void AddBitRateOption(CLI::App& command, BitRate& bitRate) {
+  static const std::map<std::string, std::uint32_t> units = {{"k", 1000}, {"M", 1000000}};
+  command.add_option("-b,--bitrate", bitRate, "bit rate, such as 500000 or 500k (default: 500k)")
+      ->transform(CLI::AsNumberWithUnit(units).description(""))
+      ->type_name("BIT/S");
+}
 void AddCanOptions(CLI::App& command, CanOptions& options);
 
 // A number of at least `low` and at most `high`; the help doesn't spell it out.

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -45,6 +46,20 @@ Command MakeCommand(CLI::App* app, std::shared_ptr<const Options> options,
   return {app, [options = std::move(options), run](const Target& target, Console& console) {
             return run(target, *options, console);
           }};
+}
+
+// Once the subcommand's options are parsed, `check` looks at them together. What it throws
+// (std::invalid_argument) is wrong usage.
+template <typename Options>
+void CheckTogether(CLI::App* app, std::shared_ptr<const Options> options,
+                   void (*check)(const Options&)) {
+  app->callback([options = std::move(options), check] {
+    try {
+      check(*options);
+    } catch (const std::invalid_argument& error) {
+      throw CLI::ValidationError(error.what());
+    }
+  });
 }
 
 }  // namespace passbridge::tool

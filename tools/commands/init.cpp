@@ -22,7 +22,7 @@ constexpr const char* kInitFooter =
 int RunInit(const Target& target, const InitOptions& options, Console& console) {
   const bool iso9141 = options.protocol == "iso9141";
   const KLineSession session(target,
-                             {.kind = iso9141 ? KLineKind::Iso9141 : KLineKind::Iso14230,
+                             {.header = iso9141 ? ObdHeader::Iso9141 : ObdHeader::Iso14230,
                               .fast = options.fast,
                               .address = static_cast<std::uint8_t>(options.address)},
                              console);

@@ -210,20 +210,20 @@ Command AddObdCommand(CLI::App& root) {
   const auto options = std::make_shared<ObdOptions>();
   auto* const command =
       root.add_subcommand("obd", "Ask a vehicle for its VIN, fault codes and live data (OBD)");
-  AddBitRateOption(*command, options->connection.iso.bitRate);
+  AddBitRateOption(*command, options->connection.bitRate);
   command->add_option("names", options->items, "what to ask for, see below")
       ->check(CLI::Validator(CheckName, ""))
       ->type_name("NAME");
   command
       ->add_option(
           "-p,--protocol", options->connection.protocol,
-          "iso15765, iso14230-fast, iso9141, iso14230 (both at five baud), or auto: tries\n"
-          "them in this order (default: iso15765)")
+          "iso15765, j1850vpw, j1850pwm, iso14230-fast, iso9141, iso14230 (both at five baud),\n"
+          "or auto: tries them in this order (default: iso15765)")
       ->check(CLI::IsMember(ObdProtocolNames()).description(""))
       ->type_name("NAME");
   command
       ->add_option("--to", options->connection.to,
-                   "identifier of the request (default: 7DF, all ECUs)")
+                   "identifier of the request on ISO 15765 (default: 7DF, all ECUs)")
       ->check(CLI::Validator(CheckTarget, ""))
       ->type_name("ID");
   command
@@ -242,6 +242,8 @@ Command AddObdCommand(CLI::App& root) {
       ->excludes(json)
       ->excludes(watch);
   command->footer(Footer());
+  CheckTogether<ObdOptions>(
+      command, options, [](const ObdOptions& chosen) { CheckObdConnection(chosen.connection); });
   return MakeCommand<ObdOptions>(command, options, RunObd);
 }
 

@@ -4,6 +4,8 @@
 #include <functional>
 #include <stdexcept>
 
+#include "commands/iso15765_session.h"
+#include "commands/j1850_session.h"
 #include "commands/kline_session.h"
 #include "frames/obd_item.h"
 
@@ -14,10 +16,12 @@ using Session = std::unique_ptr<DiagnosticSession>;
 
 constexpr const char* kAuto = "auto";
 constexpr const char* kIso15765 = "iso15765";
+constexpr const char* kAllOnCan = "7DF";
 
-Session OpenIso15765(const Target& target, const IsoOptions& options, const std::string& id,
+Session OpenIso15765(const Target& target, std::uint32_t bitRate, const std::string& id,
                      Console& console) {
   const IsoAddress to{ParseCanId(id), {}};
+  const IsoOptions options{.bitRate = bitRate, .padding = true};
   return std::make_unique<Iso15765Session>(target, options, to, UsualPairs(to.id), console);
 }
 
@@ -31,7 +35,7 @@ struct Candidate {
 
 Candidate OnCan(const char* title, std::uint32_t bitRate, const char* to) {
   return {kIso15765, title, [bitRate, to](const Target& target, Console& console) {
-            return OpenIso15765(target, {.bitRate = bitRate, .padding = true}, to, console);
+            return OpenIso15765(target, bitRate, to, console);
           }};
 }
 
@@ -41,16 +45,24 @@ Candidate OnKLine(const char* name, const char* title, const KLineInit& init) {
           }};
 }
 
+Candidate OnJ1850(const char* name, const char* title, ObdHeader header) {
+  return {name, title, [header](const Target& target, Console& console) -> Session {
+            return std::make_unique<J1850Session>(target, header, console);
+          }};
+}
+
 const std::vector<Candidate>& Candidates() {
   static const std::vector<Candidate> candidates{
-      OnCan("ISO 15765, 500 kbit/s, 11-bit identifiers", 500000, "7DF"),
+      OnCan("ISO 15765, 500 kbit/s, 11-bit identifiers", 500000, kAllOnCan),
       OnCan("ISO 15765, 500 kbit/s, 29-bit identifiers", 500000, "18DB33F1"),
-      OnCan("ISO 15765, 250 kbit/s, 11-bit identifiers", 250000, "7DF"),
+      OnCan("ISO 15765, 250 kbit/s, 11-bit identifiers", 250000, kAllOnCan),
       OnCan("ISO 15765, 250 kbit/s, 29-bit identifiers", 250000, "18DB33F1"),
+      OnJ1850("j1850vpw", "SAE J1850 VPW", ObdHeader::J1850Vpw),
+      OnJ1850("j1850pwm", "SAE J1850 PWM", ObdHeader::J1850Pwm),
       OnKLine("iso14230-fast", "ISO 14230, fast initialisation",
-              {.kind = KLineKind::Iso14230, .fast = true}),
-      OnKLine("iso9141", "ISO 9141, five-baud initialisation", {.kind = KLineKind::Iso9141}),
-      OnKLine("iso14230", "ISO 14230, five-baud initialisation", {.kind = KLineKind::Iso14230}),
+              {.header = ObdHeader::Iso14230, .fast = true}),
+      OnKLine("iso9141", "ISO 9141, five-baud initialisation", {.header = ObdHeader::Iso9141}),
+      OnKLine("iso14230", "ISO 14230, five-baud initialisation", {.header = ObdHeader::Iso14230}),
   };
   return candidates;
 }
@@ -89,12 +101,21 @@ std::vector<std::string> ObdProtocolNames() {
   return names;
 }
 
+void CheckObdConnection(const ObdConnection& connection) {
+  if (connection.protocol == kIso15765 || (connection.to.empty() && !connection.bitRate)) return;
+  throw std::invalid_argument(
+      std::string(connection.to.empty() ? "--bitrate" : "--to") + " is for ISO 15765: " +
+      (connection.protocol == kAuto ? "auto tries what each protocol has"
+                                    : connection.protocol + " has one speed, and asks all ECUs"));
+}
+
 std::unique_ptr<DiagnosticSession> OpenObdSession(const Target& target,
                                                   const ObdConnection& connection,
                                                   Console& console) {
   if (connection.protocol == kAuto) return FindSession(target, console);
   if (connection.protocol == kIso15765) {
-    return OpenIso15765(target, connection.iso, connection.to, console);
+    return OpenIso15765(target, connection.bitRate.value_or(IsoOptions().bitRate),
+                        connection.to.empty() ? kAllOnCan : connection.to, console);
   }
   const auto found = std::find_if(
       Candidates().begin(), Candidates().end(),
