@@ -2,15 +2,16 @@
  * A J2534 library without a vehicle, for the tests of the command line tool. It is C, and built in
  * both widths of the structure fields.
  *
- * It opens any device but the one with the serial number 9. A CAN channel carries kTraffic once,
+ * It opens any device but the one with the serial number 9. A CAN channel carries some frames once,
  * through its pass filters; a request for the engine speed is answered by 7E8; a frame to 666 can't
- * be sent. On an ISO 15765 channel, through flow
- * control filters, 7E8 answers a request for the engine speed, refuses one for the vehicle speed,
- * and says first that the answer is still to come for the timing; for the throttle it says no more.
+ * be sent. On an ISO 15765 channel, through flow control filters, 7E8 answers a request for the
+ * engine speed, refuses one for the vehicle speed, and says first that the answer is still to come
+ * for the timing; for the throttle it says no more.
  *
  * On J1850 an ECU answers as SAE J1979 has it: what PIDs it has, and its engine speed. On PWM it
  * takes messages from the node only, and receives what its functional look-up table names; a device
- * named PWMCAR has no VPW.
+ * named PWMCAR has no VPW. A channel of bytes carries kByteTraffic once. One that is pin-switched
+ * does nothing without its pins.
  */
 #define _DEFAULT_SOURCE /* usleep */
 #ifdef _WIN32
@@ -42,6 +43,7 @@ static struct {
 static int filterCount;
 static j2534_ulong connectFlags;
 static j2534_ulong protocol;
+static j2534_ulong pins;
 static j2534_ulong node; /* J1850 PWM: its address, and the functional ones as bits */
 static unsigned char functional[256];
 static PASSTHRU_MSG queue[kQueueSize];
@@ -49,12 +51,25 @@ static int queueHead;
 static int queueTail;
 static const char* lastError = "";
 
-static int IsCan(void) { return protocol == CAN || protocol == ISO15765; }
+static int IsCan(void) { return protocol == CAN || protocol == ISO15765 || protocol == SW_CAN_PS; }
+static int LacksPins(void) { return (protocol & 0x8000) && pins == 0; }
+
+/* An indication, a functional message, one to the tester, more indications, an echo. */
+static const struct {
+  unsigned long rxStatus;
+  const char* data;
+  unsigned size;
+} kByteTraffic[] = {
+    {START_OF_MESSAGE, "", 0},        {0, "\x08\x25\x10\x01", 4},
+    {0, "\x08\xF1\x10\x02", 4},       {RX_BREAK, "", 0},
+    {TX_MSG_TYPE, "\x08\x25\xF1", 3}, {TX_MSG_TYPE | TX_INDICATION, "", 0},
+};
 
 static int Passes(const PASSTHRU_MSG* msg) {
   if (IsCan() && !(connectFlags & CAN_ID_BOTH) && (msg->RxStatus & CAN_29BIT_ID) != connectFlags) {
     return 0;
   }
+  if (msg->RxStatus & (START_OF_MESSAGE | RX_BREAK | TX_INDICATION) && !IsCan()) return 1;
   if (protocol == J1850PWM && msg->Data[1] != node && !functional[msg->Data[1]]) return 0;
   for (int i = 0; i < filterCount; ++i) {
     const PASSTHRU_MSG* mask = &filters[i].mask;
@@ -130,6 +145,7 @@ long J2534_CALL PassThruConnect(j2534_ulong DeviceID, j2534_ulong ProtocolID, j2
   protocol = ProtocolID;
   filterCount = queueHead = queueTail = 0;
   node = 0xFF;
+  pins = 0;
   memset(functional, 0, sizeof functional);
   state.setup[0] = 0;
   if (IsCan()) {
@@ -137,6 +153,10 @@ long J2534_CALL PassThruConnect(j2534_ulong DeviceID, j2534_ulong ProtocolID, j2
     Receive(0x7E8, TX_INDICATION, "", 0);
     Receive(0x18DAF110, CAN_29BIT_ID, "\xAA", 1);
     Receive(0x7E8, 0, "\x02\x7E\x00", 3);
+  } else {
+    for (unsigned i = 0; i < sizeof kByteTraffic / sizeof kByteTraffic[0]; ++i) {
+      ReceiveBytes(kByteTraffic[i].rxStatus, kByteTraffic[i].data, kByteTraffic[i].size);
+    }
   }
   *pChannelID = kChannel;
   return STATUS_NOERROR;
@@ -152,6 +172,7 @@ long J2534_CALL PassThruReadMsgs(j2534_ulong ChannelID, PASSTHRU_MSG* pMsg, j253
                                  j2534_ulong Timeout) {
   const j2534_ulong wanted = *pNumMsgs;
   if (ChannelID != kChannel) return ERR_INVALID_CHANNEL_ID;
+  if (LacksPins()) return ERR_PIN_INVALID;
   for (*pNumMsgs = 0; *pNumMsgs < wanted && queueHead < queueTail; ++queueHead) {
     if (Passes(&queue[queueHead])) pMsg[(*pNumMsgs)++] = queue[queueHead];
   }
@@ -198,6 +219,7 @@ static void Answer(const PASSTHRU_MSG* msg) {
 long J2534_CALL PassThruWriteMsgs(j2534_ulong ChannelID, PASSTHRU_MSG* pMsg, j2534_ulong* pNumMsgs,
                                   j2534_ulong Timeout) {
   if (ChannelID != kChannel) return ERR_INVALID_CHANNEL_ID;
+  if (LacksPins()) return ERR_PIN_INVALID;
   snprintf(state.call, sizeof state.call, "write %lu timeout %lu flags %lX",
            (unsigned long)*pNumMsgs, (unsigned long)Timeout, (unsigned long)pMsg[0].TxFlags);
   for (j2534_ulong i = 0; i < *pNumMsgs; ++i) {
@@ -216,6 +238,7 @@ long J2534_CALL PassThruStartMsgFilter(j2534_ulong ChannelID, j2534_ulong Filter
                                        PASSTHRU_MSG* pMaskMsg, PASSTHRU_MSG* pPatternMsg,
                                        PASSTHRU_MSG* pFlowControlMsg, j2534_ulong* pFilterID) {
   if (ChannelID != kChannel) return ERR_INVALID_CHANNEL_ID;
+  if (LacksPins()) return ERR_PIN_INVALID;
   if (FilterType != (protocol == ISO15765 ? FLOW_CONTROL_FILTER : PASS_FILTER) ||
       (pFlowControlMsg != NULL) != (protocol == ISO15765)) {
     return ERR_INVALID_MSG;
@@ -245,8 +268,10 @@ long J2534_CALL PassThruGetLastError(char* pErrorDescription) {
 static long SetConfig(const SCONFIG_LIST* list) {
   for (j2534_ulong i = 0; i < list->NumOfParams; ++i) {
     const SCONFIG* config = &list->ConfigPtr[i];
-    NoteSetup(config->Parameter == NODE_ADDRESS ? "node" : "?", (unsigned long)config->Value);
-    if (config->Parameter == NODE_ADDRESS) node = config->Value;
+    const int isPins = config->Parameter == J1962_PINS;
+    if (!isPins && config->Parameter != NODE_ADDRESS) return ERR_NOT_SUPPORTED;
+    NoteSetup(isPins ? "pins" : "node", (unsigned long)config->Value);
+    *(isPins ? &pins : &node) = config->Value;
   }
   return STATUS_NOERROR;
 }
@@ -265,6 +290,11 @@ long J2534_CALL PassThruIoctl(j2534_ulong ChannelID, j2534_ulong IoctlID, void* 
   if (ChannelID == kChannel && IoctlID == SET_CONFIG) return SetConfig((SCONFIG_LIST*)pInput);
   if (ChannelID == kChannel && IoctlID == ADD_TO_FUNCT_MSG_LOOKUP_TABLE && protocol == J1850PWM) {
     return AddFunctionalAddresses((SBYTE_ARRAY*)pInput);
+  }
+  if (ChannelID == kChannel && IoctlID == BECOME_MASTER && protocol == GM_UART_PS) {
+    if (LacksPins()) return ERR_PIN_INVALID;
+    NoteSetup("master", *(unsigned char*)pInput);
+    return STATUS_NOERROR;
   }
   if (ChannelID != kDevice || IoctlID != READ_VBATT || pInput != NULL) return ERR_INVALID_IOCTL_ID;
   if (strcmp(state.name, "NOBATTERY") == 0) return ERR_NOT_SUPPORTED;

@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "frames/byte_message.h"
 #include "frames/can_frame.h"
 #include "frames/frame_log.h"
+#include "frames/hex_text.h"
 #include "frames/obd_addresses.h"
 #include "frames/obd_item.h"
 #include "frames/obd_message.h"
@@ -94,9 +96,21 @@ TEST(CanFrameMessage, OfOtherKindsIsNoFrame) {
   EXPECT_FALSE(ToCanFrame(message));
 }
 
+TEST(ByteMessage, IsParsedWithOrWithoutBlanks) {
+  const std::vector<std::uint8_t> bytes{0x68, 0x6A, 0xF1, 0x0C};
+  for (const char* text : {"686AF10C", "68 6a F1 0c", " 686A  F10C "}) {
+    EXPECT_EQ(ParseBytes(text), bytes) << text;
+  }
+  const std::string longest = "00 01 02 03 04 05 06 07 08 09 0A 0B";
+  EXPECT_EQ(FormatBytes(ParseBeginning(longest), " "), longest);
+  EXPECT_THROW(ParseBeginning(longest + "0C"), std::invalid_argument) << "no filter compares it";
+  for (const char* text : {"", " ", "6", "68 6", "6 86A", "0x68", "68.6A", "68+1", "7E0#01"}) {
+    EXPECT_THROW(ParseBytes(text), std::invalid_argument) << text;
+  }
+}
+
 TEST(FrameLog, HasTheColumnsOfCanTools) {
-  EXPECT_EQ(FormatLogLine(12345678, "can0", {{0x7E8, false}, {0x03, 0x41}}),
-            "(0000000012.345678) can0 7E8#0341");
+  EXPECT_EQ(FormatLogLine(12345678, "can0", "7E8#0341"), "(0000000012.345678) can0 7E8#0341");
 }
 
 TEST(TimestampExtender, GoesOnAcrossTheWrap) {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -25,7 +26,11 @@ class ToolTest : public testing::TestWithParam<const char*> {
     err_.str("");
     std::vector<const char*> argv = {"passbridge", "--library", GetParam()};
     argv.insert(argv.end(), arguments.begin(), arguments.end());
-    Console console{out_, err_, [this] { return stop_ && stop_(); }};
+    // What never comes makes a test fail, not wait for ever.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    Console console{out_, err_, [this, end] {
+                      return (stop_ && stop_()) || std::chrono::steady_clock::now() > end;
+                    }};
     return RunTool(static_cast<int>(argv.size()), argv.data(), console);
   }
 
@@ -122,6 +127,65 @@ TEST_P(ToolTest, MonitorEndsWithASummaryWhenTheUserWantsIt) {
   EXPECT_TRUE(IsClosed());
 }
 
+TEST_P(ToolTest, MonitorShowsMessagesOfBytesAndWhatRxStatusSaysOfThem) {
+  ASSERT_EQ(Run({"monitor", "--protocol", "j1850vpw", "--seconds", "0.05"}), 0) << Err();
+  EXPECT_EQ(LastCall(), "connect 71 1 0 10400");
+  EXPECT_EQ(Out(),
+            "(0000000012.345678) j1850vpw [start]\n"
+            "(0000000012.346678) j1850vpw 08 25 10 01\n"
+            "(0000000012.347678) j1850vpw 08 F1 10 02\n"
+            "(0000000012.348678) j1850vpw [break]\n"
+            "(0000000012.349678) j1850vpw 08 25 F1 [echo]\n"
+            "(0000000012.350678) j1850vpw [echo] [sent]\n");
+  EXPECT_THAT(Err(), StartsWith("2 messages in "));
+
+  ASSERT_EQ(Run({"monitor", "-p", "iso9141", "--begin", "09", "--begin", "08F1", "-n", "1"}), 0);
+  EXPECT_EQ(Out(), "(0000000012.347678) iso9141 08 F1 10 02\n");
+}
+
+TEST_P(ToolTest, PinsAreSetBeforeAnythingElse) {
+  ASSERT_EQ(Run({"monitor", "-p", "sw-can-ps", "--pins", "1", "--count", "1"}), 0) << Err();
+  EXPECT_EQ(LastCall(), "connect 71 32776 0 33333");
+  EXPECT_EQ(Setup(), "pins 100");
+  EXPECT_EQ(Out(), "(0000000012.345678) can0 100#0102\n");
+  ASSERT_EQ(Run({"send", "-p", "iso14230-ps", "--pins", "6,14", "-b", "9600", "C1 33 F1 3E"}), 0);
+  EXPECT_EQ(Setup(), "pins 60E");
+  ASSERT_EQ(Run({"monitor", "-p", "gm-uart-ps", "--pins", "9", "--become-master", "F0", "-n", "1"}),
+            0)
+      << Err();
+  EXPECT_EQ(LastCall(), "connect 71 32777 0 8192");
+  EXPECT_EQ(Setup(), "pins 900, master F0");
+}
+
+TEST_P(ToolTest, PwmChannelIsANodeWithFunctionalAddresses) {
+  ASSERT_EQ(Run({"monitor", "-p", "j1850pwm", "--begin", "08", "-n", "1"}), 0);
+  EXPECT_EQ(LastCall(), "connect 71 2 0 41600");
+  EXPECT_EQ(Setup(), "node F1, functional 6B");
+  EXPECT_EQ(Out(), "(0000000012.347678) j1850pwm 08 F1 10 02\n");
+  ASSERT_EQ(Run({"send", "-p", "j1850pwm", "--functional", "25", "--functional", "6A", "616AF23F",
+                 "--expect", "08"}),
+            0)
+      << Err();
+  EXPECT_EQ(Setup(), "node F2, functional 25, functional 6A");
+  EXPECT_EQ(Out(), "(0000000012.346678) j1850pwm 08 25 10 01\n");
+}
+
+TEST_P(ToolTest, SendWritesMessagesOfBytes) {
+  ASSERT_EQ(Run({"send", "-p", "j1850vpw", "68 6A F1 01 0C", "--expect", "486B"}), 0) << Err();
+  EXPECT_THAT(Out(), HasSubstr(" j1850vpw 48 6B 10 41 0C 1A F8\n"));
+  EXPECT_EQ(LastCall(), "write 1 timeout 1000 flags 0");
+  ASSERT_EQ(Run({"send", "-p", "sci-a-trans", "10", "2233", "--sci-mode"}), 0) << Err();
+  EXPECT_EQ(LastCall(), "write 2 timeout 1000 flags 400000");
+  ASSERT_EQ(Run({"send", "-p", "j2610-ps", "--pins", "6,7", "10", "--sci-tx-voltage", "-w", "20"}),
+            0);
+  EXPECT_EQ(LastCall(), "write 1 timeout 1000 flags 800000");
+  EXPECT_THAT(Out(), HasSubstr(" j2610-ps 08 25 10 01\n"));
+  EXPECT_EQ(Run({"send", "-p", "j1850vpw", "686AF103", "--expect", "0825F1", "-w", "30"}), 1)
+      << "an echo is no answer";
+  EXPECT_EQ(Err(), "passbridge: no answer from 0825F1 within 30 ms\n");
+  EXPECT_TRUE(IsClosed());
+}
+
 TEST_P(ToolTest, SendWritesItsFramesInOneCall) {
   ASSERT_EQ(Run({"send", "123#01", "124#02"}), 0) << Err();
   EXPECT_EQ(LastCall(), "write 2 timeout 1000 flags 0");
@@ -210,6 +274,23 @@ TEST_P(ToolTest, WrongUsageIsNotAFailure) {
       {{"monitor", "--protocol", "lin"}, "\"lin\" is no protocol"},
       {{"monitor", "--both", "--29bit"}, "excludes"},
       {{"monitor", "extra"}, "extra"},
+      {{"monitor", "-p", "gm-uart-ps"}, "gm-uart-ps needs --pins"},
+      {{"monitor", "--pins", "6,14"}, "the pins of can are given"},
+      {{"monitor", "-p", "can-ps", "--pins", "6,17"}, "pins are one number or two, 1 to 16"},
+      {{"monitor", "-p", "can-ps", "--pins", "6,6"}, "pins are one number or two"},
+      {{"monitor", "-p", "can-ps", "--pins", "1,2,3"}, "pins are one number or two"},
+      {{"monitor", "-p", "can-ps", "--pins", "0"}, "pins are one number or two"},
+      {{"monitor", "-p", "j1850vpw", "--id", "7E8"}, "--id is for CAN frames: j1850vpw has none"},
+      {{"monitor", "-p", "j1850vpw", "--29bit"}, "--29bit is for CAN frames"},
+      {{"monitor", "-p", "j1850vpw", "--both"}, "--both is for CAN frames"},
+      {{"monitor", "--begin", "48"}, "--begin is for bytes: can has none"},
+      {{"monitor", "-p", "j1850vpw", "--begin", "4"}, "pairs of hexadecimal digits"},
+      {{"monitor", "-p", "j1850vpw", "--functional", "6B"}, "--functional is for j1850pwm"},
+      {{"monitor", "-p", "j1850pwm", "--become-master", "F0"}, "--become-master is for gm-uart-ps"},
+      {{"send", "-p", "j1850vpw", "7E0#01"}, "pairs of hexadecimal digits"},
+      {{"send", "-p", "j1850vpw", "68", "--expect", "7E8"}, "pairs of hexadecimal digits"},
+      {{"send", "-p", "j1850vpw", "68", "--sci-mode"}, "--sci-tx-voltage are for SCI"},
+      {{"send", "-p", "j1850pwm", "616AF101", "616AF201"}, "have the same third byte"},
       {{"obd", "horsepower"}, "\"horsepower\" is none of the values"},
       {{"obd", "--to", "123", "speed"}, "OBD requests go to"},
       {{"obd", "--count", "2"}, "requires --watch"},

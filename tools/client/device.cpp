@@ -81,6 +81,10 @@ void Channel::AddFunctionalAddresses(std::span<const std::uint8_t> addresses) {
         api_.AddFunctionalAddresses(id_, addresses));
 }
 
+void Channel::BecomeMaster(std::uint8_t master) {
+  Check(api_, "PassThruIoctl(BECOME_MASTER)", api_.BecomeMaster(id_, master));
+}
+
 // A read for several messages waits until it has them all. So the wait is for one message, and
 // what else is there comes without waiting.
 ReadResult Channel::Read(std::chrono::milliseconds timeout) {

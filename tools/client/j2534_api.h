@@ -53,6 +53,8 @@ class J2534Api {
   // Of J1850 PWM: to its functional message look-up table.
   virtual std::uint32_t AddFunctionalAddresses(std::uint32_t channelId,
                                                std::span<const std::uint8_t> addresses) = 0;
+  // Of GM UART: this side becomes the bus master.
+  virtual std::uint32_t BecomeMaster(std::uint32_t channelId, std::uint8_t master) = 0;
   virtual std::uint32_t ReadVersion(std::uint32_t deviceId, Versions& versions) = 0;
   // An ioctl without input whose output is one number.
   virtual std::uint32_t ReadNumber(std::uint32_t handle, std::uint32_t ioctlId,

@@ -8,9 +8,10 @@ namespace passbridge::tool {
 
 // What a VCI is, its versions and its battery.
 Command AddInfoCommand(CLI::App& root);
-// The frames of a CAN bus as they come.
+// The frames or messages of a bus as they come.
 Command AddMonitorCommand(CLI::App& root);
-// Puts CAN frames on the bus and shows what comes back; fails if an expected answer doesn't come.
+// Puts frames or messages on the bus and shows what comes back; fails if an expected answer doesn't
+// come.
 Command AddSendCommand(CLI::App& root);
 // Sends an ISO 15765 request and shows the answers; fails without one.
 Command AddIsoTpCommand(CLI::App& root);

@@ -1,6 +1,6 @@
 #include "commands/header_session.h"
 
-#include "frames/can_frame.h"
+#include "frames/hex_text.h"
 
 namespace passbridge::tool {
 namespace {

@@ -1,9 +1,10 @@
 #include <memory>
 #include <string>
 
-#include "commands/can_session.h"
 #include "commands/commands.h"
 #include "commands/kline_session.h"
+#include "commands/option_values.h"
+#include "frames/hex_text.h"
 
 namespace passbridge::tool {
 namespace {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "frames/hex_text.h"
 #include "frames/obd_addresses.h"
 
 namespace passbridge::tool {

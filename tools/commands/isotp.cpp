@@ -3,10 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "commands/can_session.h"
 #include "commands/commands.h"
 #include "commands/iso15765_session.h"
+#include "commands/option_values.h"
 #include "frames/diagnostic_answer.h"
+#include "frames/hex_text.h"
 
 namespace passbridge::tool {
 namespace {
@@ -20,8 +21,6 @@ struct IsoTpOptions {
   std::uint32_t wait = 1000;     // ms
   std::uint32_t pending = 5000;  // ms
 };
-
-constexpr std::uint32_t kMaxTime = 3600000;
 
 constexpr const char* kIsoTpFooter =
     "A message is identifier#data in hexadecimal, as of send, with up to 4095 bytes. The answer's\n"

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "client/status.h"
-#include "frames/can_frame.h"
+#include "frames/hex_text.h"
 
 namespace passbridge::tool {
 namespace {

@@ -9,10 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "commands/can_session.h"
 #include "commands/commands.h"
 #include "commands/obd_protocols.h"
 #include "commands/obd_report.h"
+#include "commands/option_values.h"
+#include "frames/hex_text.h"
 #include "frames/obd_addresses.h"
 #include "frames/obd_item.h"
 #include "platform/platform.h"

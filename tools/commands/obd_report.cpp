@@ -1,6 +1,6 @@
 #include "commands/obd_report.h"
 
-#include "frames/can_frame.h"
+#include "frames/hex_text.h"
 
 namespace passbridge::tool {
 namespace {

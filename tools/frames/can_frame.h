@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,10 +37,6 @@ CanFrame ParseCanFrame(std::string_view text);
 std::string FormatCanFrame(const CanFrame& frame);
 // The same with the longer data of an ISO 15765 message, of which there is at least one byte.
 CanFrame ParseIsoMessage(std::string_view text);
-// "02010C"
-std::string FormatBytes(std::span<const std::uint8_t> bytes);
-// Two hexadecimal digits.
-std::uint8_t ParseHexByte(std::string_view text);
 
 // The J2534 form: identifier in four bytes, most significant first, then the data.
 Message ToMessage(const CanFrame& frame, std::uint32_t protocolId);

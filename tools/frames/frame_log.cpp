@@ -20,11 +20,11 @@ std::uint64_t TimestampExtender::Extend(std::uint32_t timestamp) {
   return time_;
 }
 
-std::string FormatLogLine(std::uint64_t time, std::string_view channel, const CanFrame& frame) {
+std::string FormatLogLine(std::uint64_t time, std::string_view channel, std::string_view text) {
   char stamp[40];
   std::snprintf(stamp, sizeof stamp, "(%010" PRIu64 ".%06" PRIu64 ") ", time / 1000000,
                 time % 1000000);
-  return std::string(stamp).append(channel).append(" ") + FormatCanFrame(frame);
+  return std::string(stamp).append(channel).append(" ").append(text);
 }
 
 }  // namespace passbridge::tool

@@ -1,13 +1,11 @@
-// The log line of a frame, "(0000000012.345678) can0 7E8#03410C1AF8": the columns that CAN tools
-// on Linux write and read.
+// The log line of a frame or a message, "(0000000012.345678) can0 7E8#03410C1AF8": the columns that
+// CAN tools on Linux write and read.
 #ifndef PASSBRIDGE_TOOLS_FRAMES_FRAME_LOG_H_
 #define PASSBRIDGE_TOOLS_FRAMES_FRAME_LOG_H_
 
 #include <cstdint>
 #include <string>
 #include <string_view>
-
-#include "frames/can_frame.h"
 
 namespace passbridge::tool {
 
@@ -23,7 +21,7 @@ class TimestampExtender {
 };
 
 // `time` in microseconds.
-std::string FormatLogLine(std::uint64_t time, std::string_view channel, const CanFrame& frame);
+std::string FormatLogLine(std::uint64_t time, std::string_view channel, std::string_view text);
 
 }  // namespace passbridge::tool
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "frames/byte_message.h"
 #include "frames/diagnostic_answer.h"
 
 namespace passbridge::tool {
@@ -116,11 +117,6 @@ std::optional<ObdReading> DecodeFaults(Bytes data) {
     reading.faults.push_back(FormatFaultCode(data[1 + 2 * i], data[2 + 2 * i]));
   }
   return reading;
-}
-
-// Whether the answer begins with these bytes.
-bool BeginsWith(Bytes answer, Bytes bytes) {
-  return answer.size() >= bytes.size() && std::equal(bytes.begin(), bytes.end(), answer.begin());
 }
 
 }  // namespace

@@ -1,0 +1,61 @@
+#include "commands/bus_session.h"
+
+#include <passbridge/j2534.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace passbridge::tool {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds kWriteTimeout{1000};
+// How long a read may keep the user waiting who wants to end.
+constexpr milliseconds kReadSlice{100};
+
+}  // namespace
+
+BusSession::BusSession(const Target& target, const BusOptions& options, std::uint32_t connectFlags,
+                       std::string logName, Console& console)
+    : console_(console),
+      logName_(std::move(logName)),
+      device_(target.api, target.deviceName),
+      channel_(device_, options.Protocol().id, connectFlags,
+               options.bitRate.value_or(options.Protocol().bitRate)) {
+  if (options.pins != 0) channel_.SetConfig(J1962_PINS, options.pins);
+}
+
+void BusSession::Send(std::span<const Message> messages) {
+  channel_.Write(messages, kWriteTimeout);
+}
+
+bool BusSession::HandOver(const std::vector<Message>& messages, const Handler& handler) {
+  for (const Message& message : messages) {
+    const auto line = LineOf(message);
+    if (!line) continue;
+    console_.out << FormatLogLine(clock_.Extend(message.timestamp), logName_, line->text) << '\n';
+    if (!handler(*line)) return false;
+  }
+  return true;
+}
+
+void BusSession::Receive(std::optional<milliseconds> duration, const Handler& handler) {
+  const auto start = steady_clock::now();
+  while (!console_.stopRequested()) {
+    milliseconds wait = kReadSlice;
+    if (duration) {
+      const auto passed = std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
+      if (passed >= *duration) return;
+      wait = std::min(wait, *duration - passed);
+    }
+    const ReadResult result = channel_.Read(wait);
+    if (result.overflow) console_.err << "passbridge: the library lost messages\n";
+    const bool more = HandOver(result.messages, handler);
+    console_.out.flush();
+    if (!more) return;
+  }
+}
+
+}  // namespace passbridge::tool
