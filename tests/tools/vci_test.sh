@@ -100,6 +100,8 @@ expect_virtual 0 info
 says out '^battery   12\.60 V$'
 expect_virtual 0 monitor --count 10
 only ' can0 (100|110|1A0)#' 10
+expect_virtual 0 monitor --protocol can-ps --pins 6,14 --count 10
+only ' can0 (100|110|1A0)#' 10
 expect_virtual 0 isotp 7DF#0902 --functional
 only '^7E[89]#490201565643[0-9A-F]{28}$' 2
 expect_virtual 0 isotp 7E0#36"$(printf '%0200d' 0)"  # several frames there, too
