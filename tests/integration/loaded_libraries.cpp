@@ -53,6 +53,7 @@ VirtualVci::VirtualVci(const std::string& path)
       PASSBRIDGE_FIND(SetStatus),
       PASSBRIDGE_FIND(SetVoltages),
       PASSBRIDGE_FIND(SendFrame),
+      PASSBRIDGE_FIND(SendBytes),
       PASSBRIDGE_FIND(SetCyclic),
       PASSBRIDGE_FIND(SetEcuFault),
       PASSBRIDGE_FIND(TakeHeard),

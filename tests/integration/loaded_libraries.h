@@ -46,6 +46,7 @@ struct VirtualVci {
   PFN_VirtualVciSetStatus SetStatus;
   PFN_VirtualVciSetVoltages SetVoltages;
   PFN_VirtualVciSendFrame SendFrame;
+  PFN_VirtualVciSendBytes SendBytes;
   PFN_VirtualVciSetCyclic SetCyclic;
   PFN_VirtualVciSetEcuFault SetEcuFault;
   PFN_VirtualVciTakeHeard TakeHeard;
