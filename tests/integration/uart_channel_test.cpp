@@ -84,13 +84,13 @@ TEST_F(UartChannel, SciAsksAnEcuInEachConfiguration) {
 TEST_F(UartChannel, SciKeepsTheTimesThatTheApplicationSets) {
   const j2534_ulong id = ConnectUart(SCI_A_ENGINE, 7812);
   Break("sci-a-engine", VVCI_FAULT_LATE_BYTES);
-  EXPECT_EQ(Write(id, {0x10}), long{ERR_FAILED}) << "an echo takes 60 ms";
+  EXPECT_EQ(Write(id, {0x10}, SCI_MODE), long{ERR_FAILED}) << "an echo takes 60 ms";
   EXPECT_TRUE(LastErrorHas("Code (00000101), Extra Info (00000001)")) << LastError();
   All(id);  // what comes too late
   EXPECT_EQ(SetConfig(id, T1_MAX, 100), long{STATUS_NOERROR}) << LastError();
-  EXPECT_THAT(Ask(id, {0x10}), ElementsAre(Bytes{0x0B, 0x27, 0xFE}));
+  EXPECT_THAT(Ask(id, {0x10}, SCI_MODE), ElementsAre(Bytes{0x0B, 0x27, 0xFE}));
   EXPECT_EQ(SetConfig(id, T2_MAX, 20), long{STATUS_NOERROR}) << LastError();
-  EXPECT_EQ(Write(id, {0x10}), long{ERR_FAILED});
+  EXPECT_EQ(Write(id, {0x10}, SCI_MODE), long{ERR_FAILED});
 }
 
 TEST_F(UartChannel, SciFollowsItsEcuToHighSpeedAndHearsBreaks) {

@@ -13,8 +13,9 @@ const TestLink::Setup kSci{
 const TestLink::Setup kGmUart{
     .busType = "SAE_J2740_UART", .protocol = "XDE_5024_on_XDE_5024_UART", .pins = {9}};
 
-const Bytes kFullDuplex{0, 0x40, 0, 0};
-const Bytes kVoltage{0, 0x80, 0, 0};
+const Bytes kFullDuplex{0, 0, 0, 0};
+const Bytes kHalfDuplex{0, 0x40, 0, 0};
+const Bytes kVoltage{0, 0xC0, 0, 0};  // in half duplex
 const Bytes kPoll{0xF0, 0x55, 0xBB};
 constexpr UNUM8 kBreakBit = 0x04;
 constexpr double kSciByte = 10e6 / 7812;  // µs
@@ -105,7 +106,7 @@ class UartRealtimeTest : public UartTest {
 TEST_F(UartTest, SciReadsFaultsAndMemoryInAllConfigurations) {
   for (const std::vector<UNUM32>& pins : {std::vector<UNUM32>{6, 7}, {14, 7}, {12, 7}, {9, 15}}) {
     Use({.busType = kSci.busType, .protocol = kSci.protocol, .pins = pins});
-    for (const Bytes& flags : {Bytes{0, 0, 0, 0}, kFullDuplex}) {
+    for (const Bytes& flags : {kHalfDuplex, kFullDuplex}) {
       EXPECT_THAT(Ask({0x10}, flags), ElementsAre(Bytes{0x0B, 0x27, 0xFE}));
       EXPECT_THAT(Ask({0x14, 0x00, 0x80}, flags), ElementsAre(Bytes{0x80}));
       EXPECT_THAT(Ask({0x14, 0x01, 0x00}, flags), IsEmpty()) << "no memory there";
@@ -140,13 +141,13 @@ TEST_F(UartTest, SciEchoesHaveT1AndT2) {
   };
   Use(kSci);
   for (const Case& c :
-       {Case{"on time", VVCI_FAULT_NONE, 20000, 100000, {0, 0, 0, 0}, 0},
-        Case{"no echo", VVCI_FAULT_NO_ANSWER, 20000, 100000, {0, 0, 0, 0}, 1},
+       {Case{"on time", VVCI_FAULT_NONE, 20000, 100000, kHalfDuplex, 0},
+        Case{"no echo", VVCI_FAULT_NO_ANSWER, 20000, 100000, kHalfDuplex, 1},
         Case{"none is needed", VVCI_FAULT_NO_ANSWER, 20000, 100000, kFullDuplex, 0},
-        Case{"another byte", VVCI_FAULT_WRONG_CHECKSUM, 20000, 100000, {0, 0, 0, 0}, 2},
-        Case{"late for T1", VVCI_FAULT_LATE_BYTES, 20000, 100000, {0, 0, 0, 0}, 1},
-        Case{"late for T2", VVCI_FAULT_LATE_BYTES, 100000, 20000, {0, 0, 0, 0}, 1},
-        Case{"late, but on time", VVCI_FAULT_LATE_BYTES, 100000, 100000, {0, 0, 0, 0}, 0}}) {
+        Case{"another byte", VVCI_FAULT_WRONG_CHECKSUM, 20000, 100000, kHalfDuplex, 2},
+        Case{"late for T1", VVCI_FAULT_LATE_BYTES, 20000, 100000, kHalfDuplex, 1},
+        Case{"late for T2", VVCI_FAULT_LATE_BYTES, 100000, 20000, kHalfDuplex, 1},
+        Case{"late, but on time", VVCI_FAULT_LATE_BYTES, 100000, 100000, kHalfDuplex, 0}}) {
     SCOPED_TRACE(c.what);
     Break("sci-a-engine", c.fault);
     link_->Set("CP_T1Max", c.t1);
@@ -174,7 +175,7 @@ TEST_F(UartTest, SciAnswersHaveT3AndT4) {
 TEST_F(UartTest, SciChangesItsSpeedAndABreakEndsThat) {
   Use(kSci);
   EXPECT_THAT(Ask({0x12}), IsEmpty());
-  EXPECT_EQ(Run({.data = {0x10}}).extra, 1u) << "no echo at the old speed";
+  EXPECT_EQ(Run({.data = {0x10}, .flags = kHalfDuplex}).extra, 1u) << "no echo at the old speed";
   SetNumber("CP_Baudrate", 62500);
   EXPECT_EQ(Ask({0x10}).size(), 1u);
   EXPECT_THAT(Ask({0xFE}), IsEmpty());
@@ -195,7 +196,7 @@ TEST_F(UartTest, SciChangesItsSpeedAndABreakEndsThat) {
 TEST_F(UartTest, SciMessagesWaitForTheAnswerBeforeThemUpToT5) {
   Use(kSci);
   // Packed: two messages of one byte.
-  const TestLink::Request two{.data = {2, 0, 0, 0, 1, 0x10, 1, 0x10}, .flags = {0, 0x40, 0, 0x20}};
+  const TestLink::Request two{.data = {2, 0, 0, 0, 1, 0x10, 1, 0x10}, .flags = {0, 0, 0, 0x20}};
   Run(two);
   auto heard = HeardBy("sci-a-engine");
   ASSERT_EQ(heard.size(), 2u);

@@ -7,7 +7,7 @@ namespace virtual_vci {
 
 namespace {
 
-constexpr TxFlagBit kTxSciMode{1, 0x40};  // full duplex
+constexpr TxFlagBit kTxSciHalfDuplex{1, 0x40};
 constexpr TxFlagBit kTxSciVoltage{1, 0x80};
 
 }  // namespace
@@ -26,14 +26,14 @@ void SciProtocol::SendMessage(const Bytes& message) {
 }
 
 void SciProtocol::BeginMessage() {
-  const bool fullDuplex = Has(Flags(), kTxSciMode);
-  line_.SetTransmission({fullDuplex, Has(Flags(), kTxSciVoltage)});
+  const bool halfDuplex = Has(Flags(), kTxSciHalfDuplex);
+  line_.SetTransmission({halfDuplex, Has(Flags(), kTxSciVoltage)});
   begun_ = link_.scheduler.Now();
-  if (fullDuplex) {
+  if (halfDuplex) {
+    SendByte();
+  } else {
     sender_.Start(message_, sendSettings_.format, 0,
                   [this](FrameTimes times) { MessageSent(times); });
-  } else {
-    SendByte();
   }
 }
 

@@ -29,7 +29,7 @@ bool SciPort::IsComplete() const {
 void SciPort::ByteHeard(std::uint8_t byte, const SerialFormat& format, FrameTimes times) {
   if (format != Format() || fault_ == EcuFault::kNoAnswer) return;
   receiver_.Take(byte, times, EchoTime() + kRequestPause);
-  if (!line_.Transmission().fullDuplex) {
+  if (line_.Transmission().halfDuplex) {
     Echo(byte);
   } else if (IsComplete()) {
     receiver_.End();

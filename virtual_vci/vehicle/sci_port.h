@@ -10,7 +10,7 @@ namespace virtual_vci {
 
 /// What a tester does beside its bytes.
 struct SciTransmission {
-  bool fullDuplex = false;     ///< it wants no echo
+  bool halfDuplex = false;     ///< it waits for an echo of each byte
   bool raisedVoltage = false;  ///< its line has the programming voltage
 };
 
