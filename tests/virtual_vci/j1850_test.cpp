@@ -137,6 +137,11 @@ TEST_F(J1850Test, FramesWithAWrongCrcAreDropped) {
   SendAsStranger(kVpw, VVCI_SEND_WRONG_CHECKSUM, {0x08, 0x01, 0x02, 0x03});
   SendAsStranger(kVpw, 0, {0x08, 0x01, 0x02, 0x04});
   EXPECT_THAT(Heard(*link), ElementsAre(Bytes{0x08, 0x01, 0x02, 0x04}));
+  ASSERT_EQ(library_.VirtualVciSetEcuFault(module_, "vpw", VVCI_FAULT_NONE), PDU_STATUS_NOERROR);
+  for (const UNUM32 flags : {VVCI_SEND_WRONG_CHECKSUM, 0u}) {
+    SendAsStranger(kVpw, flags, kVpwRequest + Bytes{0x03});
+    EXPECT_EQ(Heard(*link).size(), flags == 0 ? 2u : 0u) << "request and answer";
+  }
 }
 
 TEST_F(J1850Test, TheLowerFrameWinsTheArbitration) {

@@ -219,6 +219,7 @@ TEST_F(UartTest, GmUartAnswersTheMasterAndOnlyIt) {
   ASSERT_EQ(memory.size(), 1u);
   EXPECT_EQ(memory[0].size(), 3u + 1 + 64);
   EXPECT_EQ(memory[0][3], 0x80);
+  EXPECT_THAT(Ask({0xF4, 0x58, 0x02, 0x00, 0xC1, 0xF1}), IsEmpty()) << "not all of it is there";
   EXPECT_THAT(Ask({0xF4, 0x56, 0x0A, 0xAC}), ElementsAre(Bytes{0xF4, 0x56, 0x0A, 0xAC}));
   EXPECT_THAT(Ask({0xF4, 0x57, 0x01, 0x00, 0xB4}), ElementsAre(Bytes{0xF4, 0x56, 0x01, 0xB5}));
   EXPECT_THAT(Ask({0xF4, 0x56, 0x0A, 0xAD}), IsEmpty()) << "wrong checksum";
@@ -230,6 +231,10 @@ TEST_F(UartTest, GmUartAnswersTheMasterAndOnlyIt) {
   Break("gmuart", VVCI_FAULT_NONE);
   SetNumber("CP_BecomeMaster", 0);
   EXPECT_EQ(Run({.data = {0xF4, 0x56, 0x0A, 0xAC}}).extra, 1u) << "a slave again";
+  EXPECT_EQ(BecomeMaster(0xF0).error, 0u);
+  ASSERT_EQ(library_.PDUDisconnect(module_, link_->Handle()), PDU_STATUS_NOERROR);
+  link_->Open();
+  EXPECT_EQ(Run({.data = {0xF4, 0x56, 0x0A, 0xAC}}).extra, 1u) << "nor is it one on a new line";
 }
 
 TEST_F(UartRealtimeTest, GmUartMasterPollsAndYieldsToWhoAnswers) {
@@ -250,6 +255,14 @@ TEST_F(UartRealtimeTest, GmUartMasterPollsAndYieldsToWhoAnswers) {
   const auto again = link_->AwaitResult(milliseconds(3000));
   ASSERT_TRUE(again) << "after a second without a message it is master again";
   EXPECT_EQ(again->data.size(), kPoll.size());
+}
+
+TEST_F(UartRealtimeTest, GmUartMasterGoesOnAfterTheAnswerOfAnyOther) {
+  Use(kGmUart);
+  ASSERT_EQ(SetPollResponse({0xF1, 0x56, 0x99, 0x20}), PDU_STATUS_NOERROR);
+  link_->Update();
+  for (int i = 0; i < 6; ++i) EXPECT_TRUE(link_->AwaitResult(milliseconds(300))) << i;
+  EXPECT_GE(HeardBy("gmuart").size(), 8u) << "it answered twice at least";
 }
 
 TEST_F(UartRealtimeTest, GmUartSlaveThatIsNotPolledDoesNotBecomeMaster) {
