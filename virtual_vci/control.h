@@ -106,7 +106,8 @@ typedef T_PDU_ERROR PDUAPI FN_VirtualVciSendFrame(UNUM32 hMod, UNUM32 pin1, UNUM
 /// Sends a message on the bus of these pins as if a further ECU did, whatever kind of bus it is:
 /// the bytes are those that a link of the bus takes and gives (CAN: four bytes of identifier, most
 /// significant first, and up to eight of data; else the whole frame). `flags` are transmit flags,
-/// of which 0x100 makes the identifier one of 29 bits, or one of the two below.
+/// of which 0x100 makes the identifier one of 29 bits and 0x400 sends with high voltage, or one of
+/// the two below.
 /// PDU_ERR_PIN_NOT_CONNECTED without a bus, PDU_ERR_INVALID_PARAMETERS for bytes that are no
 /// message there, or a break on a bus that has none.
 #define VVCI_SEND_WRONG_CHECKSUM 0x40000000u  ///< the bus's own checksum (J1850) is wrong

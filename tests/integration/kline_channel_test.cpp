@@ -73,7 +73,7 @@ TEST_F(KLineChannel, InitialisesAndAsksWithAndWithoutChecksums) {
   };
   for (const Case& c : {Case{ISO14230, 0, 0}, Case{ISO14230, ISO9141_NO_CHECKSUM, 0},
                         Case{ISO14230, ISO9141_K_LINE_ONLY, 0}, Case{ISO14230_PS, 0, 0x070F},
-                        Case{UBP_PS, 0, 0x0100}, Case{UBP_PS, ISO9141_NO_CHECKSUM, 0x0100}}) {
+                        Case{UBP_PS, 0, 0x0300}, Case{UBP_PS, ISO9141_NO_CHECKSUM, 0x0300}}) {
     SCOPED_TRACE(std::to_string(c.protocol) + " flags " + std::to_string(c.flags));
     const j2534_ulong id = ConnectKLine(c.protocol, c.flags, c.pins);
     PASSTHRU_MSG response{};

@@ -11,7 +11,7 @@ const TestLink::Setup kKeyword{
     .busType = "ISO_14230_1_UART", .protocol = "SAE_J2190_on_ISO_14230_2", .pins = {7, 15}};
 const TestLink::Setup kIso9141{
     .busType = "ISO_9141_2_UART", .protocol = "SAE_J2190_on_ISO_9141", .pins = {7, 15}};
-const TestLink::Setup kUbp{.busType = "UBP_UART", .protocol = "UBP_on_UBP_UART", .pins = {1}};
+const TestLink::Setup kUbp{.busType = "UBP_UART", .protocol = "UBP_on_UBP_UART", .pins = {3}};
 
 constexpr UNUM32 kFiveBaud = 1;
 constexpr UNUM32 kFast = 2;

@@ -28,6 +28,8 @@ inline constexpr TxFlagBit kTxExtendedAddress{3, 0x80};
 inline constexpr TxFlagBit kTxPacked{3, 0x20};
 
 /// Receive flags.
+inline constexpr TxFlagBit kRxHighVoltage{1, 0x01};
+inline constexpr TxFlagBit kRxSpeedChange{1, 0x04};
 inline constexpr TxFlagBit kRx29BitId{2, 0x01};
 inline constexpr TxFlagBit kRxExtendedAddress{3, 0x80};
 inline constexpr TxFlagBit kRxPaddingError{3, 0x10};

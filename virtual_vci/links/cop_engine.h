@@ -24,6 +24,7 @@ class CopTarget {
   virtual void CommunicationStopped() = 0;
   virtual void ActivateParams(const Cop& update) = 0;
   virtual void RestoreParams() = 0;
+  virtual void ChangeParams(std::span<const ComParamDefault> values) = 0;
   virtual const ComParamSet& ActiveParams() const = 0;
   virtual void NoteError(T_PDU_ERR_EVT code, UNUM32 extra, UNUM32 cop, UNUM32 timestamp) = 0;
 };
@@ -86,6 +87,8 @@ class CopEngine {
   const Cop* Find(UNUM32 handle) const;
   /// Those that it runs with.
   const ComParamSet& ParamsOf(const Cop& cop) const;
+  /// The bus makes the link change ComParams, working and active ones.
+  void ChangeParams(std::span<const ComParamDefault> values) { target_.ChangeParams(values); }
 
  private:
   EventHead HeadOf(const Cop& cop) const;

@@ -151,6 +151,15 @@ void Link::RestoreParams() {
   workingResponses_ = activeResponses_;
 }
 
+void Link::ChangeParams(std::span<const ComParamDefault> values) {
+  for (const ComParamDefault& each : values) {
+    working_.SetNumber(each.id, each.value);
+    active_.SetNumber(each.id, each.value);
+  }
+  protocol_->ParamsChanged(active_);
+  site_.access.TellOthers(handle_, PDU_INFO_PHYS_COMPARAM_CHG, Timestamp());
+}
+
 void Link::NoteError(T_PDU_ERR_EVT code, UNUM32 extra, UNUM32 cop, UNUM32 timestamp) {
   lastError_ = {code, cop, timestamp, extra};
 }

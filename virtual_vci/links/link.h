@@ -83,6 +83,7 @@ class Link : private CopTarget {
   void CommunicationStopped() override;
   void ActivateParams(const Cop& update) override;
   void RestoreParams() override;
+  void ChangeParams(std::span<const ComParamDefault> values) override;
   const ComParamSet& ActiveParams() const override { return active_; }
   void NoteError(T_PDU_ERR_EVT code, UNUM32 extra, UNUM32 cop, UNUM32 timestamp) override;
 

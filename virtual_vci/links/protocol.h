@@ -60,7 +60,8 @@ class Protocol {
   }
 };
 
-/// A ComParam that a protocol starts with on its bus instead of with the usual default.
+/// A ComParam and a value: what a protocol starts with on its bus instead of with the usual
+/// default, what the bus makes a link change.
 struct ComParamDefault {
   ComParam id;
   UNUM32 value;

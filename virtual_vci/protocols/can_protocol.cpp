@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "virtual_vci/links/cop_engine.h"
 
@@ -14,14 +15,29 @@ constexpr std::uint64_t kAsideToken = 0;  // no ComPrimitive's frame has it
 // CP_CanFuncReqFormat: the link receives identifiers of one length only.
 constexpr UNUM32 kOneIdentifierLength = 0x20;
 
+// CP_ChangeSpeedResCtrl, and the CP_TerminationType that each asks for.
+constexpr UNUM32 kSwitchTerminationOn = 1;
+constexpr UNUM32 kSwitchTerminationOff = 2;
+constexpr UNUM32 kHighSpeedTermination = 4;
+
+SpeedChange SpeedChangeOf(const ComParamSet& params) {
+  return {params.Number(ComParam::CP_ChangeSpeedCtrl) != 0,
+          params.Value(static_cast<UNUM32>(ComParam::CP_ChangeSpeedMessage)).bytes,
+          params.Number(ComParam::CP_ChangeSpeedRate),
+          params.Number(ComParam::CP_ChangeSpeedTxDelay),
+          params.Number(ComParam::CP_ChangeSpeedResCtrl)};
+}
+
 }  // namespace
 
 CanProtocol::~CanProtocol() {
+  link_.scheduler.Cancel(pause_);
   if (online_) bus_.Detach(*this);
 }
 
 void CanProtocol::GoOnline(const ComParamSet& params) {
   sentExtended_.reset();
+  mayTransmit_ = 0;
   ParamsChanged(params);
   bus_.Attach(*this);
   online_ = true;
@@ -33,9 +49,14 @@ void CanProtocol::GoOffline() {
 }
 
 CanProtocol::Settings CanProtocol::Read(const ComParamSet& params) const {
-  return {params.Number(ComParam::CP_Baudrate), params.Number(ComParam::CP_Loopback) != 0,
+  return {params.Number(ComParam::CP_Baudrate),
+          params.Number(ComParam::CP_Loopback) != 0,
           params.Number(ComParam::CP_TransmitIndEnable) != 0,
-          params.Number(ComParam::CP_CanFuncReqFormat), params.Number(patienceParam_)};
+          params.Number(ComParam::CP_CanFuncReqFormat),
+          params.Number(patienceParam_),
+          params.Number(ComParam::CP_SwCan_HighVoltage) != 0,
+          params.Number(ComParam::CP_TerminationType) != 0,
+          SpeedChangeOf(params)};
 }
 
 void CanProtocol::ParamsChanged(const ComParamSet& params) { settings_ = Read(params); }
@@ -69,16 +90,26 @@ void CanProtocol::Send(const Cop& cop) {
   SendNext();
 }
 
-void CanProtocol::SendNext() { SendMessage(outgoing_.flags, outgoing_.messages[next_]); }
+void CanProtocol::SendNext() {
+  const Micros now = link_.scheduler.Now();
+  if (now < mayTransmit_) {
+    pause_ = link_.scheduler.After(mayTransmit_ - now, Pace::kProgress, [this] { SendNext(); });
+  } else {
+    SendMessage(outgoing_.flags, outgoing_.messages[next_]);
+  }
+}
 
 void CanProtocol::StopSending() {
+  link_.scheduler.Cancel(pause_);
   if (online_ && sending_ != PDU_HANDLE_UNDEF) bus_.Cancel(*this, token_);
   sending_ = PDU_HANDLE_UNDEF;
 }
 
 void CanProtocol::TransmitFrame(const CanFrame& frame) {
   sentExtended_ = frame.extended;
-  bus_.Send(*this, frame, ++token_, sendSettings_.patience);
+  CanFrame sent = frame;
+  sent.highVoltage = sendSettings_.highVoltage;
+  bus_.Send(*this, sent, ++token_, sendSettings_.patience);
 }
 
 void CanProtocol::TransmitAside(const CanFrame& frame, Micros patience) {
@@ -102,12 +133,34 @@ void CanProtocol::MessageFailed(UNUM32 reason) {
 void CanProtocol::MessageSent(FrameTimes times) {
   const Cop* cop = link_.cops.Find(sending_);
   if (cop == nullptr) return;
-  Echo(*cop, outgoing_.messages[next_], times);
+  const Bytes& message = outgoing_.messages[next_];
+  Echo(*cop, message, times);
+  const SpeedChange& change = sendSettings_.speedChange;
+  if (change.enabled && change.bitRate != 0 && message == change.message) ChangeSpeed(times);
   if (++next_ < outgoing_.messages.size()) {
     SendNext();
   } else {
     link_.cops.SendDone(std::exchange(sending_, PDU_HANDLE_UNDEF));
   }
+}
+
+void CanProtocol::ChangeSpeed(FrameTimes times) {
+  const SpeedChange change = sendSettings_.speedChange;
+  std::vector<ComParamDefault> values{{ComParam::CP_Baudrate, change.bitRate}};
+  if (change.termination == kSwitchTerminationOn)
+    values.push_back({ComParam::CP_TerminationType, kHighSpeedTermination});
+  if (change.termination == kSwitchTerminationOff)
+    values.push_back({ComParam::CP_TerminationType, 0});
+  link_.cops.ChangeParams(values);
+  mayTransmit_ = link_.scheduler.Now() + change.pause;
+  const auto receiver = link_.cops.ReceiverFrom({}, PDU_ID_UNDEF);
+  if (!receiver) return;
+  ResultInfo info;
+  Put(info.rxFlags, kRxSpeedChange);
+  info.emptyHeader = true;
+  info.acceptanceId = receiver->acceptanceId;
+  info.startTimestamp = static_cast<UNUM32>(times.start);
+  link_.events.Push(MakeResultItem(HeadOf(*receiver->cop, times), info, {}));
 }
 
 EventHead CanProtocol::HeadOf(const Cop& cop, FrameTimes times) const {
@@ -166,6 +219,7 @@ void CanProtocol::DeliverFrame(const CanFrame& frame, FrameTimes times, const Fo
   if (!receiver) return;
   ResultInfo info;
   if (frame.extended) Put(info.rxFlags, kRx29BitId);
+  if (frame.highVoltage) Put(info.rxFlags, kRxHighVoltage);
   info.startTimestamp = static_cast<UNUM32>(times.start);
   const UNUM32 handle = receiver->cop->handle;
   Deliver(*receiver, info, times, bytes.All(), form);

@@ -15,6 +15,15 @@
 
 namespace virtual_vci {
 
+/// Of single-wire CAN: the message after which the link changes its speed, and what it changes.
+struct SpeedChange {
+  bool enabled = false;
+  Bytes message;
+  std::uint32_t bitRate = 0;
+  Micros pause = 0;        ///< until the next transmission
+  UNUM32 termination = 0;  ///< CP_ChangeSpeedResCtrl
+};
+
 /// The node on the bus, the ComPrimitive being sent message by message, indications and echoes, the
 /// delivery of frames. Derived classes say what a message is.
 class CanProtocol : public Protocol, protected CanNode {
@@ -84,16 +93,22 @@ class CanProtocol : public Protocol, protected CanNode {
     bool transmitIndication = false;
     UNUM32 identifiers = 0;  ///< CP_CanFuncReqFormat
     Micros patience = 0;
+    bool highVoltage = false;
+    bool terminates = false;
+    SpeedChange speedChange;
   };
   // CanNode
   void Sent(std::uint64_t token, const CanFrame& frame, bool acknowledged,
             FrameTimes times) override;
   std::uint32_t BitRate() const override { return settings_.bitRate; }
+  bool Terminates() const override { return settings_.terminates; }
 
   Settings Read(const ComParamSet& params) const;
   OutgoingMessages OutgoingOf(const Cop& cop) const;
   bool Receives(bool extended) const;
+  /// The next message, once the pause after a change of speed is over.
   void SendNext();
+  void ChangeSpeed(FrameTimes times);
   void Push(const EventHead& head, ResultInfo& info, std::span<const UNUM8> message,
             const Form& form);
   void Echo(const Cop& cop, std::span<const UNUM8> message, FrameTimes times);
@@ -106,6 +121,8 @@ class CanProtocol : public Protocol, protected CanNode {
   UNUM32 sending_ = PDU_HANDLE_UNDEF;
   Settings sendSettings_;  ///< those of the ComPrimitive being sent
   OutgoingMessages outgoing_;
+  std::optional<Scheduler::Timer> pause_;
+  Micros mayTransmit_ = 0;            ///< from when on
   std::optional<bool> sentExtended_;  ///< whether the last frame had an identifier of 29 bits
   std::size_t next_ = 0;
   std::uint64_t token_ = 0;

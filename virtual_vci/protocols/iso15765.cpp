@@ -225,6 +225,7 @@ void Iso15765::SendEnded(IsoTpError error) {
 void Iso15765::Heard(const CanFrame& frame, FrameTimes times) {
   ended_.clear();
   times_ = times;
+  highVoltage_ = frame.highVoltage;
   Conversation* from = nullptr;
   for (const auto& conversation : conversations_) {
     if (HasAddress(frame, conversation->response)) from = conversation.get();
@@ -265,6 +266,7 @@ void Iso15765::Deliver(const Conversation& from, const Bytes& message) {
   ResultInfo info;
   info.rxFlags = RxFlagsOf(from.response);
   if (from.paddingError) Put(info.rxFlags, kRxPaddingError);
+  if (highVoltage_) Put(info.rxFlags, kRxHighVoltage);
   info.startTimestamp = from.startTimestamp;
   const UNUM32 handle = receiver->cop->handle;
   const bool pending = message.size() == 3 && message[0] == 0x7F && message[2] == 0x78;

@@ -76,8 +76,9 @@ class Iso15765 : public CanProtocol, private IsoTpSender::Host {
   std::vector<UniqueRespEntry> entries_;
   std::vector<std::unique_ptr<Conversation>> conversations_;
   std::vector<std::unique_ptr<Conversation>>
-      ended_;         ///< of an earlier table, until nothing of theirs runs
-  FrameTimes times_;  ///< of the frame that is being handled
+      ended_;                 ///< of an earlier table, until nothing of theirs runs
+  FrameTimes times_;          ///< of the frame that is being handled
+  bool highVoltage_ = false;  ///< of the last frame
 
   IsoTpSender sender_;
   Settings sendSettings_;  ///< those of the ComPrimitive being sent

@@ -15,7 +15,7 @@ namespace {
 constexpr auto kBusTypes = std::to_array<BusTypeInfo>({
     {BusType::kDualWireCan, 2, 2, 500000, kCanPortMembers, ReadCanPort},
     {BusType::kFaultTolerantCan, 2, 2, 500000, kCanPortMembers, ReadCanPort},
-    {BusType::kSingleWireCan, 1, 1, 500000, kCanPortMembers, ReadCanPort},
+    {BusType::kSingleWireCan, 1, 2, 33333, kCanPortMembers, ReadCanPort},
     {BusType::kIso14230Uart, 1, 2, 10400, kKLinePortMembers, ReadKLinePort},
     {BusType::kIso9141Uart, 1, 2, 10400, kKLinePortMembers, ReadKLinePort, BusType::kIso14230Uart},
     {BusType::kJ1850Vpw, 1, 1, 10400, kJ1850PortMembers, ReadJ1850Port},

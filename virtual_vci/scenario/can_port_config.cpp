@@ -8,6 +8,8 @@ namespace virtual_vci {
 
 namespace {
 
+constexpr std::uint32_t kFastestCan = 1000000;
+
 /// An identifier: a number above 0x7FF has 29 bits, a smaller one has if "extended" says so.
 CanAddress ReadAddress(const JsonValue& json) {
   CanAddress address;
@@ -47,7 +49,7 @@ TransportConfig ReadTransport(const JsonValue& json) {
 
 std::shared_ptr<PortConfig> ReadCanPort(const JsonValue& json, const std::vector<Signal>& signals) {
   CanPortConfig port;
-  if (const auto bitRate = json.Find("bitRate")) port.bitRate = bitRate->Number(5, 1000000);
+  if (const auto bitRate = json.Find("bitRate")) port.bitRate = bitRate->Number(5, kFastestCan);
   port.request = ReadAddress(json.Get("request"));
   port.response = ReadAddress(json.Get("response"));
   if (const auto functional = json.Find("functional")) port.functional = ReadAddress(*functional);
@@ -58,6 +60,9 @@ std::shared_ptr<PortConfig> ReadCanPort(const JsonValue& json, const std::vector
     for (const JsonValue& message : cyclic->Elements())
       port.cyclic.push_back(ReadCyclic(message, signals));
   }
+  port.highBitRate = json.NumberOr("highBitRate", 0, 0, kFastestCan);
+  if (const auto time = json.Find("awakeTime")) port.awakeTime = ReadTime(*time);
+  port.needsTermination = json.BoolOr("needsTermination", false);
   return std::make_shared<CanPortConfig>(std::move(port));
 }
 

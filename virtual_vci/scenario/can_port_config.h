@@ -47,10 +47,14 @@ struct CanPortConfig : PortConfig {
   std::optional<std::uint8_t> padding;  ///< fills its frames up to 8 bytes
   TransportConfig transport;
   std::vector<Cyclic> cyclic;
+  std::uint32_t highBitRate = 0;  ///< which it can be told to change to; 0: it can't
+  Micros awakeTime = 0;           ///< it sleeps without a message for so long; 0: never
+  bool needsTermination = false;  ///< at that rate it hears and says nothing on a bus without
 };
 
 inline constexpr auto kCanPortMembers = std::to_array<std::string_view>(
-    {"bitRate", "request", "functional", "response", "padding", "transport", "cyclic"});
+    {"bitRate", "request", "functional", "response", "padding", "transport", "cyclic",
+     "highBitRate", "awakeTime", "needsTermination"});
 
 /// Reads these members. Throws ScenarioError.
 std::shared_ptr<PortConfig> ReadCanPort(const JsonValue& json, const std::vector<Signal>& signals);

@@ -153,6 +153,26 @@ EcuConfig Transmission() {
   return ecu;
 }
 
+/// ECUs on single-wire CAN. One of them sleeps until a message with high voltage comes.
+EcuConfig SingleWireEcu(std::size_t bus, const char* name, std::uint32_t request,
+                        Micros awakeTime) {
+  EcuConfig ecu;
+  ecu.name = name;
+  ecu.signals = {Sweep("speed", 1, 0, 120, 30 * kSecond)};
+  ecu.uds.emplace();
+  AddIdentifiers(ecu, {{0xF190, kVinBytes, true}, {0x0100, "{speed}", false}});
+  CanPortConfig port;
+  port.bus = bus;
+  port.request = {request, false, {}};
+  port.response = {request + 0x400, false, {}};
+  port.functional = CanAddress{0x101, false, std::uint8_t{0xFE}};
+  port.highBitRate = 83333;
+  port.awakeTime = awakeTime;
+  port.needsTermination = true;
+  ecu.ports.push_back(std::make_shared<CanPortConfig>(port));
+  return ecu;
+}
+
 /// What the ECUs on older buses have.
 EcuConfig LegacyEcu(const char* name, const char* calibration) {
   EcuConfig ecu;
@@ -268,10 +288,11 @@ Scenario BuiltInScenario() {
   scenario.vcis = Vcis();
   scenario.buses = {
       {BusType::kDualWireCan, {6, 14}, 500000}, {BusType::kIso14230Uart, {7, 15}, 10400},
-      {BusType::kUbpUart, {1}, 9600},           {BusType::kJ1850Vpw, {2}, 10400},
+      {BusType::kUbpUart, {3}, 9600},           {BusType::kJ1850Vpw, {2}, 10400},
       {BusType::kJ1850Pwm, {2, 10}, 41600},     {BusType::kJ2610Uart, {6, 7}, 7812},
       {BusType::kJ2610Uart, {14, 7}, 7812},     {BusType::kJ2610Uart, {12, 7}, 7812},
-      {BusType::kJ2610Uart, {9, 15}, 7812},     {BusType::kJ2740Uart, {9}, 8192}};
+      {BusType::kJ2610Uart, {9, 15}, 7812},     {BusType::kJ2740Uart, {9}, 8192},
+      {BusType::kSingleWireCan, {1}, 33333}};
   scenario.ecus = {Engine(),
                    Transmission(),
                    KeywordEngine(1, "keyword"),
@@ -283,7 +304,9 @@ Scenario BuiltInScenario() {
                    SciEcu(6, "sci-a-trans"),
                    SciEcu(7, "sci-b-engine"),
                    SciEcu(8, "sci-b-trans"),
-                   GmUartEcu(9)};
+                   GmUartEcu(9),
+                   SingleWireEcu(10, "body", 0x241, 0),
+                   SingleWireEcu(10, "mirror", 0x242, 3 * kSecond)};
   return scenario;
 }
 

@@ -75,6 +75,7 @@ class Bus {
 
 /// Transmit flags that SendBytes knows, each on the buses that have such a thing.
 inline constexpr std::uint32_t kBytesOf29BitId = 0x100;
+inline constexpr std::uint32_t kBytesAtHighVoltage = 0x400;
 inline constexpr std::uint32_t kBytesWithWrongChecksum = 0x40000000;
 inline constexpr std::uint32_t kBreakInsteadOfBytes = 0x80000000;
 

@@ -16,9 +16,11 @@ std::uint64_t CanBus::Duration(const CanNode&, const CanFrame& frame, std::uint3
 }
 
 bool CanBus::SendBytes(std::span<const std::uint8_t> message, std::uint32_t flags) {
-  const auto frame = FrameOf(message, (flags & kBytesOf29BitId) != 0);
-  if (frame) SendAsStranger(*frame);
-  return frame.has_value();
+  auto frame = FrameOf(message, (flags & kBytesOf29BitId) != 0);
+  if (!frame) return false;
+  frame->highVoltage = (flags & kBytesAtHighVoltage) != 0;
+  SendAsStranger(*frame);
+  return true;
 }
 
 }  // namespace virtual_vci

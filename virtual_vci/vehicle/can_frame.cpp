@@ -15,7 +15,7 @@ constexpr std::uint32_t kMaxExtendedId = 0x1FFFFFFF;
 
 CanFrame CanFrame::Make(std::uint32_t id, bool extended, std::span<const std::uint8_t> bytes) {
   CanFrame frame{
-      id, extended, static_cast<std::uint8_t>(std::min<std::size_t>(bytes.size(), 8)), {}};
+      id, extended, static_cast<std::uint8_t>(std::min<std::size_t>(bytes.size(), 8)), {}, false};
   std::copy_n(bytes.begin(), frame.size, frame.data.begin());
   return frame;
 }

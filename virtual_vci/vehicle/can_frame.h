@@ -18,6 +18,7 @@ struct CanFrame {
   bool extended = false;  ///< 29-bit identifier
   std::uint8_t size = 0;
   std::array<std::uint8_t, 8> data{};
+  bool highVoltage = false;  ///< of single-wire CAN: it wakes nodes that sleep
 
   static CanFrame Make(std::uint32_t id, bool extended, std::span<const std::uint8_t> bytes);
   std::span<const std::uint8_t> Bytes() const { return {data.data(), size}; }

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "virtual_vci/vehicle/ecu_services.h"
+
 namespace virtual_vci {
 
 namespace {
@@ -11,6 +13,12 @@ constexpr std::uint64_t kResponseToken = 0;
 constexpr std::uint64_t kEcuFlowControlToken = 1;
 constexpr std::uint64_t kFirstCyclicToken = 2;
 constexpr Micros kPatience = 100000;
+
+// Services that change the speed of single-wire CAN.
+constexpr std::uint8_t kEndProgramming = 0x20;
+constexpr std::uint8_t kProgrammingMode = 0xA5;
+constexpr std::uint8_t kRequestHighSpeed = 0x02;
+constexpr std::uint8_t kEnableProgramming = 0x03;
 
 std::vector<Micros> PeriodsOf(const std::vector<CanPortConfig::Cyclic>& messages) {
   std::vector<Micros> periods;
@@ -45,7 +53,17 @@ CanPort::CanPort(const CanPortConfig& config, const PortContext& context, CanBus
 
 CanPort::~CanPort() { bus_.Detach(*this); }
 
+std::uint32_t CanPort::BitRate() const {
+  if (!fast_) return config_.bitRate.value_or(bus_.BitRate());
+  return config_.needsTermination && !bus_.IsTerminated() ? 0 : config_.highBitRate;
+}
+
+bool CanPort::IsAwake() const {
+  return config_.awakeTime == 0 || (awakeUntil_ && context_.scheduler.Now() <= *awakeUntil_);
+}
+
 void CanPort::SendCyclic(std::size_t index) {
+  if (!IsAwake()) return;
   const CanPortConfig::Cyclic& cyclic = config_.cyclic[index];
   const Bytes data = cyclic.data.Build(context_.signals, context_.scheduler.Now(), {});
   // A message that found nobody is not repeated: the next one is newer.
@@ -61,6 +79,10 @@ void CanPort::Sent(std::uint64_t token, const CanFrame&, bool acknowledged, Fram
 }
 
 void CanPort::Heard(const CanFrame& frame, FrameTimes) {
+  // It heard nothing of the frame that woke it.
+  const bool wasAwake = IsAwake();
+  if (wasAwake || frame.highVoltage) awakeUntil_ = context_.scheduler.Now() + config_.awakeTime;
+  if (!wasAwake) return;
   if (HasAddress(frame, config_.request)) {
     const auto bytes = frame.Bytes().subspan(config_.request.extension ? 1 : 0);
     if (!bytes.empty() && bytes[0] >> 4 == 3) {
@@ -79,13 +101,30 @@ void CanPort::HeardFunctional(std::span<const std::uint8_t> frame) {
   const std::size_t length = frame[0];
   if (length == 0 || length > 7 || length >= frame.size()) return;
   const auto request = frame.subspan(1, length);
-  context_.host.Requested(*this, Bytes(request.begin(), request.end()), true,
-                          context_.scheduler.Now());
+  Requested(Bytes(request.begin(), request.end()), true, context_.scheduler.Now());
+}
+
+void CanPort::Requested(Bytes request, bool functional, Micros begun) {
+  if (!ChangesSpeed(request)) context_.host.Requested(*this, std::move(request), functional, begun);
+}
+
+bool CanPort::ChangesSpeed(const Bytes& request) {
+  if (config_.highBitRate == 0) return false;
+  if (request == Bytes{kProgrammingMode, kRequestHighSpeed}) {
+    if (!Busy()) Respond({kProgrammingMode | kPositive});
+  } else if (request == Bytes{kProgrammingMode, kEnableProgramming}) {
+    fast_ = true;
+  } else if (fast_ && request == Bytes{kEndProgramming}) {
+    fast_ = false;
+  } else {
+    return false;
+  }
+  return true;
 }
 
 void CanPort::ReceiveEnded(IsoTpError error, Bytes message) {
   const Micros begun = std::exchange(requestBegun_, {}).value_or(context_.scheduler.Now());
-  if (error == IsoTpError::kNone) context_.host.Requested(*this, std::move(message), false, begun);
+  if (error == IsoTpError::kNone) Requested(std::move(message), false, begun);
 }
 
 void CanPort::Respond(Bytes message) {

@@ -31,7 +31,8 @@ class CanPort : public EcuPort,
   void Heard(const CanFrame& frame, FrameTimes times) override;
   void Sent(std::uint64_t token, const CanFrame& frame, bool acknowledged,
             FrameTimes times) override;
-  std::uint32_t BitRate() const override { return config_.bitRate.value_or(bus_.BitRate()); }
+  std::uint32_t BitRate() const override;
+  bool Acknowledges(const CanFrame&) const override { return IsAwake(); }
   // IsoTpSender::Host
   void Transmit(const CanFrame& frame) override;
   void SendEnded(IsoTpError error) override;
@@ -43,7 +44,11 @@ class CanPort : public EcuPort,
   void SendCyclic(std::size_t index) override;
   void CancelCyclic(std::size_t index) override;
 
+  bool IsAwake() const;
   void HeardFunctional(std::span<const std::uint8_t> frame);
+  void Requested(Bytes request, bool functional, Micros begun);
+  /// Requests that change the speed of single-wire CAN. False if it is none of them.
+  bool ChangesSpeed(const Bytes& request);
 
   const CanPortConfig& config_;
   const PortContext context_;
@@ -52,6 +57,8 @@ class CanPort : public EcuPort,
   IsoTpReceiver receiver_;
   IsoTpSender sender_;
   std::optional<Micros> requestBegun_;  ///< of a request in several frames
+  bool fast_ = false;
+  std::optional<Micros> awakeUntil_;  ///< none: it sleeps, if it does
 };
 
 }  // namespace virtual_vci

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "virtual_vci/vehicle/ecu_services.h"
 #include "virtual_vci/vehicle/legacy_obd.h"
 
 namespace virtual_vci {
@@ -14,7 +15,6 @@ constexpr std::uint8_t kRequestBit = 0x20;  // of the first byte of functional m
 constexpr std::uint8_t kReturnToNormal = 0x20;
 constexpr std::uint8_t kPrepareHighSpeed = 0xA0;
 constexpr std::uint8_t kBeginHighSpeed = 0xA1;
-constexpr std::uint8_t kPositiveBit = 0x40;
 constexpr std::uint8_t kReady = 0xAA;
 
 }  // namespace
@@ -63,7 +63,7 @@ bool J1850Port::ChangesSpeed(const Bytes& request) {
   if (config_.highBitRate == 0) return false;
   switch (request[0]) {
     case kPrepareHighSpeed:
-      if (!Busy()) Respond({kPrepareHighSpeed | kPositiveBit, kReady});
+      if (!Busy()) Respond({kPrepareHighSpeed | kPositive, kReady});
       return true;
     case kBeginHighSpeed:
       fast_ = true;
