@@ -51,7 +51,8 @@ static int queueHead;
 static int queueTail;
 static const char* lastError = "";
 
-static int IsCan(void) { return protocol == CAN || protocol == ISO15765 || protocol == SW_CAN_PS; }
+static int IsIso(void) { return protocol == ISO15765 || protocol == SW_ISO15765_PS; }
+static int IsCan(void) { return protocol == CAN || protocol == SW_CAN_PS || IsIso(); }
 static int LacksPins(void) { return (protocol & 0x8000) && pins == 0; }
 
 /* An indication, a functional message, one to the tester, more indications, an echo. */
@@ -198,7 +199,7 @@ static void Answer(const PASSTHRU_MSG* msg) {
   if (protocol == CAN && msg->DataSize == 12 && msg->Data[2] == 7 && msg->Data[6] == 0x0C) {
     Receive(0x7E8, 0, "\x04\x41\x0C\x1A\xF8\x00\x00\x00", 8);
   }
-  if (protocol != ISO15765 || msg->DataSize != 6 || msg->Data[4] != 1) return;
+  if (!IsIso() || msg->DataSize != 6 || msg->Data[4] != 1) return;
   switch (msg->Data[5]) {
     case 0x0C:
       Receive(0x7E8, 0, "\x41\x0C\x1A\xF8", 4);
@@ -239,8 +240,8 @@ long J2534_CALL PassThruStartMsgFilter(j2534_ulong ChannelID, j2534_ulong Filter
                                        PASSTHRU_MSG* pFlowControlMsg, j2534_ulong* pFilterID) {
   if (ChannelID != kChannel) return ERR_INVALID_CHANNEL_ID;
   if (LacksPins()) return ERR_PIN_INVALID;
-  if (FilterType != (protocol == ISO15765 ? FLOW_CONTROL_FILTER : PASS_FILTER) ||
-      (pFlowControlMsg != NULL) != (protocol == ISO15765)) {
+  if (FilterType != (IsIso() ? FLOW_CONTROL_FILTER : PASS_FILTER) ||
+      (pFlowControlMsg != NULL) != IsIso()) {
     return ERR_INVALID_MSG;
   }
   if (filterCount == kMaxFilters) return ERR_EXCEEDED_LIMIT;
@@ -290,6 +291,10 @@ long J2534_CALL PassThruIoctl(j2534_ulong ChannelID, j2534_ulong IoctlID, void* 
   if (ChannelID == kChannel && IoctlID == SET_CONFIG) return SetConfig((SCONFIG_LIST*)pInput);
   if (ChannelID == kChannel && IoctlID == ADD_TO_FUNCT_MSG_LOOKUP_TABLE && protocol == J1850PWM) {
     return AddFunctionalAddresses((SBYTE_ARRAY*)pInput);
+  }
+  if (ChannelID == kChannel && IoctlID == SW_CAN_HS && !LacksPins()) {
+    NoteSetup("high speed", 1);
+    return STATUS_NOERROR;
   }
   if (ChannelID == kChannel && IoctlID == BECOME_MASTER && protocol == GM_UART_PS) {
     if (LacksPins()) return ERR_PIN_INVALID;

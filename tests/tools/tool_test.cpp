@@ -157,6 +157,21 @@ TEST_P(ToolTest, PinsAreSetBeforeAnythingElse) {
   EXPECT_EQ(Setup(), "pins 900, master F0");
 }
 
+TEST_P(ToolTest, SingleWireCanHasHighVoltageAndHighSpeed) {
+  ASSERT_EQ(Run({"send", "-p", "sw-can-ps", "--pins", "1", "--high-voltage", "100#"}), 0) << Err();
+  EXPECT_EQ(LastCall(), "write 1 timeout 1000 flags 400");
+  EXPECT_EQ(Setup(), "pins 100");
+  ASSERT_EQ(Run({"monitor", "-p", "sw-can-ps", "--pins", "1", "--high-speed", "-n", "1"}), 0);
+  EXPECT_EQ(Setup(), "pins 100, high speed 1");
+  ASSERT_EQ(Run({"isotp", "-p", "sw-iso15765-ps", "--pins", "1", "--high-speed", "--high-voltage",
+                 "7E0#010C"}),
+            0)
+      << Err();
+  EXPECT_EQ(Setup(), "pins 100, high speed 1");
+  EXPECT_EQ(LastCall(), "write 1 timeout 90000 flags 400");
+  EXPECT_EQ(Out(), "7E8#410C1AF8\n");
+}
+
 TEST_P(ToolTest, PwmChannelIsANodeWithFunctionalAddresses) {
   ASSERT_EQ(Run({"monitor", "-p", "j1850pwm", "--begin", "08", "-n", "1"}), 0);
   EXPECT_EQ(LastCall(), "connect 71 2 0 41600");
@@ -275,6 +290,11 @@ TEST_P(ToolTest, WrongUsageIsNotAFailure) {
       {{"monitor", "--both", "--29bit"}, "excludes"},
       {{"monitor", "extra"}, "extra"},
       {{"monitor", "-p", "gm-uart-ps"}, "gm-uart-ps needs --pins"},
+      {{"isotp", "-p", "sw-iso15765-ps", "7E0#01"}, "sw-iso15765-ps needs --pins"},
+      {{"isotp", "-p", "can", "7E0#01"}, "\"can\" is no protocol"},
+      {{"monitor", "-p", "iso15765"}, "\"iso15765\" is no protocol"},
+      {{"send", "--high-voltage", "1#"}, "single-wire CAN: can has none"},
+      {{"monitor", "--high-speed"}, "single-wire CAN: can has none"},
       {{"monitor", "--pins", "6,14"}, "the pins of can are given"},
       {{"monitor", "-p", "can-ps", "--pins", "6,17"}, "pins are one number or two, 1 to 16"},
       {{"monitor", "-p", "can-ps", "--pins", "6,6"}, "pins are one number or two"},

@@ -120,6 +120,20 @@ expect_virtual 1 init --address 44
 says err '^passbridge: no five-baud initialisation at address 44: '
 expect_virtual 0 obd --protocol iso9141 vin
 only '^11  VIN: VVC1234567N000001$' 1
+for bus in j1850vpw j1850pwm; do
+  expect_virtual 0 obd --protocol "$bus" faults
+  only '^10  stored fault codes: P0301 P0420$' 1
+done
+expect_virtual 0 send --protocol j1850vpw '68 6A F1 03' --expect 486B
+only ' j1850vpw 48 6B 10 43 03 01 04 20 00 00$' 1
+expect_virtual 0 send --protocol sci-b-trans --sci-mode 10 --wait 300
+only ' sci-b-trans 0B 27 FE$' 1
+expect_virtual 0 send --protocol gm-uart-ps --pins 9 --become-master F0 F4570100 --expect F4
+only ' gm-uart-ps F4 58 01 13 42$' 1
+expect_virtual 0 send --protocol sw-can-ps --pins 1 --high-voltage 100#
+expect_virtual 1 isotp 242#22F190 --answer 642 --protocol sw-iso15765-ps --pins 1 --wait 300
+expect_virtual 0 isotp 242#22F190 --answer 642 --protocol sw-iso15765-ps --pins 1 --high-voltage
+only '^642#62F190' 1
 VIRTUAL_VCI_SCENARIO=$1/examples/keyword_ecu.json
 case $preset in windows-*) VIRTUAL_VCI_SCENARIO=$(as_windows_path "$VIRTUAL_VCI_SCENARIO") ;; esac
 export VIRTUAL_VCI_SCENARIO

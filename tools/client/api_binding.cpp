@@ -165,6 +165,10 @@ class BoundApi final : public J2534Api {
     return ToStatus(ioctl_(channelId, ADD_TO_FUNCT_MSG_LOOKUP_TABLE, &input, nullptr));
   }
 
+  std::uint32_t SwitchToHighSpeed(std::uint32_t channelId) override {
+    return ToStatus(ioctl_(channelId, SW_CAN_HS, nullptr, nullptr));
+  }
+
   std::uint32_t BecomeMaster(std::uint32_t channelId, std::uint8_t master) override {
     return ToStatus(ioctl_(channelId, BECOME_MASTER, &master, nullptr));
   }

@@ -81,6 +81,10 @@ void Channel::AddFunctionalAddresses(std::span<const std::uint8_t> addresses) {
         api_.AddFunctionalAddresses(id_, addresses));
 }
 
+void Channel::SwitchToHighSpeed() {
+  Check(api_, "PassThruIoctl(SW_CAN_HS)", api_.SwitchToHighSpeed(id_));
+}
+
 void Channel::BecomeMaster(std::uint8_t master) {
   Check(api_, "PassThruIoctl(BECOME_MASTER)", api_.BecomeMaster(id_, master));
 }

@@ -57,6 +57,8 @@ class Channel {
   void SetConfig(std::uint32_t parameter, std::uint32_t value);
   // Has a J1850 PWM channel receive what goes to these, too.
   void AddFunctionalAddresses(std::span<const std::uint8_t> addresses);
+  // Of single-wire CAN.
+  void SwitchToHighSpeed();
   // Has this side become the master of a GM UART bus, and communication begin.
   void BecomeMaster(std::uint8_t master);
   // Returns when something was read, at the latest after the time-out (then perhaps with nothing).

@@ -53,6 +53,8 @@ class J2534Api {
   // Of J1850 PWM: to its functional message look-up table.
   virtual std::uint32_t AddFunctionalAddresses(std::uint32_t channelId,
                                                std::span<const std::uint8_t> addresses) = 0;
+  // Of single-wire CAN.
+  virtual std::uint32_t SwitchToHighSpeed(std::uint32_t channelId) = 0;
   // Of GM UART: this side becomes the bus master.
   virtual std::uint32_t BecomeMaster(std::uint32_t channelId, std::uint8_t master) = 0;
   virtual std::uint32_t ReadVersion(std::uint32_t deviceId, Versions& versions) = 0;

@@ -12,8 +12,14 @@
 namespace passbridge::tool {
 namespace {
 
-constexpr BusProtocol Can(const char* name, std::uint32_t id, std::uint32_t bitRate) {
-  return {name, id, bitRate, BusContent::CanFrames, id != CAN};
+constexpr BusProtocol Can(const char* name, std::uint32_t id, std::uint32_t bitRate,
+                          BusFeature feature = BusFeature::None) {
+  return {name, id, bitRate, BusContent::CanFrames, id != CAN, feature};
+}
+
+constexpr BusProtocol Iso(const char* name, std::uint32_t id, std::uint32_t bitRate,
+                          BusFeature feature = BusFeature::None) {
+  return {name, id, bitRate, BusContent::Iso15765, id != ISO15765, feature};
 }
 
 constexpr BusProtocol OnPlug(const char* name, std::uint32_t id, std::uint32_t bitRate,
@@ -34,7 +40,11 @@ constexpr BusProtocol kBusProtocols[] = {
     Can("can", CAN, 500000),
     Can("can-ps", CAN_PS, 500000),
     Can("ft-can-ps", FT_CAN_PS, 125000),
-    Can("sw-can-ps", SW_CAN_PS, 33333),
+    Can("sw-can-ps", SW_CAN_PS, 33333, BusFeature::SingleWire),
+    Iso("iso15765", ISO15765, 500000),
+    Iso("iso15765-ps", ISO15765_PS, 500000),
+    Iso("ft-iso15765-ps", FT_ISO15765_PS, 125000),
+    Iso("sw-iso15765-ps", SW_ISO15765_PS, 33333, BusFeature::SingleWire),
     OnPlug("iso9141", ISO9141, kKLineRate),
     PinSwitched("iso9141-ps", ISO9141_PS, kKLineRate),
     OnPlug("iso14230", ISO14230, kKLineRate),
@@ -58,9 +68,15 @@ const BusProtocol* FindBusProtocol(const std::string& name) {
   return found == std::end(kBusProtocols) ? nullptr : found;
 }
 
-std::string CheckProtocol(const std::string& text) {
-  if (FindBusProtocol(text) != nullptr) return {};
-  return "\"" + text + "\" is no protocol of those that --help lists";
+// A protocol that carries ISO 15765 like the default, or doesn't like it.
+CLI::Validator ProtocolLike(const BusOptions& options) {
+  const bool isIso = options.Protocol().content == BusContent::Iso15765;
+  const auto check = [isIso](const std::string& text) -> std::string {
+    const BusProtocol* const found = FindBusProtocol(text);
+    if (found != nullptr && (found->content == BusContent::Iso15765) == isIso) return {};
+    return "\"" + text + "\" is no protocol of those that --help lists";
+  };
+  return CLI::Validator(check, "");
 }
 
 // "6,14" becomes the number that J1962_PINS takes: the first pin in bits 8 to 15, the second below.
@@ -108,18 +124,29 @@ const BusProtocol& BusOptions::Protocol() const {
   return *found;
 }
 
-void AddBusOptions(CLI::App& command, BusOptions& options) {
+void AddChannelOptions(CLI::App& command, BusOptions& options, const std::string& usual) {
   command
       .add_option("-p,--protocol", options.protocol,
-                  "protocol of the channel, see below (default: can)")
-      ->check(CLI::Validator(CheckProtocol, ""))
+                  "protocol of the channel, see below (default: " + options.protocol + ")")
+      ->check(ProtocolLike(options))
       ->type_name("NAME");
-  AddBitRateOption(command, options.bitRate, "the protocol's usual one");
+  AddBitRateOption(command, options.bitRate, usual);
   command
       .add_option("--pins", options.pins,
                   "pins of the vehicle's connector, such as 1 or 6,14, of protocols with -ps")
       ->transform(CLI::Validator(ReplacePins, ""))
       ->type_name("PINS");
+  command.add_flag("--high-speed", options.highSpeed,
+                   "single-wire CAN at its high speed, 83333 bit/s");
+}
+
+void AddHighVoltageOption(CLI::App& command, BusOptions& options) {
+  command.add_flag("--high-voltage", options.highVoltage,
+                   "send with the high voltage of single-wire CAN, which wakes ECUs that sleep");
+}
+
+void AddBusOptions(CLI::App& command, BusOptions& options) {
+  AddChannelOptions(command, options, "the protocol's usual one");
   command
       .add_option("--functional", options.functional,
                   "functional address that a j1850pwm channel receives (default: 6B); repeatable")
@@ -142,6 +169,8 @@ void CheckBusOptions(const BusOptions& options) {
   Require(options.functional.empty() || options.Has(BusFeature::PwmNode),
           "--functional is for j1850pwm");
   Require(!options.master || options.Has(BusFeature::Master), "--become-master is for gm-uart-ps");
+  Require((!options.highSpeed && !options.highVoltage) || options.Has(BusFeature::SingleWire),
+          "--high-speed and --high-voltage are for single-wire CAN: " + name + " has none");
 }
 
 void CheckContent(BusContent content, const BusOptions& options, const char* option, bool isGiven) {
@@ -154,6 +183,11 @@ std::string BusProtocolsHelp() {
   return "Protocols of CAN frames, with their usual bit rates; those with -ps need --pins:\n" +
          ListProtocols(BusContent::CanFrames) + "Protocols of bytes:\n" +
          ListProtocols(BusContent::Bytes);
+}
+
+std::string IsoProtocolsHelp() {
+  return "Protocols, with their usual bit rates; those with -ps need --pins:\n" +
+         ListProtocols(BusContent::Iso15765);
 }
 
 }  // namespace passbridge::tool

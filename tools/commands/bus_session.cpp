@@ -22,9 +22,9 @@ BusSession::BusSession(const Target& target, const BusOptions& options, std::uin
     : console_(console),
       logName_(std::move(logName)),
       device_(target.api, target.deviceName),
-      channel_(device_, options.Protocol().id, connectFlags,
-               options.bitRate.value_or(options.Protocol().bitRate)) {
+      channel_(device_, options.Protocol().id, connectFlags, options.BitRate()) {
   if (options.pins != 0) channel_.SetConfig(J1962_PINS, options.pins);
+  if (options.highSpeed) channel_.SwitchToHighSpeed();
 }
 
 void BusSession::Send(std::span<const Message> messages) {

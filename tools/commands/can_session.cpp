@@ -34,6 +34,8 @@ void CanSession::PassAll() {
 }
 
 std::optional<BusLine> CanSession::LineOf(const Message& message) const {
+  // It comes behind its frame.
+  if ((message.rxStatus & SW_CAN_HV_RX) != 0) return BusLine{"[high voltage]", false};
   const auto frame = ToCanFrame(message);
   // Some libraries let identifiers of the other width through a filter of equal bits.
   if (!frame || !widths_.Has(frame->id)) return std::nullopt;

@@ -31,9 +31,12 @@ Iso15765Session::Iso15765Session(const Target& target, const IsoOptions& options
     : console_(console),
       to_(to),
       padding_(options.padding),
+      highVoltage_(options.bus.highVoltage),
       single_(pairs.size() == 1),
       device_(target.api, target.deviceName),
-      channel_(device_, ISO15765, ConnectFlags(to), options.bitRate) {
+      channel_(device_, options.bus.Protocol().id, ConnectFlags(to), options.bus.BitRate()) {
+  if (options.bus.pins != 0) channel_.SetConfig(J1962_PINS, options.bus.pins);
+  if (options.bus.highSpeed) channel_.SwitchToHighSpeed();
   for (const auto& [request, answer] : pairs) {
     Message mask = ToIsoMessage(answer, {});
     std::fill(mask.data.begin(), mask.data.end(), std::uint8_t{0xFF});
@@ -54,7 +57,8 @@ Message Iso15765Session::ToIsoMessage(const IsoAddress& address,
 }
 
 void Iso15765Session::Send(std::span<const std::uint8_t> request) {
-  const Message message = ToIsoMessage(to_, request);
+  Message message = ToIsoMessage(to_, request);
+  if (highVoltage_) message.txFlags |= SW_CAN_HV_TX;
   channel_.Write({&message, 1}, kSegmentsTimeout);
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "client/device.h"
+#include "commands/bus_options.h"
 #include "commands/command.h"
 #include "commands/diagnostic_session.h"
 #include "frames/can_frame.h"
@@ -27,7 +28,7 @@ struct IsoPair {
 };
 
 struct IsoOptions {
-  std::uint32_t bitRate = 500000;  // bit/s
+  BusOptions bus{.protocol = "iso15765"};
   bool padding = false;
 };
 
@@ -54,6 +55,7 @@ class Iso15765Session final : public DiagnosticSession {
   Console& console_;
   IsoAddress to_;
   bool padding_;
+  bool highVoltage_;
   bool single_;
   Device device_;
   Channel channel_;

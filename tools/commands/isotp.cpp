@@ -31,7 +31,9 @@ constexpr const char* kIsoTpFooter =
     "  passbridge isotp 7E0#0902                        the VIN, which takes several frames\n"
     "  passbridge isotp 18DA10F1#22F190 --padding\n"
     "  passbridge isotp 7DF#0902 --functional           all ECUs\n"
-    "  passbridge isotp 6F1#1001 --answer 612 --extended 12 F1\n";
+    "  passbridge isotp 6F1#1001 --answer 612 --extended 12 F1\n"
+    "  passbridge isotp 242#22F190 --answer 642 --protocol sw-iso15765-ps --pins 1 "
+    "--high-voltage\n";
 
 std::optional<std::uint8_t> Extension(const IsoTpOptions& options, std::size_t index) {
   if (options.extended.empty()) return std::nullopt;
@@ -82,7 +84,8 @@ Command AddIsoTpCommand(CLI::App& root) {
   const auto options = std::make_shared<IsoTpOptions>();
   auto* const command =
       root.add_subcommand("isotp", "Send an ISO 15765 request and show the answers");
-  AddBitRateOption(*command, options->iso.bitRate);
+  AddChannelOptions(*command, options->iso.bus, "the protocol's usual one");
+  AddHighVoltageOption(*command, options->iso.bus);
   command->add_option("request", options->request, "message such as 7E0#0902")
       ->required()
       ->check(IsoMessageText())
@@ -108,7 +111,9 @@ Command AddIsoTpCommand(CLI::App& root) {
                    "milliseconds to wait after \"still to come\" (default: 5000)")
       ->check(Between(1u, kMaxTime))
       ->type_name("MS");
-  command->footer(kIsoTpFooter);
+  command->footer(kIsoTpFooter + IsoProtocolsHelp());
+  CheckTogether<IsoTpOptions>(command, options,
+                              [](const IsoTpOptions& chosen) { CheckBusOptions(chosen.iso.bus); });
   return MakeCommand<IsoTpOptions>(command, options, RunIsoTp);
 }
 

@@ -21,7 +21,8 @@ constexpr const char* kAllOnCan = "7DF";
 Session OpenIso15765(const Target& target, std::uint32_t bitRate, const std::string& id,
                      Console& console) {
   const IsoAddress to{ParseCanId(id), {}};
-  const IsoOptions options{.bitRate = bitRate, .padding = true};
+  IsoOptions options{.padding = true};
+  options.bus.bitRate = bitRate;
   return std::make_unique<Iso15765Session>(target, options, to, UsualPairs(to.id), console);
 }
 
@@ -114,7 +115,7 @@ std::unique_ptr<DiagnosticSession> OpenObdSession(const Target& target,
                                                   Console& console) {
   if (connection.protocol == kAuto) return FindSession(target, console);
   if (connection.protocol == kIso15765) {
-    return OpenIso15765(target, connection.bitRate.value_or(IsoOptions().bitRate),
+    return OpenIso15765(target, connection.bitRate.value_or(IsoOptions().bus.BitRate()),
                         connection.to.empty() ? kAllOnCan : connection.to, console);
   }
   const auto found = std::find_if(

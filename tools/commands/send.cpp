@@ -50,6 +50,7 @@ constexpr const char* kSendFooter =
     "  passbridge send 100#01 100#02 --repeat 10 --interval 20\n"
     "  passbridge send --protocol j1850vpw \"68 6A F1 01 0C\" --expect \"48 6B\"\n"
     "  passbridge send --protocol j1850pwm 616AF1010C --expect 416B\n"
+    "  passbridge send --protocol sw-can-ps --pins 1 --high-voltage 100# 242#023E00\n"
     "  passbridge send --protocol sci-a-engine 10 --sci-mode --wait 500\n";
 
 Message ToByteMessage(const SendOptions& options, const std::string& text) {
@@ -61,12 +62,17 @@ Message ToByteMessage(const SendOptions& options, const std::string& text) {
   return message;
 }
 
+Message ToFrameMessage(const SendOptions& options, const std::string& text) {
+  Message message = ToMessage(ParseCanFrame(text), options.bus.Protocol().id);
+  if (options.bus.highVoltage) message.txFlags |= SW_CAN_HV_TX;
+  return message;
+}
+
 std::vector<Message> Messages(const SendOptions& options) {
   std::vector<Message> messages;
   for (const auto& text : options.messages) {
-    messages.push_back(options.bus.OnCan()
-                           ? ToMessage(ParseCanFrame(text), options.bus.Protocol().id)
-                           : ToByteMessage(options, text));
+    messages.push_back(options.bus.OnCan() ? ToFrameMessage(options, text)
+                                           : ToByteMessage(options, text));
   }
   return messages;
 }
@@ -164,6 +170,7 @@ Command AddSendCommand(CLI::App& root) {
   const auto options = std::make_shared<SendOptions>();
   auto* const command = root.add_subcommand("send", "Send frames or messages and show the answers");
   AddBusOptions(*command, options->bus);
+  AddHighVoltageOption(*command, options->bus);
   command
       ->add_option("frames", options->messages,
                    "frames such as 7E0#02010C, or messages such as \"68 6A F1 01 0C\"")
