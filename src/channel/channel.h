@@ -22,8 +22,7 @@ namespace passbridge {
 ///
 /// An application connects and disconnects a channel beside no other call but reads and writes that
 /// wait: these end at once then, and when the VCI is lost. Everything else may come from any thread
-/// at any time. Statuses, texts and locations of failures are part of the contract with
-/// applications.
+/// at any time. Statuses, texts and locations of failures are a contract with applications.
 class CJ2534Channel : public ChannelCore {
  public:
   // The virtual operations, in the order of their slots; a new one goes to the end.
@@ -141,6 +140,8 @@ class CJ2534Channel : public ChannelCore {
   /// Sets a ComParam and waits (2 s) until it is in force; reports at `point` and the next exit.
   Status SetAndCommit(const Exits& exit, std::uint16_t point, const ComParamSetting& setting,
                       const char* commitFailure);
+  /// Downloads and commits the parameters in one step; reports at `firstPoint` and the next exit.
+  Status DownloadAndCommit(const Exits& exit, std::uint16_t firstPoint);
 
   /// Starts a periodic message on a channel of its own, which shares this one's buffer and receive
   /// event and is made with the first one; it stays until PassThruDisconnect.
@@ -159,7 +160,6 @@ class CJ2534Channel : public ChannelCore {
   Status CreateLink(const Exits& exit);
   Status BringUpLink(const Exits& exit);
   Status SetConnectionComParameters();
-  Status DownloadAndCommit(const Exits& exit, std::uint16_t firstPoint);
   /// The data and control data of a CoP that sends `msg`, as the protocol adjusts them.
   Status DescribeSend(const AppMessage& msg, bool raw, CopData& data, CopControl& control);
   /// How many of the messages, from the first on, one CoP can carry.

@@ -1,6 +1,7 @@
 // GET_CONFIG and SET_CONFIG of a channel.
 
 #include "channel/channel.h"
+#include "channel/config_list.h"
 #include "platform/memory_probe.h"
 #include "trace/methods.h"
 
@@ -17,6 +18,16 @@ std::size_t SizeOfEntries(const AppConfigList& list, const AppValue& entries) {
 }
 
 }  // namespace
+
+Status CheckConfigList(const Exits& exit, const AppPointer& input) {
+  if (!IsReadableList(input)) return exit.Fail(1, ERR_NULL_PARAMETER, "NULL Input pointer.");
+  const AppConfigList list(input);
+  const AppValue entries = list.Entries();
+  if (!platform::IsReadable(entries.Address(), SizeOfEntries(list, entries))) {
+    return exit.Fail(2, ERR_NULL_PARAMETER, "NULL SCONFIG pointer.");
+  }
+  return STATUS_NOERROR;
+}
 
 Status CJ2534Channel::PassThruIoctl_GET_CONFIG(const AppPointer& input) {
   return Traced(methods::channel::kPassThruIoctlGetConfig, [&](Exits& exit) -> Status {
@@ -56,12 +67,7 @@ Status CJ2534Channel::SetParameters(const Exits& exit, const AppConfigList& list
     const std::uint32_t parameter = entries[2 * i].Load();
     const std::uint32_t value = entries[2 * i + 1].Load();
     if (parameter == J1962_PINS) {
-      // The pins of a link that is up cannot change under it.
-      if (HasLink() && value != J1962Pins()) {
-        return exit.Fail(3, ERR_CHANNEL_IN_USE, "Error setting J2534 Parameter value.");
-      }
-      pinsSet = pinsSet || !HasLink();
-      SetJ1962Pins(value);
+      if (const Status status = TakePins(exit, value, pinsSet)) return status;
       continue;
     }
     if (parameter == CAN_MIXED_FORMAT) mixedFormatSet = IsIso15765Type(Type());
@@ -78,13 +84,8 @@ Status CJ2534Channel::SetParameters(const Exits& exit, const AppConfigList& list
 
 Status CJ2534Channel::PassThruIoctl_SET_CONFIG(const AppPointer& input) {
   return Traced(methods::channel::kPassThruIoctlSetConfig, [&](Exits& exit) -> Status {
-    if (!IsReadableList(input)) return exit.Fail(1, ERR_NULL_PARAMETER, "NULL Input pointer.");
-    const AppConfigList list(input);
-    const AppValue entries = list.Entries();
-    if (!platform::IsReadable(entries.Address(), SizeOfEntries(list, entries))) {
-      return exit.Fail(2, ERR_NULL_PARAMETER, "NULL SCONFIG pointer.");
-    }
-    const Status status = ApplyParameters(exit, list);
+    if (const Status status = CheckConfigList(exit, input)) return status;
+    const Status status = ApplyParameters(exit, AppConfigList(input));
     // What was refused leaves no pins without a link.
     if (status != STATUS_NOERROR && !HasLink()) SetJ1962Pins(0);
     return status;

@@ -30,7 +30,6 @@ constexpr pdu::ResultMap kLinkCopResults{
      {PDU_ERR_INVALID_HANDLE, ERR_INVALID_CHANNEL_ID}}};
 
 constexpr std::uint32_t kStartCommTimeout = 5000;  // ms
-constexpr std::uint32_t kUpdateTimeout = 2000;     // ms
 
 /// The TxFlags that a start of communication passes on.
 constexpr std::uint32_t kStartFlags =

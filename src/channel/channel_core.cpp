@@ -37,6 +37,15 @@ bool ChannelCore::HasPins() const {
   return j1962Pins_ != 0 && state != Link::State::None && state != Link::State::Connecting;
 }
 
+Status ChannelCore::TakePins(const Exits& exit, std::uint32_t pins, bool& pinsSet) {
+  if (HasLink() && pins != j1962Pins_) {
+    return exit.Fail(3, ERR_CHANNEL_IN_USE, "Error setting J2534 Parameter value.");
+  }
+  pinsSet = pinsSet || !HasLink();
+  j1962Pins_ = pins;
+  return STATUS_NOERROR;
+}
+
 Status ChannelCore::ReportNotConnected(const Exits& exit, std::uint16_t point) const {
   if (link_.GetState() == Link::State::Ending) {
     return exit.PassOn(point, ERR_INVALID_CHANNEL_ID, "Invalid ChannelID.");

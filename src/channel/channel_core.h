@@ -68,6 +68,9 @@ class ChannelCore : public CJ2534, protected ChannelLink, protected EventSink {
   /// First pin in bits 8 to 15, second in bits 0 to 7; 0 while they are not set.
   std::uint32_t J1962Pins() const { return j1962Pins_; }
   void SetJ1962Pins(std::uint32_t pins) { j1962Pins_ = pins; }
+  /// Takes the pins of a SET_CONFIG over; `pinsSet` tells if there is something to connect now. The
+  /// pins of a link that is up cannot change: that is reported at exit 3.
+  Status TakePins(const Exits& exit, std::uint32_t pins, bool& pinsSet);
   /// Whether the pins are set and were connected; until then most operations are refused.
   bool HasPins() const;
   /// The channel's DATA_RATE, bit/s.

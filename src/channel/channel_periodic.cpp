@@ -127,6 +127,8 @@ Status CJ2534Channel::MakePeriodicChannel(const Exits& exit, const PeriodicChann
   }
   ownPeriodicChannel_ = std::move(channel);
   periodicChannel_ = ownPeriodicChannel_.get();
+  CJ2534Event nobodySets;
+  if (plan.settlingTime != 0) nobodySets.TimedWait(plan.settlingTime);
   return STATUS_NOERROR;
 }
 

@@ -17,6 +17,9 @@
 
 namespace passbridge {
 
+/// How long an update of ComParams is waited for, ms.
+inline constexpr std::uint32_t kUpdateTimeout = 2000;
+
 /// The ComLogicalLink (CLL) of a channel: its handles, its state, its ComParams, its event thread,
 /// and the CoPs that are started on it.
 ///
@@ -85,7 +88,8 @@ class Link {
   /// Without a link nothing is started: PDU_ERR_INVALID_HANDLE.
   CopOutcome StartCop(CopStart& start, UNUM32* hCop);
   /// Waits for the end of the updates of ComParams that were started so far; false when they have
-  /// not ended after so many milliseconds.
+  /// not ended after so many milliseconds. Without the ComParam lock, which the event thread may
+  /// need, and never on the event thread, which learns of the end.
   bool WaitForUpdates(std::uint32_t milliseconds) EXCLUDES(updateLock_);
   T_PDU_ERROR CancelCop(UNUM32 hCop);
   std::size_t PendingTransmitCops() const;

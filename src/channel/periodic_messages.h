@@ -33,6 +33,7 @@ struct TakenOver {
 struct PeriodicChannelPlan {
   OwnedChannel (*make)();
   std::span<const TakenOver> takenOver;
+  std::uint32_t settlingTime = 0;  ///< ms before the first message
 };
 
 /// The ComPrimitives that the interface repeats for a channel, in the order of their start. Any

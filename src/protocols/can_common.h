@@ -28,6 +28,9 @@ inline void AddCanFlags(pdu::FlagBytes& bytes, std::uint32_t txFlags) {
   pdu::SetFlags(bytes, txFlags & kFrameFlags);
 }
 
+/// In the first flag byte of every ComPrimitive that carries ISO 15765 messages.
+inline constexpr UNUM8 kIso15765CopFlags = 0x20;
+
 /// What the channel for periodic messages takes over.
 inline constexpr std::array<TakenOver, 2> kTakenOverOnCan{{
     {LOOPBACK, "Error connecting to Channel."},

@@ -1,7 +1,5 @@
 #include "protocols/channel_can.h"
 
-#include <array>
-
 #include "protocols/can_common.h"
 #include "protocols/message_sizes.h"
 #include "protocols/resource_names.h"
@@ -17,21 +15,22 @@ Status CJ2534Channel_CAN::GetPduResourceProtocolId(PDU_RSC_DATA* resource) {
   return LookUpProtocol(methods::channel_can::kGetPduResourceProtocolId, ProtocolId(), resource);
 }
 
+std::array<ComParamSetting, 5> CJ2534Channel_CAN::ConnectionComParams() const {
+  using pdu::ComParam;
+  return {{
+      {ComParam::CP_CanFillerByteHandling, 0, "Error setting CP_CAN_FILLER_BYTE_HANDLING."},
+      {ComParam::CP_CanFillerByte, 0, "Error setting CP_CAN_FILLER_BYTE."},
+      {ComParam::CP_CanFuncReqFormat, CanFuncReqFormat(ConnectFlags()),
+       "Error setting CP_CAN_FUNC_REQ_FORMAT."},
+      {ComParam::CP_P3Func, 0, "Error setting CP_P3_FUNC."},
+      {ComParam::CP_P3Phys, 0, "Error setting CP_P3_PHYS."},
+  }};
+}
+
 Status CJ2534Channel_CAN::SetProtocolConnectionComParameters() {
   return Traced(
-      methods::channel_can::kSetProtocolConnectionComParameters, [&](Exits& exit) -> Status {
-        using pdu::ComParam;
-        return exit.Ended(SetComParams(
-            exit, std::array<ComParamSetting, 5>{{
-                      {ComParam::CP_CanFillerByteHandling, 0,
-                       "Error setting CP_CAN_FILLER_BYTE_HANDLING."},
-                      {ComParam::CP_CanFillerByte, 0, "Error setting CP_CAN_FILLER_BYTE."},
-                      {ComParam::CP_CanFuncReqFormat, CanFuncReqFormat(ConnectFlags()),
-                       "Error setting CP_CAN_FUNC_REQ_FORMAT."},
-                      {ComParam::CP_P3Func, 0, "Error setting CP_P3_FUNC."},
-                      {ComParam::CP_P3Phys, 0, "Error setting CP_P3_PHYS."},
-                  }}));
-      });
+      methods::channel_can::kSetProtocolConnectionComParameters,
+      [&](Exits& exit) -> Status { return exit.Ended(SetComParams(exit, ConnectionComParams())); });
 }
 
 Status CJ2534Channel_CAN::AdjustCop(const AppMessage& msg, CopData& /*data*/, CopControl& control) {

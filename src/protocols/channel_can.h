@@ -1,6 +1,8 @@
 #ifndef PASSBRIDGE_PROTOCOLS_CHANNEL_CAN_H_
 #define PASSBRIDGE_PROTOCOLS_CHANNEL_CAN_H_
 
+#include <array>
+
 #include "channel/channel.h"
 
 namespace passbridge {
@@ -17,6 +19,9 @@ class CJ2534Channel_CAN : public CJ2534Channel {
   Status GetPduResourceBusTypeId(PDU_RSC_DATA* resource) override;
   Status GetPduResourceProtocolId(PDU_RSC_DATA* resource) override;
   Status SetProtocolConnectionComParameters() override;
+
+ protected:
+  std::array<ComParamSetting, 5> ConnectionComParams() const;
 };
 
 }  // namespace passbridge

@@ -14,9 +14,6 @@ namespace {
 
 constexpr std::uint32_t kMaxIso15765Message = kCanIdSize + 4095;
 
-/// In every ComPrimitive's first flag byte.
-constexpr UNUM8 kIso15765CopFlags = 0x20;
-
 }  // namespace
 
 Status CJ2534Channel_ISO15765::GetPduResourceBusTypeId(PDU_RSC_DATA* resource) {
@@ -59,14 +56,15 @@ Status CJ2534Channel_ISO15765::AdjustCop(const AppMessage& msg, CopData& /*data*
   });
 }
 
+MessageSizes CJ2534Channel_ISO15765::Sizes() const {
+  const std::uint32_t addressByte = (ConnectFlags() & CAN_ID_BOTH) != 0 ? 1 : 0;
+  return {kCanIdSize + addressByte, kMaxIso15765Message + addressByte, START_OF_MESSAGE | TX_DONE};
+}
+
 Status CJ2534Channel_ISO15765::ValidateMessage(std::uint32_t dataSize, const std::uint8_t* /*data*/,
                                                std::uint32_t rxStatus) {
   return Traced(methods::channel_iso15765::kValidateMessage, [&](Exits& exit) -> Status {
-    const std::uint32_t addressByte = (ConnectFlags() & CAN_ID_BOTH) != 0 ? 1 : 0;
-    return CheckSize(
-        *this, exit,
-        {kCanIdSize + addressByte, kMaxIso15765Message + addressByte, START_OF_MESSAGE | TX_DONE},
-        dataSize, rxStatus);
+    return CheckSize(*this, exit, Sizes(), dataSize, rxStatus);
   });
 }
 

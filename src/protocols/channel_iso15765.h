@@ -4,6 +4,7 @@
 #include <array>
 
 #include "channel/channel.h"
+#include "protocols/message_sizes.h"
 
 namespace passbridge {
 
@@ -27,6 +28,7 @@ class CJ2534Channel_ISO15765 : public CJ2534Channel {
 
  protected:
   std::array<ComParamSetting, 9> ConnectionComParams() const;
+  MessageSizes Sizes() const;
 };
 
 /// The maker's variant, with time-outs of its own and consecutive frames that begin with number 0.
