@@ -10,6 +10,8 @@
 #include "protocols/channel_j1850pwm.h"
 #include "protocols/channel_j1850vpw.h"
 #include "protocols/channel_j2610_sci.h"
+#include "protocols/channel_swcan.h"
+#include "protocols/channel_swiso15765.h"
 
 namespace passbridge {
 
@@ -36,6 +38,8 @@ constexpr std::array kFamily{
     FamilyRow{SCI_A_TRANS, Make<CJ2534Channel_J2610SCI>},
     FamilyRow{SCI_B_ENGINE, Make<CJ2534Channel_J2610SCI>},
     FamilyRow{SCI_B_TRANS, Make<CJ2534Channel_J2610SCI>},
+    FamilyRow{SW_ISO15765_PS, Make<CJ2534Channel_SWISO15765>},
+    FamilyRow{SW_CAN_PS, Make<CJ2534Channel_SWCAN>},
     FamilyRow{GM_UART_PS, Make<CJ2534Channel_GMUART>},
     FamilyRow{FGA7274, Make<CJ2534Channel_07274>},
     FamilyRow{UBP_PS, Make<CJ2534Channel_UBP>},
