@@ -55,6 +55,7 @@ CanProtocol::Settings CanProtocol::Read(const ComParamSet& params) const {
           params.Number(ComParam::CP_CanFuncReqFormat),
           params.Number(patienceParam_),
           params.Number(ComParam::CP_SwCan_HighVoltage) != 0,
+          params.Number(ComParam::CP_RepeatReqCountApp),
           params.Number(ComParam::CP_TerminationType) != 0,
           SpeedChangeOf(params)};
 }
@@ -86,6 +87,7 @@ void CanProtocol::Send(const Cop& cop) {
   sendSettings_ = Read(params);
   outgoing_ = OutgoingOf(cop);
   next_ = 0;
+  repeated_ = 0;
   BeginSending(outgoing_.flags, params);
   SendNext();
 }
@@ -134,10 +136,15 @@ void CanProtocol::MessageSent(FrameTimes times) {
   const Cop* cop = link_.cops.Find(sending_);
   if (cop == nullptr) return;
   const Bytes& message = outgoing_.messages[next_];
-  Echo(*cop, message, times);
+  if (repeated_ == 0) Echo(*cop, message, times);
   const SpeedChange& change = sendSettings_.speedChange;
   if (change.enabled && change.bitRate != 0 && message == change.message) ChangeSpeed(times);
   if (++next_ < outgoing_.messages.size()) {
+    SendNext();
+  } else if (sendSettings_.highVoltage && repeated_ < sendSettings_.repeats) {
+    // Whoever slept has missed what woke it.
+    ++repeated_;
+    next_ = 0;
     SendNext();
   } else {
     link_.cops.SendDone(std::exchange(sending_, PDU_HANDLE_UNDEF));

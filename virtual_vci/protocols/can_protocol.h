@@ -94,6 +94,7 @@ class CanProtocol : public Protocol, protected CanNode {
     UNUM32 identifiers = 0;  ///< CP_CanFuncReqFormat
     Micros patience = 0;
     bool highVoltage = false;
+    UNUM32 repeats = 0;  ///< of what goes out with high voltage
     bool terminates = false;
     SpeedChange speedChange;
   };
@@ -125,6 +126,7 @@ class CanProtocol : public Protocol, protected CanNode {
   Micros mayTransmit_ = 0;            ///< from when on
   std::optional<bool> sentExtended_;  ///< whether the last frame had an identifier of 29 bits
   std::size_t next_ = 0;
+  UNUM32 repeated_ = 0;
   std::uint64_t token_ = 0;
 };
 

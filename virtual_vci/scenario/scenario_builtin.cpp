@@ -168,7 +168,6 @@ EcuConfig SingleWireEcu(std::size_t bus, const char* name, std::uint32_t request
   port.functional = CanAddress{0x101, false, std::uint8_t{0xFE}};
   port.highBitRate = 83333;
   port.awakeTime = awakeTime;
-  port.needsTermination = true;
   ecu.ports.push_back(std::make_shared<CanPortConfig>(port));
   return ecu;
 }
