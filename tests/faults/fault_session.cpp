@@ -52,6 +52,8 @@ std::span<const Stage> FaultSession::Stages() {
                                                         {"ioctls", &F::Ioctls},
                                                         {"pins", &F::Pins},
                                                         {"segments", &F::Segments},
+                                                        {"table", &F::Table},
+                                                        {"speeds", &F::Speeds},
                                                         {"disconnect", &F::Disconnect},
                                                         {"close", &F::Close}});
   return kStages;
@@ -182,18 +184,48 @@ void FaultSession::Segments() {
   j2534_ulong filter = 0;
   Call("PassThruStartMsgFilter", 0, library_.PassThruStartMsgFilter, isoChannel_,
        j2534_ulong{FLOW_CONTROL_FILTER}, &mask, &response, &request, &filter);
-  PASSTHRU_MSG vin = Message(ISO15765, {0, 0, 0x07, kRequest, 0x22, 0xF1, 0x90});
-  j2534_ulong count = 1;
-  Call("PassThruWriteMsgs", timeout_, library_.PassThruWriteMsgs, isoChannel_, &vin, &count,
-       timeout_);
+  SendMessage(isoChannel_, Message(ISO15765, {0, 0, 0x07, kRequest, 0x22, 0xF1, 0x90}));
   Receive(isoChannel_, kRequest);   // it is sent,
   Receive(isoChannel_, kResponse);  // an answer begins,
   Receive(isoChannel_, kResponse);  // the answer
   Call("PassThruStopMsgFilter", 0, library_.PassThruStopMsgFilter, isoChannel_, filter);
 }
 
+void FaultSession::Table() {
+  Call("PassThruConnect", 0, library_.PassThruConnect, device_, j2534_ulong{J1850PWM},
+       j2534_ulong{0}, j2534_ulong{41600}, &tableChannel_);
+  Configure(tableChannel_, NODE_ADDRESS, 0xF1);
+  unsigned char responses = 0x6B;
+  SBYTE_ARRAY addresses{1, &responses};
+  Ioctl(tableChannel_, ADD_TO_FUNCT_MSG_LOOKUP_TABLE, &addresses);
+  SendMessage(tableChannel_, Message(J1850PWM, {0x61, 0x6A, 0xF1, 0x03}));
+  Receive(tableChannel_, 0x43);
+  j2534_ulong termination = 1;
+  Ioctl(tableChannel_, J1850PWM_TERMINATION, &termination);
+  Ioctl(tableChannel_, DELETE_FROM_FUNCT_MSG_LOOKUP_TABLE, &addresses);
+  Ioctl(tableChannel_, CLEAR_FUNCT_MSG_LOOKUP_TABLE);
+}
+
+void FaultSession::Speeds() {
+  Call("PassThruConnect", 0, library_.PassThruConnect, device_, j2534_ulong{SW_CAN_PS},
+       j2534_ulong{0}, j2534_ulong{33333}, &speedChannel_);
+  Configure(speedChannel_, J1962_PINS, 0x0100);
+  Configure(speedChannel_, SW_CAN_RES_SWITCH, 1);
+  Configure(speedChannel_, SW_CAN_SPEEDCHANGE_ENABLE, 1);
+  PASSTHRU_MSG all = Message(SW_CAN_PS, {0});
+  j2534_ulong filter = 0;
+  Call("PassThruStartMsgFilter", 0, library_.PassThruStartMsgFilter, speedChannel_,
+       j2534_ulong{PASS_FILTER}, &all, &all, static_cast<PASSTHRU_MSG*>(nullptr), &filter);
+  SendMessage(speedChannel_, Message(SW_CAN_PS, {0, 0, 1, 1, 0xFE, 2, 0xA5, 0x02}));
+  Receive(speedChannel_, 0x41);
+  SendMessage(speedChannel_, Message(SW_CAN_PS, {0, 0, 1, 1, 0xFE, 2, 0xA5, 0x03}));
+  Ioctl(speedChannel_, SW_CAN_NS);
+  Ioctl(speedChannel_, SW_CAN_HS);
+}
+
 void FaultSession::Disconnect() {
-  for (const j2534_ulong channel : {isoChannel_, pinChannel_, channel_}) {
+  for (const j2534_ulong channel :
+       {speedChannel_, tableChannel_, isoChannel_, pinChannel_, channel_}) {
     Call("PassThruDisconnect", 0, library_.PassThruDisconnect, channel);
   }
 }
@@ -232,7 +264,10 @@ void FaultSession::PassFilter(j2534_ulong channel, j2534_ulong protocol,
 }
 
 void FaultSession::Send(j2534_ulong channel, j2534_ulong protocol) {
-  PASSTHRU_MSG message = EngineSpeedRequest(protocol);
+  SendMessage(channel, EngineSpeedRequest(protocol));
+}
+
+void FaultSession::SendMessage(j2534_ulong channel, PASSTHRU_MSG message) {
   j2534_ulong count = 1;
   Call("PassThruWriteMsgs", timeout_, library_.PassThruWriteMsgs, channel, &message, &count,
        timeout_);

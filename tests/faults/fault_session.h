@@ -50,6 +50,8 @@ class FaultSession {
   void Ioctls();
   void Pins();
   void Segments();
+  void Table();
+  void Speeds();
   void Disconnect();
   void Close();
 
@@ -62,6 +64,7 @@ class FaultSession {
   void PassFilter(j2534_ulong channel, j2534_ulong protocol, unsigned char lastIdentifierByte,
                   j2534_ulong* filter);
   void Send(j2534_ulong channel, j2534_ulong protocol);
+  void SendMessage(j2534_ulong channel, PASSTHRU_MSG message);
   void Receive(j2534_ulong channel, unsigned char lastIdentifierByte);
   void Expect(bool truth, const std::string& what);
 
@@ -75,6 +78,8 @@ class FaultSession {
   j2534_ulong channel_ = 0;
   j2534_ulong pinChannel_ = 0;
   j2534_ulong isoChannel_ = 0;
+  j2534_ulong tableChannel_ = 0;
+  j2534_ulong speedChannel_ = 0;
   j2534_ulong filter_ = 0;
 };
 
