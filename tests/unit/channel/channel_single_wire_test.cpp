@@ -202,6 +202,7 @@ TEST_P(ChannelSingleWireTest, KeepsWhatIsSetUntilThePinsCome) {
                        }),
                        ERR_FAILED, Located("0A0004 Error connecting to vehicle."));
   EXPECT_EQ(Ioctl(SW_CAN_HS), ERR_PIN_INVALID);
+  EXPECT_EQ(Pins(), std::vector<UNUM32>{0}) << "none, with that";
   pdu.Calls().Clear();
 
   EXPECT_EQ(Configure({{J1962_PINS, 0x0100}}), STATUS_NOERROR);

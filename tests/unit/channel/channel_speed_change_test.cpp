@@ -222,11 +222,14 @@ TEST_P(ChannelSpeedChangeTest, FollowsTheInterfaceAndTellsNobody) {
     pdu.Calls().Clear();
     DeliverAndLetTheThreadTakeIt({.rxFlags = {0, 0x04, 0, 0}});
 
+    EXPECT_EQ(pdu.Calls().Count("PDUStartComPrimitive"), c.enable == 1 ? 1U : 0U);
     EXPECT_EQ(ConfigValue(DATA_RATE), c.after);
     EXPECT_EQ(Value("CP_Baudrate"), c.after);
+    for (const std::string& written : Written()) {
+      EXPECT_FALSE(written.starts_with("CP_Baudrate")) << "the library has it";
+    }
     EXPECT_EQ(Value("CP_ChangeSpeedCtrl"), 0U);
     EXPECT_EQ(Value("CP_ChangeSpeedRate"), c.nextRate);
-    EXPECT_EQ(pdu.Calls().Count("PDUStartComPrimitive"), c.enable == 1 ? 1U : 0U);
     EXPECT_EQ(Read(1, 0), ERR_BUFFER_EMPTY) << "it had no data";
     EXPECT_EQ(Configure({{LOOPBACK, 1}}), STATUS_NOERROR);
     EXPECT_EQ(Value("CP_Baudrate"), c.after) << "nor does a download give the link another speed";
