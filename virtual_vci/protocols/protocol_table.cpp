@@ -29,6 +29,7 @@ constexpr auto kNewIso = NewProtocol<Iso15765, CanBus>;
 
 constexpr ComParamDefault kAsTheyAre{ComParam::CP_CanFillerByteHandling, 0};
 constexpr ComParamDefault kSlow{ComParam::CP_Baudrate, 33333};
+constexpr ComParamDefault kFaster{ComParam::CP_ChangeSpeedRate, 83333};
 
 constexpr auto kNewKLine = NewBus<KLine>;
 constexpr auto kNewKLineProtocol = NewProtocol<KLineProtocol, KLine>;
@@ -46,8 +47,8 @@ constexpr auto kSciRate = std::to_array<ComParamDefault>({{ComParam::CP_Baudrate
 constexpr auto kGmUartRate = std::to_array<ComParamDefault>({{ComParam::CP_Baudrate, 8192}});
 
 constexpr auto kRaw = std::to_array({kAsTheyAre});
-constexpr auto kRawSingleWire = std::to_array({kAsTheyAre, kSlow});
-constexpr auto kIsoSingleWire = std::to_array({kSlow});
+constexpr auto kRawSingleWire = std::to_array({kAsTheyAre, kSlow, kFaster});
+constexpr auto kIsoSingleWire = std::to_array({kSlow, kFaster});
 
 // Protocol, bus, shared or exclusive, how bus and protocol are made, ComParams that begin
 // differently. How many pins a bus is on, its type says (bus_types.h).
