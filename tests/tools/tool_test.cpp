@@ -38,7 +38,7 @@ class ToolTest : public testing::TestWithParam<const char*> {
   std::string Err() const { return err_.str(); }
   std::string OpenedName() const { return Fake<const char*>("FakeName"); }
   std::string LastCall() const { return Fake<const char*>("FakeCall"); }
-  std::string Setup() const { return Fake<const char*>("FakeSetup"); }
+  std::string SetupSteps() const { return Fake<const char*>("FakeSetup"); }
   bool IsClosed() const { return Fake<int>("FakeIsClosed") != 0; }
 
   std::function<bool()> stop_;
@@ -146,28 +146,28 @@ TEST_P(ToolTest, MonitorShowsMessagesOfBytesAndWhatRxStatusSaysOfThem) {
 TEST_P(ToolTest, PinsAreSetBeforeAnythingElse) {
   ASSERT_EQ(Run({"monitor", "-p", "sw-can-ps", "--pins", "1", "--count", "1"}), 0) << Err();
   EXPECT_EQ(LastCall(), "connect 71 32776 0 33333");
-  EXPECT_EQ(Setup(), "pins 100");
+  EXPECT_EQ(SetupSteps(), "pins 100");
   EXPECT_EQ(Out(), "(0000000012.345678) can0 100#0102\n");
   ASSERT_EQ(Run({"send", "-p", "iso14230-ps", "--pins", "6,14", "-b", "9600", "C1 33 F1 3E"}), 0);
-  EXPECT_EQ(Setup(), "pins 60E");
+  EXPECT_EQ(SetupSteps(), "pins 60E");
   ASSERT_EQ(Run({"monitor", "-p", "gm-uart-ps", "--pins", "9", "--become-master", "F0", "-n", "1"}),
             0)
       << Err();
   EXPECT_EQ(LastCall(), "connect 71 32777 0 8192");
-  EXPECT_EQ(Setup(), "pins 900, master F0");
+  EXPECT_EQ(SetupSteps(), "pins 900, master F0");
 }
 
 TEST_P(ToolTest, SingleWireCanHasHighVoltageAndHighSpeed) {
   ASSERT_EQ(Run({"send", "-p", "sw-can-ps", "--pins", "1", "--high-voltage", "100#"}), 0) << Err();
   EXPECT_EQ(LastCall(), "write 1 timeout 1000 flags 400");
-  EXPECT_EQ(Setup(), "pins 100");
+  EXPECT_EQ(SetupSteps(), "pins 100");
   ASSERT_EQ(Run({"monitor", "-p", "sw-can-ps", "--pins", "1", "--high-speed", "-n", "1"}), 0);
-  EXPECT_EQ(Setup(), "pins 100, high speed 1");
+  EXPECT_EQ(SetupSteps(), "pins 100, high speed 1");
   ASSERT_EQ(Run({"isotp", "-p", "sw-iso15765-ps", "--pins", "1", "--high-speed", "--high-voltage",
                  "7E0#010C"}),
             0)
       << Err();
-  EXPECT_EQ(Setup(), "pins 100, high speed 1");
+  EXPECT_EQ(SetupSteps(), "pins 100, high speed 1");
   EXPECT_EQ(LastCall(), "write 1 timeout 90000 flags 400");
   EXPECT_EQ(Out(), "7E8#410C1AF8\n");
 }
@@ -175,13 +175,13 @@ TEST_P(ToolTest, SingleWireCanHasHighVoltageAndHighSpeed) {
 TEST_P(ToolTest, PwmChannelIsANodeWithFunctionalAddresses) {
   ASSERT_EQ(Run({"monitor", "-p", "j1850pwm", "--begin", "08", "-n", "1"}), 0);
   EXPECT_EQ(LastCall(), "connect 71 2 0 41600");
-  EXPECT_EQ(Setup(), "node F1, functional 6B");
+  EXPECT_EQ(SetupSteps(), "node F1, functional 6B");
   EXPECT_EQ(Out(), "(0000000012.347678) j1850pwm 08 F1 10 02\n");
   ASSERT_EQ(Run({"send", "-p", "j1850pwm", "--functional", "25", "--functional", "6A", "616AF23F",
                  "--expect", "08"}),
             0)
       << Err();
-  EXPECT_EQ(Setup(), "node F2, functional 25, functional 6A");
+  EXPECT_EQ(SetupSteps(), "node F2, functional 25, functional 6A");
   EXPECT_EQ(Out(), "(0000000012.346678) j1850pwm 08 25 10 01\n");
 }
 
@@ -246,10 +246,10 @@ TEST_P(ToolTest, ObdSpeaksOnBothJ1850Buses) {
             "request  686AF1010C\n"
             "answer   10#410C1AF8\n"
             "10  engine speed: 1726 rpm\n");
-  EXPECT_EQ(Setup(), "");
+  EXPECT_EQ(SetupSteps(), "");
   ASSERT_EQ(Run({"obd", "-p", "j1850pwm", "engine-speed", "--wait", "30", "--frames"}), 0) << Err();
   EXPECT_THAT(Out(), StartsWith("request  616AF1010C\nanswer   10#410C1AF8\n"));
-  EXPECT_EQ(Setup(), "node F1, functional 6B");
+  EXPECT_EQ(SetupSteps(), "node F1, functional 6B");
   EXPECT_TRUE(IsClosed());
 }
 
