@@ -1,6 +1,6 @@
 // J1850: requests and responses, arbitration, CRC, in-frame response, break, times of both kinds.
 
-#include "tests/virtual_vci/pdu_fixture.h"
+#include "tests/virtual_vci/one_link_test.h"
 
 namespace virtual_vci_test {
 namespace {
@@ -23,13 +23,9 @@ Bytes operator+(Bytes one, const Bytes& other) {
   return one;
 }
 
-class J1850Test : public PduTest {
+class J1850Test : public OneLinkTest {
  protected:
-  explicit J1850Test(const char* options = "Clock='instant'") : PduTest(options) {}
-  void SetUp() override {
-    PduTest::SetUp();
-    module_ = Connect();
-  }
+  explicit J1850Test(const char* options = "Clock='instant'") : OneLinkTest(options) {}
   std::unique_ptr<TestLink> Open(const TestLink::Setup& setup, UNUM32 bitRate = 0) {
     auto link = std::make_unique<TestLink>(library_, module_, setup);
     EXPECT_EQ(link->Created(), PDU_STATUS_NOERROR);
@@ -40,11 +36,6 @@ class J1850Test : public PduTest {
   static void Use(TestLink& link, const char* comParam, UNUM32 value) {
     link.Set(comParam, value);
     link.Update();
-  }
-  static std::vector<Bytes> Heard(TestLink& link) {
-    std::vector<Bytes> messages;
-    while (const auto result = link.AwaitResult(milliseconds(50))) messages.push_back(result->data);
-    return messages;
   }
   static std::vector<Bytes> Ask(TestLink& link, const Bytes& request) {
     link.Send(request);
@@ -85,8 +76,6 @@ class J1850Test : public PduTest {
     Use(link, "CP_Loopback", 0);
     return echo ? echo->timestamp - echo->startTimestamp : 0;
   }
-
-  UNUM32 module_ = 0;
 };
 
 TEST_F(J1850Test, EcusAnswerAsEmissionRelatedServicesHaveItOnEitherBus) {
@@ -131,13 +120,12 @@ TEST_F(J1850Test, MessagesHaveTheSizeThatTheirBusCarries) {
 
 TEST_F(J1850Test, FramesWithAWrongCrcAreDropped) {
   const auto link = Open(kVpw);
-  ASSERT_EQ(library_.VirtualVciSetEcuFault(module_, "vpw", VVCI_FAULT_WRONG_CHECKSUM),
-            PDU_STATUS_NOERROR);
+  Break("vpw", VVCI_FAULT_WRONG_CHECKSUM);
   EXPECT_THAT(Ask(*link, kVpwRequest + Bytes{0x03}), IsEmpty());
   SendAsStranger(kVpw, VVCI_SEND_WRONG_CHECKSUM, {0x08, 0x01, 0x02, 0x03});
   SendAsStranger(kVpw, 0, {0x08, 0x01, 0x02, 0x04});
   EXPECT_THAT(Heard(*link), ElementsAre(Bytes{0x08, 0x01, 0x02, 0x04}));
-  ASSERT_EQ(library_.VirtualVciSetEcuFault(module_, "vpw", VVCI_FAULT_NONE), PDU_STATUS_NOERROR);
+  Break("vpw", VVCI_FAULT_NONE);
   for (const UNUM32 flags : {VVCI_SEND_WRONG_CHECKSUM, 0u}) {
     SendAsStranger(kVpw, flags, kVpwRequest + Bytes{0x03});
     EXPECT_EQ(Heard(*link).size(), flags == 0 ? 2u : 0u) << "request and answer";
@@ -183,8 +171,7 @@ TEST_F(J1850Test, PwmReceiversAcknowledgeInTheFrame) {
     EXPECT_EQ(Sends(*link, toFunction), c.functional);
   }
   EXPECT_TRUE(Sends(*link, kPwmRequest + Bytes{0x01, 0x00})) << "an ECU acknowledges";
-  ASSERT_EQ(library_.VirtualVciSetEcuFault(module_, "pwm", VVCI_FAULT_NO_ANSWER),
-            PDU_STATUS_NOERROR);
+  Break("pwm", VVCI_FAULT_NO_ANSWER);
   EXPECT_FALSE(Sends(*link, kPwmRequest + Bytes{0x01, 0x00}));
 }
 

@@ -1,6 +1,6 @@
 // K line: initialisations and their failures, times on the wire, framing of messages.
 
-#include "tests/virtual_vci/pdu_fixture.h"
+#include "tests/virtual_vci/one_link_test.h"
 
 namespace virtual_vci_test {
 namespace {
@@ -33,23 +33,12 @@ struct Started {
   UNUM32 duration = 0;
 };
 
-class KLineTest : public PduTest {
+class KLineTest : public OneLinkTest {
  protected:
-  explicit KLineTest(const char* options = "Clock='instant'") : PduTest(options) {}
+  explicit KLineTest(const char* options = "Clock='instant'") : OneLinkTest(options) {}
   void SetUp() override {
-    PduTest::SetUp();
-    module_ = Connect();
+    OneLinkTest::SetUp();
     Use(kKeyword);
-  }
-  void TearDown() override {
-    link_.reset();
-    PduTest::TearDown();
-  }
-  void Use(const TestLink::Setup& setup) {
-    link_.reset();
-    link_ = std::make_unique<TestLink>(library_, module_, setup);
-    ASSERT_EQ(link_->Created(), PDU_STATUS_NOERROR);
-    link_->Open();
   }
   Started Begin(UNUM32 settings, UNUM32 address, const Bytes& request = {}) {
     link_->Set("CP_InitializationSettings", settings);
@@ -73,20 +62,10 @@ class KLineTest : public PduTest {
     if (begin && end) started.duration = end->timestamp - begin->timestamp;
     return started;
   }
-  /// Messages from the ECU after a request, until none comes.
   std::vector<Bytes> Ask(const Bytes& request) {
     link_->Send(WithChecksum(request));
-    std::vector<Bytes> answers;
-    while (const auto answer = link_->AwaitResult(milliseconds(50)))
-      answers.push_back(answer->data);
-    return answers;
+    return Heard();
   }
-  void Break(const char* ecu, UNUM32 fault) {
-    EXPECT_EQ(library_.VirtualVciSetEcuFault(module_, ecu, fault), PDU_STATUS_NOERROR);
-  }
-
-  UNUM32 module_ = 0;
-  std::unique_ptr<TestLink> link_;
 };
 
 class KLineRealtimeTest : public KLineTest {

@@ -1,6 +1,6 @@
 // Single-wire CAN: high voltage and nodes that sleep, changes of speed, terminations.
 
-#include "tests/virtual_vci/pdu_fixture.h"
+#include "tests/virtual_vci/one_link_test.h"
 
 namespace virtual_vci_test {
 namespace {
@@ -17,32 +17,16 @@ constexpr UNUM8 kHighVoltageBit = 0x01;  // of flag byte 1
 constexpr UNUM8 kSpeedChangeBit = 0x04;
 const Bytes kExtendedAddress{0, 0, 0, 0x80};
 
-class SingleWireTest : public PduTest {
+class SingleWireTest : public OneLinkTest {
  protected:
   void SetUp() override {
-    PduTest::SetUp();
-    module_ = Connect();
+    OneLinkTest::SetUp();
     Use(kRaw);
-  }
-  void TearDown() override {
-    link_.reset();
-    PduTest::TearDown();
-  }
-  void Use(const TestLink::Setup& setup) {
-    link_.reset();
-    link_ = std::make_unique<TestLink>(library_, module_, setup);
-    ASSERT_EQ(link_->Created(), PDU_STATUS_NOERROR);
     EXPECT_EQ(link_->Get("CP_Baudrate"), 33333u);
-    link_->Open();
-  }
-  std::vector<Bytes> Heard(TestLink& link) {
-    std::vector<Bytes> messages;
-    while (const auto result = link.AwaitResult(milliseconds(50))) messages.push_back(result->data);
-    return messages;
   }
   std::vector<Bytes> Ask(const Bytes& request) {
     link_->Send(request);
-    return Heard(*link_);
+    return Heard();
   }
   /// As an application wakes ECUs: repeated, with ComParams of its own.
   void WakeUp() {
@@ -73,9 +57,6 @@ class SingleWireTest : public PduTest {
     }));
     return changed;
   }
-
-  UNUM32 module_ = 0;
-  std::unique_ptr<TestLink> link_;
 };
 
 TEST_F(SingleWireTest, HighVoltageWakesAnEcuForAWhile) {
@@ -98,7 +79,7 @@ TEST_F(SingleWireTest, WhatWakesIsSentAgainForThoseWhoMissedIt) {
   link_->Start({.data = Message(0x242, {0x02, 0x3E, 0x00}), .temporary = true});
   const auto echo = link_->Await([](const Event& event) { return event.IsResult(); });
   ASSERT_TRUE(echo);
-  EXPECT_THAT(Heard(*link_), ElementsAre(Message(0x642, {0x02, 0x7E, 0x00})));
+  EXPECT_THAT(Heard(), ElementsAre(Message(0x642, {0x02, 0x7E, 0x00})));
 }
 
 TEST_F(SingleWireTest, HighVoltageIsToldByTheReceiver) {

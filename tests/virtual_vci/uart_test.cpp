@@ -1,6 +1,6 @@
 // SCI and GM UART: echoes, speeds, voltage, breaks; polls and mastership; times of both.
 
-#include "tests/virtual_vci/pdu_fixture.h"
+#include "tests/virtual_vci/one_link_test.h"
 
 namespace virtual_vci_test {
 namespace {
@@ -27,32 +27,9 @@ struct Outcome {
   std::vector<Bytes> answers;
 };
 
-class UartTest : public PduTest {
+class UartTest : public OneLinkTest {
  protected:
-  explicit UartTest(const char* options = "Clock='instant'") : PduTest(options) {}
-  void SetUp() override {
-    PduTest::SetUp();
-    module_ = Connect();
-  }
-  void TearDown() override {
-    link_.reset();
-    PduTest::TearDown();
-  }
-  void Use(const TestLink::Setup& setup) {
-    link_.reset();
-    link_ = std::make_unique<TestLink>(library_, module_, setup);
-    ASSERT_EQ(link_->Created(), PDU_STATUS_NOERROR);
-    link_->Open();
-  }
-  void SetNumber(const char* comParam, UNUM32 value) {
-    link_->Set(comParam, value);
-    link_->Update();
-  }
-  std::vector<Bytes> Heard(milliseconds patience = milliseconds(50)) {
-    std::vector<Bytes> messages;
-    while (const auto result = link_->AwaitResult(patience)) messages.push_back(result->data);
-    return messages;
-  }
+  explicit UartTest(const char* options = "Clock='instant'") : OneLinkTest(options) {}
   Outcome Run(const TestLink::Request& request) {
     Outcome outcome;
     const UNUM32 cop = link_->Start(request);
@@ -73,9 +50,6 @@ class UartTest : public PduTest {
     EXPECT_EQ(outcome.error, 0u);
     return outcome.answers;
   }
-  void Break(const char* ecu, UNUM32 fault) {
-    EXPECT_EQ(library_.VirtualVciSetEcuFault(module_, ecu, fault), PDU_STATUS_NOERROR);
-  }
   std::vector<VVCI_BYTE> HeardBy(const char* ecu) {
     std::vector<VVCI_BYTE> bytes(1000);
     UNUM32 count = 1000;
@@ -93,9 +67,6 @@ class UartTest : public PduTest {
     SetNumber("CP_BecomeMaster", device);
     return Run({.type = PDU_COPT_STARTCOMM, .sendCycles = 0});
   }
-
-  UNUM32 module_ = 0;
-  std::unique_ptr<TestLink> link_;
 };
 
 class UartRealtimeTest : public UartTest {
