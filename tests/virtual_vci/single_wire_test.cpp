@@ -76,10 +76,40 @@ TEST_F(SingleWireTest, WhatWakesIsSentAgainForThoseWhoMissedIt) {
   link_->Set("CP_SwCan_HighVoltage", 1);
   link_->Set("CP_RepeatReqCountApp", 60);
   link_->Set("CP_Loopback", 1);
-  link_->Start({.data = Message(0x242, {0x02, 0x3E, 0x00}), .temporary = true});
-  const auto echo = link_->Await([](const Event& event) { return event.IsResult(); });
-  ASSERT_TRUE(echo);
-  EXPECT_THAT(Heard(), ElementsAre(Message(0x642, {0x02, 0x7E, 0x00})));
+  const Bytes request = Message(0x242, {0x02, 0x3E, 0x00});
+  link_->Start({.data = request, .temporary = true});
+  std::vector<Bytes> results;
+  while (const auto event = link_->Next(milliseconds(50))) {
+    if (event->IsResult()) results.push_back(event->data);
+  }
+  EXPECT_THAT(results, ElementsAre(request, Message(0x642, {0x02, 0x7E, 0x00})));
+
+  TestLink other(library_, module_, kRaw);
+  other.Open();
+  SetNumber("CP_RepeatReqCountApp", 3);
+  link_->Send(Message(0x123, {}));
+  EXPECT_EQ(Heard(other).size(), 1u) << "only high voltage repeats what was sent";
+}
+
+TEST_F(SingleWireTest, WhoSleepsAcknowledgesNothing) {
+  link_.reset();
+  UseScenario(R"({"vcis": [{"serial": 4711, "interfaces": [{"type": "USB"}]}],
+      "buses": [{"type": "SAE_J2411_SWCAN", "pins": [1]}],
+      "ecus": [{"request": "0x242", "response": "0x642", "awakeTime": 1000, "uds": {}}]})");
+  module_ = Connect();
+  Use(kRaw);
+  const auto sends = [&] {
+    const UNUM32 cop = link_->Send(Message(0x123, {}));
+    bool failed = false;
+    EXPECT_TRUE(link_->Await([&](const Event& event) {
+      failed = failed || (event.cop == cop && event.type == PDU_IT_ERROR);
+      return event.cop == cop && event.IsStatus(PDU_COPST_FINISHED);
+    }));
+    return !failed;
+  };
+  EXPECT_FALSE(sends());
+  WakeUp();
+  EXPECT_TRUE(sends());
 }
 
 TEST_F(SingleWireTest, HighVoltageIsToldByTheReceiver) {
@@ -107,6 +137,9 @@ TEST_F(SingleWireTest, HighVoltageIsToldByTheReceiver) {
 TEST_F(SingleWireTest, LinkAndEcusChangeTheirSpeedAfterTheMessage) {
   const Bytes request = Message(0x241, {0x02, 0x3E, 0x00});
   const Bytes enable = Message(0x101, {0xFE, 0x02, 0xA5, 0x03});
+  EXPECT_THAT(Ask(Message(0x241, {0x01, 0x20})),
+              ElementsAre(Message(0x641, {0x03, 0x7F, 0x20, 0x11})))
+      << "there is no high speed to return from";
   EXPECT_EQ(Ask(Message(0x101, {0xFE, 0x02, 0xA5, 0x02})).size(), 1u);
   ChangeAfter(enable, kHighRate, 1, 50000);
   EXPECT_FALSE(Changes(Message(0x101, {0xFE, 0x02, 0xA5, 0x03, 0x00})));
