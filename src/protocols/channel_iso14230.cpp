@@ -21,6 +21,8 @@ constexpr std::size_t kMinKeyBytes = 2;             // that an application has r
 constexpr UNUM32 kFiveBaudInit = 1;
 constexpr UNUM32 kFastInit = 2;
 
+constexpr const char* kNoCommit = "Error committing Parameter Values.";
+
 constexpr MessageSizes SizesUpTo(std::uint32_t maximum) { return {1, maximum, START_OF_MESSAGE}; }
 
 UNUM8 Checksum(std::span<const UNUM8> bytes) {
@@ -160,10 +162,6 @@ Status CJ2534Channel_ISO14230::ValidateMessage(std::uint32_t dataSize, const std
   });
 }
 
-Status CJ2534Channel_ISO14230::SetNumber(pdu::ComParam param, UNUM32 value) {
-  return SetPduComParam(pdu::ComParamId(param), &value, sizeof value);
-}
-
 Status CJ2534Channel_ISO14230::PassThruIoctl_FIVE_BAUD_INIT(const AppPointer& input,
                                                             const AppPointer& output) {
   return Traced(methods::channel_iso14230::kPassThruIoctlFiveBaudInit, [&](Exits& exit) -> Status {
@@ -178,7 +176,8 @@ Status CJ2534Channel_ISO14230::PassThruIoctl_FIVE_BAUD_INIT(const AppPointer& in
       return exit.Fail(3, ERR_NULL_PARAMETER, "NULL Output pointer.");
     }
     const AppByteArray address(input);
-    if (const Status status = SetNumber(ComParam::CP_InitializationSettings, kFiveBaudInit)) {
+    if (const Status status = SetPduComParam(pdu::ComParamId(ComParam::CP_InitializationSettings),
+                                             &kFiveBaudInit, sizeof kFiveBaudInit)) {
       return exit.PassOn(4, status, "Error setting CP_InitializationSettings for Five-BAUD Init.");
     }
     if (address.Count() != 1) {
@@ -187,12 +186,9 @@ Status CJ2534Channel_ISO14230::PassThruIoctl_FIVE_BAUD_INIT(const AppPointer& in
     if (!platform::IsReadable(address.Bytes(), 1)) {
       return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Input pointer.");
     }
-    if (const Status status = SetNumber(ComParam::CP_5BaudAddressPhys, *address.Bytes())) {
-      return exit.PassOn(6, status, "Error setting CP_5_BAUD_ADDR_PHYS for Five-BAUD Init.");
-    }
-    if (const Status status = SendUpdateComPrimitive(true)) {
-      return exit.PassOn(7, status, "Error committing Parameter Values.");
-    }
+    const ComParamSetting toAddress{ComParam::CP_5BaudAddressPhys, *address.Bytes(),
+                                    "Error setting CP_5_BAUD_ADDR_PHYS for Five-BAUD Init."};
+    if (const Status status = SetAndCommit(exit, 6, toAddress, kNoCommit)) return status;
     answer_.Clear();
     if (const Status status = SendStartComComPrimitive(AppMessage(), true)) {
       return exit.PassOn(8, status, "Error sending STARTCOM Message.");
@@ -211,12 +207,9 @@ Status CJ2534Channel_ISO14230::PassThruIoctl_FAST_INIT(const AppPointer& input,
     }
     const AppMessage request = Given(input, platform::IsReadable);
     const AppMessage response = Given(output, platform::IsWritable);
-    if (const Status status = SetNumber(pdu::ComParam::CP_InitializationSettings, kFastInit)) {
-      return exit.PassOn(2, status, "Error setting CP_InitializationSettings for Fast Init.");
-    }
-    if (const Status status = SendUpdateComPrimitive(true)) {
-      return exit.PassOn(3, status, "Error committing Parameter Values.");
-    }
+    const ComParamSetting toFast{pdu::ComParam::CP_InitializationSettings, kFastInit,
+                                 "Error setting CP_InitializationSettings for Fast Init."};
+    if (const Status status = SetAndCommit(exit, 2, toFast, kNoCommit)) return status;
     answer_.Clear();
     if (const Status status = SendStartComComPrimitive(request, bool{response})) {
       return exit.PassOn(4, status, "Error sending STARTCOM Message.");

@@ -36,7 +36,6 @@ class CJ2534Channel_ISO14230 : public CJ2534Channel {
  private:
   /// Whether a result belongs to the start of communication, which keeps it then.
   bool TakeAnswer(const PDU_EVENT_ITEM& item, std::span<const std::uint8_t> data);
-  Status SetNumber(pdu::ComParam param, UNUM32 value);
 
   StartCommResult answer_;
 };
