@@ -39,6 +39,13 @@ std::uint8_t J1850Crc(std::span<const std::uint8_t> bytes) {
   return static_cast<std::uint8_t>(~crc);
 }
 
+J1850Frame::Priority PriorityOf(const J1850Frame& frame) {
+  J1850Frame::Priority priority = 0;
+  for (std::size_t i = 0; i < sizeof priority; ++i)
+    priority = priority << 8 | (i < frame.bytes.size() ? frame.bytes[i] : 0u);
+  return priority;
+}
+
 std::uint64_t VpwMicroseconds(const J1850Frame& frame) {
   if (frame.isBreak) return kVpwBreak + kVpwPause;
   std::uint64_t time = kVpwStart + VpwByte(frame.crc) + kVpwPause;

@@ -15,7 +15,7 @@ namespace virtual_vci {
 std::uint8_t J1850Crc(std::span<const std::uint8_t> bytes);
 
 struct J1850Frame {
-  using Priority = Bytes;
+  using Priority = std::uint64_t;
 
   static J1850Frame Make(Bytes bytes) {
     const std::uint8_t crc = J1850Crc(bytes);
@@ -31,8 +31,9 @@ struct J1850Frame {
   bool isBreak = false;
 };
 
-/// The wires decide bit by bit, and 0 wins. A break, which has no bytes, goes before everything.
-inline J1850Frame::Priority PriorityOf(const J1850Frame& frame) { return frame.bytes; }
+/// The wires decide bit by bit, and 0 wins: the first eight bytes here. A break, which has none,
+/// goes before everything.
+J1850Frame::Priority PriorityOf(const J1850Frame& frame);
 
 /// Variable pulse width: a bit is a level of either length, so what a frame takes depends on its
 /// bits. With the pause behind it, in microseconds at 10,400 bit/s.
