@@ -3,15 +3,21 @@
 #include <algorithm>
 #include <limits>
 #include <optional>
+#include <utility>
 
+#include "j2534/app_memory.h"
 #include "j2534/foreign_text.h"
+#include "platform/memory_probe.h"
 
 namespace passbridge {
 
 namespace {
 
 constexpr std::size_t kMaxModuleName = 255;
+constexpr std::size_t kMaxAdditionalInfo = 4096;
 constexpr std::size_t kMaxAddress = 49;
+/// A list that claims to be longer lies about its length.
+constexpr UNUM32 kMaxModules = 4096;
 
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -51,8 +57,27 @@ std::uint32_t ParseDecimal(std::string_view text) {
   return negative ? ~number + 1 : number;
 }
 
+std::vector<PDU_MODULE_DATA> ReadableModules(const PDU_MODULE_ITEM& list) {
+  std::vector<PDU_MODULE_DATA> modules;
+  const UNUM32 count = std::min(list.NumEntries, kMaxModules);
+  for (UNUM32 i = 0; i < count; ++i) {
+    const auto* const entry = static_cast<const PDU_MODULE_DATA*>(
+        OffsetAddress(list.pModuleData, i * sizeof(PDU_MODULE_DATA)));
+    if (platform::IsReadable(entry, sizeof *entry)) modules.push_back(*entry);
+  }
+  return modules;
+}
+
+std::optional<std::string> ModuleName(const PDU_MODULE_DATA& module) {
+  return ReadForeignText(module.pVendorModuleName, kMaxModuleName);
+}
+
+std::optional<std::string> AdditionalInfo(const PDU_MODULE_DATA& module) {
+  return ReadForeignText(module.pVendorAdditionalInfo, kMaxAdditionalInfo);
+}
+
 VciRecord* RecordOf(const PDU_MODULE_DATA& module, VqxInfoList& list) {
-  const std::optional<std::string> name = ReadForeignText(module.pVendorModuleName, kMaxModuleName);
+  const std::optional<std::string> name = ModuleName(module);
   if (!name) return nullptr;
   const std::uint32_t serial = ParseDecimal(*name);
   const bool available = module.ModuleStatus == PDU_MODST_AVAIL;

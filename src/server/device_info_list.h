@@ -4,8 +4,10 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "passbridge/d_pdu_api.h"
 #include "server/interface_type.h"
@@ -42,6 +44,13 @@ using VqxInfoList = std::map<std::uint32_t, VciRecord>;
 /// The number that a text begins with, after optional white space and a sign; 0 without digits.
 /// Numbers beyond 32 bits stop at the greatest, negative ones wrap around.
 std::uint32_t ParseDecimal(std::string_view text);
+
+/// The entries of a module list that can be read.
+std::vector<PDU_MODULE_DATA> ReadableModules(const PDU_MODULE_ITEM& list);
+/// A module's name and its additional information; nothing where they are missing or cannot be
+/// read.
+std::optional<std::string> ModuleName(const PDU_MODULE_DATA& module);
+std::optional<std::string> AdditionalInfo(const PDU_MODULE_DATA& module);
 
 /// The record of a module's VCI, whose serial number is the module's name; it is added if the list
 /// lacks it. Null if the name cannot be read.

@@ -49,6 +49,7 @@ class DefaultDeviceSettings : public VersionedSetting {
 
   /// 0: none.
   std::uint32_t SerialNumber() const { return serialNumber_; }
+  void SetSerialNumber(std::uint32_t serialNumber) { serialNumber_ = serialNumber; }
 
  private:
   void Clear() override { serialNumber_ = 0; }

@@ -1,13 +1,10 @@
-#include <algorithm>
 #include <iterator>
 #include <optional>
 #include <string>
 #include <utility>
 
-#include "j2534/foreign_text.h"
 #include "pdu/item.h"
 #include "pdu/result_map.h"
-#include "platform/memory_probe.h"
 #include "server/device.h"
 #include "server/server.h"
 #include "trace/methods.h"
@@ -15,10 +12,6 @@
 namespace passbridge {
 
 namespace {
-
-constexpr std::size_t kMaxAdditionalInfo = 4096;
-/// A list that claims to be longer lies about its length.
-constexpr UNUM32 kMaxModules = 4096;
 
 constexpr pdu::ResultMap kModuleIdsResults{
     ERR_FAILED, {{PDU_ERR_DEVICE_NOT_CONNECTED, ERR_DEVICE_NOT_CONNECTED}}};
@@ -46,8 +39,7 @@ T_PDU_ERROR AskStatus(UNUM32 moduleHandle) {
 T_PDU_ERROR AddEntry(const PDU_MODULE_DATA& module, VqxInfoList& list) {
   VciRecord* const record = RecordOf(module, list);
   if (record == nullptr) return PDU_STATUS_NOERROR;
-  const std::optional<std::string> info =
-      ReadForeignText(module.pVendorAdditionalInfo, kMaxAdditionalInfo);
+  const std::optional<std::string> info = AdditionalInfo(module);
   if (!info) return PDU_STATUS_NOERROR;
   if (module.ModuleStatus == PDU_MODST_NOT_READY) {
     const T_PDU_ERROR result = AskStatus(module.hMod);
@@ -59,12 +51,8 @@ T_PDU_ERROR AddEntry(const PDU_MODULE_DATA& module, VqxInfoList& list) {
 
 /// Adds the entries that can be read.
 T_PDU_ERROR AddEntries(const PDU_MODULE_ITEM& modules, VqxInfoList& list) {
-  const UNUM32 count = std::min(modules.NumEntries, kMaxModules);
-  for (UNUM32 i = 0; i < count; ++i) {
-    const auto* const entry = static_cast<const PDU_MODULE_DATA*>(
-        OffsetAddress(modules.pModuleData, i * sizeof(PDU_MODULE_DATA)));
-    if (!platform::IsReadable(entry, sizeof *entry)) continue;
-    if (const T_PDU_ERROR result = AddEntry(*entry, list)) return result;
+  for (const PDU_MODULE_DATA& module : ReadableModules(modules)) {
+    if (const T_PDU_ERROR result = AddEntry(module, list)) return result;
   }
   return PDU_STATUS_NOERROR;
 }
