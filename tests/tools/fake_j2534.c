@@ -190,7 +190,7 @@ static void AnswerOnJ1850(const PASSTHRU_MSG* msg) {
     return;
   }
   answer[4] = (char)msg->Data[4];
-  memcpy(answer + 5, msg->Data[4] == 0x0C ? "\x1A\xF8" : "\x00\x10\x00\x00", 4);
+  memcpy(answer + 5, msg->Data[4] == 0x0C ? "\x1A\xF8\x00\x00" : "\x00\x10\x00\x00", 4);
   ReceiveBytes(0, answer, msg->Data[4] == 0x0C ? 7 : 9);
 }
 
