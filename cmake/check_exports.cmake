@@ -62,7 +62,7 @@ else()
   run(symbols "${NM}" -D --defined-only "${FILE}")
   read_elf("${dump}" "${symbols}" exports libraries)
   list(TRANSFORM expected REPLACE "^[0-9]+ " "")
-  set(allowed "^(ld-linux.*|lib(c|m|dl|rt|pthread|gcc_s|stdc\\+\\+)\\.so.*)$")
+  set(allowed "^(ld-linux.*|lib(c|m|dl|rt|pthread|gcc_s|stdc\\+\\+|gcrypt)\\.so.*)$")
 endif()
 
 check_same("${expected}" "${exports}")

@@ -1,5 +1,5 @@
 # Third-party code, the same targets on every platform: Boost::thread, nlohmann_json::nlohmann_json, CLI11::CLI11,
-# GTest::gtest, GTest::gmock, GTest::gtest_main.
+# Gcrypt::gcrypt, GTest::gtest, GTest::gmock, GTest::gtest_main.
 #
 # Boost.Thread and GoogleTest are built here from source, for Linux as well: so libpassbridge depends on nobody's shared
 # Boost, and the sanitizers see the whole program.
@@ -64,6 +64,17 @@ function(passbridge_googletest)
   set(INSTALL_GTEST OFF)
   add_subdirectory("${PASSBRIDGE_GOOGLETEST_SOURCE}" "${PROJECT_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
 endfunction()
+
+# On Windows statically, so that the DLLs stand alone. Debian's static library for Linux does not fit into a shared one.
+add_library(Gcrypt::gcrypt INTERFACE IMPORTED GLOBAL)
+if(WIN32)
+  find_library(PASSBRIDGE_GCRYPT libgcrypt.a REQUIRED)
+  find_library(PASSBRIDGE_GPG_ERROR libgpg-error.a REQUIRED)
+  target_link_libraries(Gcrypt::gcrypt INTERFACE "${PASSBRIDGE_GCRYPT}" "${PASSBRIDGE_GPG_ERROR}" ws2_32)
+else()
+  find_library(PASSBRIDGE_GCRYPT gcrypt REQUIRED)
+  target_link_libraries(Gcrypt::gcrypt INTERFACE "${PASSBRIDGE_GCRYPT}")
+endif()
 
 include(CTest)
 if(BUILD_TESTING)

@@ -8,10 +8,18 @@
 /// in docs/settings.md. Numbers are DWORDs. Installed systems know the names: they never change.
 namespace passbridge::settings {
 
+/// The product's own key, below which all others lie.
+inline constexpr const char* kProductPath = "SOFTWARE\\QUARN\\QUARN_VCI";
+
 /// The path of a key of this product, for platform::RegistryKey.
 inline std::string PathOf(std::string_view key) {
-  return std::string("SOFTWARE\\QUARN\\QUARN_VCI\\").append(key);
+  return std::string(kProductPath).append("\\").append(key);
 }
+
+/// Machine, in the product's own key; folders of the installation.
+namespace installation {
+inline constexpr const char* kProductFolder = "ProductSpecificLocation";  // text: a path
+}  // namespace installation
 
 /// Machine; which D-PDU library is loaded.
 namespace pdu_api_support {

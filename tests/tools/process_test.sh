@@ -52,6 +52,25 @@ says out "API       04.04"
 PASSBRIDGE_LIBRARY=$fake expect 0 info
 says out "API       04.04"
 
+# A product configuration needs no library.
+printf '[MGR]\ndevice_label = Reader\n' >"$work/plain.ini"
+(
+  cd "$work" || exit 1
+  PASSBRIDGE_LIBRARY=none expect 0 product-config encrypt plain.ini sealed.ini
+  PASSBRIDGE_LIBRARY=none expect 0 product-config show sealed.ini
+  tr -d "\r" <out | cmp - plain.ini || complain "not what was enciphered"
+  ! grep -q device_label sealed.ini || complain "not enciphered"
+  expect 1 product-config show plain.ini
+  says err "plain.ini is no product configuration, or damaged"
+  silent out
+  expect 1 product-config encrypt none.ini sealed.ini
+  says err "cannot read none.ini"
+  expect 1 product-config encrypt plain.ini none/sealed.ini
+  says err "cannot write none/sealed.ini"
+  expect 106 product-config
+  exit "$failures"
+) || failures=$((failures + $?))
+
 # Without a name the library is the one of the installation: beside the program, or in ../lib.
 mkdir -p "$work/bin" "$work/lib"
 cp "$tool" "$work/bin/"

@@ -37,6 +37,8 @@ constexpr int kExitFailure = 1;
 struct Command {
   CLI::App* app;
   std::function<int(const Target&, Console&)> run;
+  // Instead of `run`, where no library is needed.
+  std::function<int(Console&)> runAlone = {};
 };
 
 // The options that a subcommand's parser fills; they live as long as the command.

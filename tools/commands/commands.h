@@ -19,11 +19,13 @@ Command AddIsoTpCommand(CLI::App& root);
 Command AddInitCommand(CLI::App& root);
 // Asks a vehicle for live data; fails if a value got no answer, or nothing but refusals.
 Command AddObdCommand(CLI::App& root);
+// Makes and shows enciphered product configurations.
+Command AddProductConfigCommand(CLI::App& root);
 
 // In the order of the help.
 constexpr Command (*kCommands[])(CLI::App& root) = {
-    AddInfoCommand,  AddMonitorCommand, AddSendCommand,
-    AddIsoTpCommand, AddInitCommand,    AddObdCommand,
+    AddInfoCommand, AddMonitorCommand, AddSendCommand,          AddIsoTpCommand,
+    AddInitCommand, AddObdCommand,     AddProductConfigCommand,
 };
 
 }  // namespace passbridge::tool

@@ -50,6 +50,9 @@ class Tool {
     } catch (const CLI::ParseError& error) {
       return app_.exit(error, console.out, console.err);
     }
+    for (const Command& command : commands_) {
+      if (*command.app && command.runAlone) return command.runAlone(console);
+    }
     std::optional<VirtualVciSettings> settings;
     if (connection_.virtualVci) settings.emplace(FindVirtualVci());
     const auto api = LoadLibraryOf(connection_);
