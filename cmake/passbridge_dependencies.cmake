@@ -71,6 +71,8 @@ if(WIN32)
   find_library(PASSBRIDGE_GCRYPT libgcrypt.a REQUIRED)
   find_library(PASSBRIDGE_GPG_ERROR libgpg-error.a REQUIRED)
   target_link_libraries(Gcrypt::gcrypt INTERFACE "${PASSBRIDGE_GCRYPT}" "${PASSBRIDGE_GPG_ERROR}" ws2_32)
+  # Their debugging information is three times the size of everything else.
+  target_link_options(Gcrypt::gcrypt INTERFACE $<$<NOT:$<CONFIG:Debug>>:-Wl,--strip-debug>)
 else()
   find_library(PASSBRIDGE_GCRYPT gcrypt REQUIRED)
   target_link_libraries(Gcrypt::gcrypt INTERFACE "${PASSBRIDGE_GCRYPT}")

@@ -102,12 +102,8 @@ std::string LabelOf(const ExplorerRecord& record, const ExplorerTexts& texts) {
   if (record.vci.serialNumber != 0) {
     label = texts[TextId::SerialNumber] + " " + std::to_string(record.vci.serialNumber);
   }
-  if (!record.vci.available && record.reason == NotReadyReason::OldPcSoftware) {
-    AddLine(label, TextId::UpdatePc, texts);
-  }
-  if (!record.vci.available && record.reason == NotReadyReason::OldFirmware) {
-    AddLine(label, TextId::UpdateVci, texts);
-  }
+  if (record.reason == NotReadyReason::OldPcSoftware) AddLine(label, TextId::UpdatePc, texts);
+  if (record.reason == NotReadyReason::OldFirmware) AddLine(label, TextId::UpdateVci, texts);
   if (record.isDefault) AddLine(label, TextId::DefaultDevice, texts);
   if (record.isPreferred) AddLine(label, TextId::PreferredDevice, texts);
   return label;

@@ -41,8 +41,8 @@ struct ExplorerRecord {
   VciRecord vci;
   bool isDefault = false;
   bool isPreferred = false;
-  NotReadyReason reason = NotReadyReason::Other;
-  std::optional<std::uint32_t> wifiQuality;  ///< 0 to 4 have pictures
+  NotReadyReason reason = NotReadyReason::Other;  ///< known only of one that is not available
+  std::optional<std::uint32_t> wifiQuality;       ///< 0 to 4 have pictures
 };
 
 /// By serial number.

@@ -94,9 +94,7 @@ std::optional<std::string> SealText(std::string_view text) {
 }
 
 std::optional<std::string> OpenSealedText(std::string_view sealed) {
-  if (sealed.size() < kHeaderSize + kDigestSize || sealed.size() > kMaxSealedFile) {
-    return std::nullopt;
-  }
+  if (sealed.size() < kHeaderSize + kDigestSize) return std::nullopt;
   std::string content(sealed.substr(kHeaderSize));
   const bool isWhole = content.size() == RoundedUp(content.size());
   if (!isWhole || !Cipher(sealed.substr(kHeaderSize - kBlockSize, kBlockSize)).Decrypt(content)) {

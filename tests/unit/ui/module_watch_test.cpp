@@ -70,6 +70,7 @@ TEST_F(ModuleWatchTest, SeveralAreToldUntilTheyEnd) {
   Deliver(pdu.Items().MakeInfo(PDU_INFO_MODULE_LIST_CHG));
   one.reset();
   EXPECT_TRUE(IsRegistered());
+  EXPECT_EQ(pdu.Calls().Count("PDURegisterEventCallback"), 2U) << "not a moment without";
   Deliver(pdu.Items().MakeInfo(PDU_INFO_MODULE_LIST_CHG));
   EXPECT_THAT(first, ElementsAre("1 modules"));
   EXPECT_THAT(second, ElementsAre("1 modules", "1 modules"));
