@@ -70,7 +70,11 @@ add_library(Gcrypt::gcrypt INTERFACE IMPORTED GLOBAL)
 if(WIN32)
   find_library(PASSBRIDGE_GCRYPT libgcrypt.a REQUIRED)
   find_library(PASSBRIDGE_GPG_ERROR libgpg-error.a REQUIRED)
-  target_link_libraries(Gcrypt::gcrypt INTERFACE "${PASSBRIDGE_GCRYPT}" "${PASSBRIDGE_GPG_ERROR}" ws2_32)
+  # Instead of ws2_32.
+  add_library(passbridge_no_sockets STATIC "${PROJECT_SOURCE_DIR}/src/platform/windows/no_sockets.cpp")
+  target_link_libraries(passbridge_no_sockets PRIVATE passbridge_options)
+  target_link_libraries(
+    Gcrypt::gcrypt INTERFACE "${PASSBRIDGE_GCRYPT}" "${PASSBRIDGE_GPG_ERROR}" passbridge_no_sockets)
   # Their debugging information is three times the size of everything else.
   target_link_options(Gcrypt::gcrypt INTERFACE $<$<NOT:$<CONFIG:Debug>>:-Wl,--strip-debug>)
 else()
