@@ -15,11 +15,11 @@ void ExplorerModel::Fill(const std::vector<ModuleEntry>& modules) {
   PreferredDevicesSettings preferredDevices;
   preferredDevices.Load();
   const ExplorerRecord* const selected = SelectedRecord();
-  const std::optional<std::uint32_t> serialNumber =
-      selected != nullptr ? std::optional(selected->vci.serialNumber) : std::nullopt;
+  const bool wasSelected = selected != nullptr;
+  const std::uint32_t serialNumber = wasSelected ? selected->vci.serialNumber : 0;
   records_ = MakeRecords(modules, defaultDevice, preferredDevices);
   ShowRecords();
-  selected_ = serialNumber ? ItemOf(*serialNumber) : std::nullopt;
+  selected_ = wasSelected ? ItemOf(serialNumber) : std::nullopt;
 }
 
 void ExplorerModel::ShowRecords() {
