@@ -1,3 +1,4 @@
+#include <sched.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -21,6 +22,18 @@ double ProcessorSeconds() {
   timespec time{};
   if (clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time) != 0) return 0;
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+void PinToOneProcessor(bool one) {
+  static const cpu_set_t all = [] {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    sched_getaffinity(0, sizeof set, &set);
+    return set;
+  }();
+  cpu_set_t wanted = all;
+  for (int i = CPU_SETSIZE - 1; one && i >= 0 && CPU_COUNT(&wanted) > 1; --i) CPU_CLR(i, &wanted);
+  sched_setaffinity(0, sizeof wanted, &wanted);
 }
 
 }  // namespace bench

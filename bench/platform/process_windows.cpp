@@ -32,4 +32,11 @@ double ProcessorSeconds() {
   return Seconds(kernel) + Seconds(user);
 }
 
+void PinToOneProcessor(bool one) {
+  DWORD_PTR process = 0;
+  DWORD_PTR system = 0;
+  if (!GetProcessAffinityMask(GetCurrentProcess(), &process, &system)) return;
+  SetProcessAffinityMask(GetCurrentProcess(), one ? system & (~system + 1) : system);
+}
+
 }  // namespace bench
