@@ -32,7 +32,9 @@ std::vector<std::string> SingleWireFixture::Written() {
     if (call == "update ended") written.push_back(call);
     if (!call.starts_with("PDUSetComParam")) continue;
     for (const std::string& name : kWatched) {
-      const std::string id = "{" + Render(pdu.IdOf(PDU_OBJT_COMPARAM, name)) + " = ";
+      // In steps: GCC takes "{" + … for overlapping memory.
+      std::string id = "{";
+      id.append(Render(pdu.IdOf(PDU_OBJT_COMPARAM, name))).append(" = ");
       const std::size_t at = call.find(id);
       if (at == std::string::npos) continue;
       const std::string value = call.substr(at + id.size());
