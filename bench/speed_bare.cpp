@@ -198,7 +198,7 @@ class BareLink {
   }
 
   void Copy(std::span<const UNUM8> bytes, UNUM32 timestamp) {
-    PASSTHRU_MSG& out = out_[received_++ % out_.size()];
+    PASSTHRU_MSG& out = out_[static_cast<std::size_t>(received_++ % out_.size())];
     out.ProtocolID = iso15765_ ? ISO15765 : CAN;
     out.RxStatus = 0;
     out.TxFlags = 0;
