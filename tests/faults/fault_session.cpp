@@ -200,17 +200,13 @@ void FaultSession::Table() {
   Ioctl(tableChannel_, ADD_TO_FUNCT_MSG_LOOKUP_TABLE, &addresses);
   SendMessage(tableChannel_, Message(J1850PWM, {0x61, 0x6A, 0xF1, 0x03}));
   Receive(tableChannel_, 0x43);
-  j2534_ulong termination = 1;
-  Ioctl(tableChannel_, J1850PWM_TERMINATION, &termination);
   Ioctl(tableChannel_, DELETE_FROM_FUNCT_MSG_LOOKUP_TABLE, &addresses);
-  Ioctl(tableChannel_, CLEAR_FUNCT_MSG_LOOKUP_TABLE);
 }
 
 void FaultSession::Speeds() {
   Call("PassThruConnect", 0, library_.PassThruConnect, device_, j2534_ulong{SW_CAN_PS},
        j2534_ulong{0}, j2534_ulong{33333}, &speedChannel_);
   Configure(speedChannel_, J1962_PINS, 0x0100);
-  Configure(speedChannel_, SW_CAN_RES_SWITCH, 1);
   Configure(speedChannel_, SW_CAN_SPEEDCHANGE_ENABLE, 1);
   PASSTHRU_MSG all = Message(SW_CAN_PS, {0});
   j2534_ulong filter = 0;
@@ -218,8 +214,6 @@ void FaultSession::Speeds() {
        j2534_ulong{PASS_FILTER}, &all, &all, static_cast<PASSTHRU_MSG*>(nullptr), &filter);
   SendMessage(speedChannel_, Message(SW_CAN_PS, {0, 0, 1, 1, 0xFE, 2, 0xA5, 0x02}));
   Receive(speedChannel_, 0x41);
-  SendMessage(speedChannel_, Message(SW_CAN_PS, {0, 0, 1, 1, 0xFE, 2, 0xA5, 0x03}));
-  Ioctl(speedChannel_, SW_CAN_NS);
   Ioctl(speedChannel_, SW_CAN_HS);
 }
 
