@@ -21,7 +21,7 @@ class J1850Bus : public FrameBus<J1850Frame> {
   std::unique_ptr<EcuPort> MakePort(const PortConfig& config, const PortContext& context) override;
   bool SendBytes(std::span<const std::uint8_t> message, std::uint32_t flags) override;
 
-  /// Header and data of a message, at least and at most.
+  /// Whether a message may have so many bytes, header and data.
   virtual bool Carries(std::size_t bytes) const = 0;
   virtual bool HasBreaks() const = 0;
 
