@@ -15,6 +15,7 @@
 #include "platform/registry.h"
 #include "platform/version_resource.h"
 #include "trace/last_error.h"
+#include "ui/device_explorer.h"
 
 namespace passbridge {
 
@@ -74,7 +75,9 @@ CJ2534DllApp& CJ2534DllApp::Instance() {
   return app.Get();
 }
 
-CJ2534DllApp::CJ2534DllApp(CJ2534Server& server) : CJ2534DllApp(server, kInstalledLibrary) {}
+CJ2534DllApp::CJ2534DllApp(CJ2534Server& server) : CJ2534DllApp(server, kInstalledLibrary) {
+  selection_.SetDialog(&ShowDeviceExplorer);
+}
 
 CJ2534DllApp::CJ2534DllApp(CJ2534Server& server, const PduLoader& loader)
     : server_(server), loader_(loader), selection_(server) {}
