@@ -8,6 +8,7 @@
 #include "passbridge/j2534.h"
 #include "pdu/pdu_api.h"
 #include "platform/cancellation.h"
+#include "platform/memory_probe.h"
 
 namespace passbridge {
 
@@ -28,6 +29,7 @@ long Guarded(const Call& call) {
   const platform::CancellationGuard cancellation;
   try {
     const pdu::Pin pin;
+    const platform::MemoryAnswers answers;
     return static_cast<long>(call(CJ2534DllApp::Instance()));
   } catch (...) {
     if (platform::IsThreadEnding()) throw;

@@ -1,7 +1,9 @@
 #include "platform/posix/memory_ways.h"
 
 #include <fcntl.h>
+#include <linux/futex.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -76,7 +78,55 @@ class MapsWalk {
   bool allowed_ = false;
 };
 
+// Whether the word at an address is there, of a call that fails with `expected` if it is.
+std::optional<bool> AnswerOf(long result, int expected) {
+  if (result >= 0 || errno == expected) return true;
+  return errno == EFAULT ? std::optional(false) : std::nullopt;
+}
+
+template <std::size_t kSize>
+std::uintptr_t WordOf(std::uintptr_t address) {
+  return address & ~(std::uintptr_t{kSize} - 1);
+}
+
+std::optional<bool> TouchForReading(std::uintptr_t address) {
+  // The set of signals is read before the unknown operation is refused.
+  constexpr int kNoOperation = 0x7FFFFFFF;
+  constexpr std::size_t kSetSize = 8;
+  return AnswerOf(
+      ::syscall(SYS_rt_sigprocmask, kNoOperation, WordOf<kSetSize>(address), nullptr, kSetSize),
+      EINVAL);
+}
+
+// Of the bytes from `address` up to `end`, which are in one page.
+std::optional<bool> TouchForWriting(std::uintptr_t address, std::uintptr_t end) {
+  constexpr std::size_t kOffsetSize = sizeof(long);
+  if (end - address >= kOffsetSize) {
+    // The offset is read, and written back although the files are none.
+    return AnswerOf(::syscall(SYS_sendfile, -1, -1, address, 0), EBADF);
+  }
+  // Fewer bytes have neighbours that are somebody else's: nothing is added to a word in one step.
+  static std::uint32_t awaitedByNobody;
+  return AnswerOf(::syscall(SYS_futex, &awaitedByNobody, FUTEX_WAKE_OP | FUTEX_PRIVATE_FLAG, 0,
+                            nullptr, WordOf<sizeof(std::uint32_t)>(address),
+                            FUTEX_OP(FUTEX_OP_OR, 0, FUTEX_OP_CMP_LT, 0)),
+                  0);
+}
+
 }  // namespace
+
+std::optional<bool> AskByTouching(MemoryRange range, MemoryUse use) noexcept {
+  constexpr std::uintptr_t kMostPages = 6;
+  if (range.end - range.begin > kMostPages * PageSize()) return std::nullopt;
+  for (std::uintptr_t address = range.begin; address < range.end;) {
+    const std::uintptr_t next = NextPage(address, range);
+    const auto answer =
+        use == MemoryUse::Read ? TouchForReading(address) : TouchForWriting(address, next);
+    if (!answer.value_or(false)) return answer;
+    address = next;
+  }
+  return true;
+}
 
 std::optional<bool> AskByPopulating(MemoryRange range, MemoryUse use) noexcept {
   const std::uintptr_t start = PageStart(range.begin);

@@ -1,22 +1,19 @@
 #ifndef PASSBRIDGE_PLATFORM_POSIX_MEMORY_WAYS_H_
 #define PASSBRIDGE_PLATFORM_POSIX_MEMORY_WAYS_H_
 
-#include <cstdint>
 #include <optional>
 
+#include "platform/memory_range.h"
+
 namespace passbridge::platform {
-
-// The bytes from `begin` up to, but not including, `end`; never empty.
-struct MemoryRange {
-  std::uintptr_t begin;
-  std::uintptr_t end;
-};
-
-enum class MemoryUse { Read, Write };
 
 // The ways to ask the kernel for the use of a range, best first. Each gives nothing if the kernel
 // does not offer it here. None alters a byte.
 
+// A system call for each page that reads, or writes back, a word there and then fails for another
+// reason: quicker than the others for a few pages, and nothing for more. A long is written back in
+// two steps: nobody else may write to what is asked about.
+std::optional<bool> AskByTouching(MemoryRange range, MemoryUse use) noexcept;
 // madvise(MADV_POPULATE_READ / _WRITE), Linux 5.14: one call for any range.
 std::optional<bool> AskByPopulating(MemoryRange range, MemoryUse use) noexcept;
 // process_vm_readv on this process, a byte of each page; containers often forbid it.

@@ -72,5 +72,46 @@ TEST(MemoryProbe, CoversHeapStackConstantsAndCode) {
   EXPECT_STREQ(stack, "stack");
 }
 
+// What one call found it need not ask again, as long as it lasts.
+TEST(MemoryProbe, KeepsAnswersForAsLongAsACallLasts) {
+  Pages pages(3);
+  pages.Protect(1, Protection::ReadOnly);
+  const std::size_t page = Pages::Size();
+  {
+    const MemoryAnswers call;
+    EXPECT_FALSE(IsWritable(pages.At(0), page + 1));
+    EXPECT_TRUE(IsWritable(pages.At(0), page));
+    EXPECT_TRUE(IsReadable(pages.At(1), page));
+    pages.Protect(0, Protection::None);
+    pages.Protect(1, Protection::None);
+    EXPECT_TRUE(IsWritable(pages.At(0, 8), page - 8));
+    EXPECT_TRUE(IsReadable(pages.At(0), page)) << "what can be written can be read";
+    EXPECT_TRUE(IsReadable(pages.At(1), 1));
+    EXPECT_FALSE(IsWritable(pages.At(1), 1)) << "was never asked";
+    EXPECT_FALSE(IsReadable(pages.At(0, 8), page)) << "goes beyond what was asked";
+    {
+      const MemoryAnswers inner;
+      EXPECT_FALSE(IsWritable(pages.At(0), 1));
+    }
+    for (std::size_t i = 0; i < 8; ++i) EXPECT_TRUE(IsWritable(pages.At(2, 16 * i), 16));
+    EXPECT_FALSE(IsWritable(pages.At(0), 1)) << "forgotten after so many others";
+  }
+  EXPECT_FALSE(IsReadable(pages.At(0), 1));
+}
+
+// The rest of the stack's mapping is asked about: it may not be there.
+TEST(MemoryProbe, TrustsTheOwnStackFromTheCallerOn) {
+  char here[16] = {};
+  const MemoryRange stack = OwnStack();
+  const auto address = reinterpret_cast<std::uintptr_t>(&here[0]);
+#if !defined(__SANITIZE_ADDRESS__)  // it keeps locals elsewhere
+  EXPECT_TRUE(stack.Contains({address, address + sizeof here}));
+#endif
+  EXPECT_FALSE(stack.Contains({stack.begin - Pages::Size(), stack.end}));
+  EXPECT_FALSE(stack.Contains({stack.begin, stack.end + 1}));
+  EXPECT_TRUE(SystemAllows(stack, MemoryUse::Write));
+  EXPECT_FALSE(IsWritable(here, SIZE_MAX / 2));
+}
+
 }  // namespace
 }  // namespace passbridge::platform

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "support.h"
 
 namespace passbridge::platform {
@@ -40,11 +42,36 @@ TEST(MemoryWays, EachThatTheKernelOffersGivesTheSameAnswer) {
     EXPECT_EQ(populating.value_or(c.readable), c.readable) << c.what;
     const auto populatingForWriting = AskByPopulating(c.range, MemoryUse::Write);
     EXPECT_EQ(populatingForWriting.value_or(c.writable), c.writable) << c.what;
+    EXPECT_EQ(AskByTouching(c.range, MemoryUse::Read).value_or(c.readable), c.readable) << c.what;
+    EXPECT_EQ(AskByTouching(c.range, MemoryUse::Write).value_or(c.writable), c.writable) << c.what;
     EXPECT_EQ(AskByVmRead(c.range).value_or(c.readable), c.readable) << c.what;
     EXPECT_EQ(AskByPipe(c.range), c.readable) << c.what;
     EXPECT_EQ(AskByMaps(c.range, MemoryUse::Read), c.readable) << c.what;
     EXPECT_EQ(AskByMaps(c.range, MemoryUse::Write), c.writable) << c.what;
   }
+}
+
+TEST(MemoryWays, TouchingKnowsEveryByteAndAltersNone) {
+  Pages pages(3);
+  pages.Protect(1, Protection::ReadOnly);
+  pages.Free(2);
+  const std::size_t page = Pages::Size();
+  char* const end = pages.At(0, page - 16);
+  std::string("abcdefghijklmnop").copy(end, 16);
+  for (std::size_t from = page - 16; from < 3 * page; from += from % page < 16 ? 1 : page / 4) {
+    for (const std::size_t size : {1U, 3U, 4U, 8U, 15U, 16U}) {
+      const auto begin = reinterpret_cast<std::uintptr_t>(pages.At(0, from));
+      const MemoryRange range{begin, begin + size};
+      EXPECT_EQ(AskByTouching(range, MemoryUse::Read), from + size <= 2 * page)
+          << from << "+" << size;
+      EXPECT_EQ(AskByTouching(range, MemoryUse::Write), from + size <= page) << from << "+" << size;
+    }
+  }
+  EXPECT_EQ(std::string(end, 16), "abcdefghijklmnop");
+  EXPECT_EQ(
+      AskByTouching({reinterpret_cast<std::uintptr_t>(pages.At(0)), UINTPTR_MAX}, MemoryUse::Read),
+      std::nullopt)
+      << "too much for it";
 }
 
 }  // namespace
