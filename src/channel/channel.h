@@ -62,7 +62,7 @@ class CJ2534Channel : public ChannelCore {
                             std::uint32_t baudRate);
 
   /// Event thread: makes messages of a result item and stores them.
-  Status AddResultData(const pdu::SharedEventItem& item) override;
+  Status AddResultData(pdu::SharedEventItem item) override;
 
   /// Puts the ComParams written since the last update in force; waits up to 2 s if asked to.
   virtual Status SendUpdateComPrimitive(bool wait);
@@ -173,12 +173,12 @@ class CJ2534Channel : public ChannelCore {
   Status TakeOver(CJ2534Channel& periodic, const TakenOver& taken);
   void EndPeriodicMessages() REQUIRES(operationLock_);
 
-  Status AddMessage(const pdu::SharedEventItem& item, std::span<const std::uint8_t> payload,
+  bool HasMoreQueued();
+  Status AddMessage(pdu::SharedEventItem item, std::span<const std::uint8_t> payload,
                     std::uint32_t timestamp, bool& stored);
   Status AddPackedRecords(const pdu::SharedEventItem& item, std::span<const std::uint8_t> packed,
                           bool& stored);
   Status FollowLinkSpeed(const Exits& exit);
-
   Status SetParameters(const Exits& exit, const AppConfigList& list, bool& pinsSet,
                        bool& mixedFormatSet);
   Status ApplyParameters(const Exits& exit, const AppConfigList& list);

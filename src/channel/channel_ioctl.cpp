@@ -81,6 +81,7 @@ Status NotSupported(const Method& method) {
 Status CJ2534Channel::PassThruIoctl(std::uint32_t ioctlId, const AppPointer& input,
                                     const AppPointer& output) {
   return Traced(methods::channel::kPassThruIoctl, [&](Exits& exit) -> Status {
+    GetLink().ServeQueued();  // what came before the ioctl does not come after it
     platform::MutexLock lock(operationLock_);
     const auto* const row =
         std::find_if(kIoctls.begin(), kIoctls.end(),

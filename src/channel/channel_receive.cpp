@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 #include "channel/channel.h"
 #include "platform/clock.h"
@@ -34,11 +35,13 @@ bool IsPacked(const PDU_RESULT_DATA& result) {
 /// and only as much of it as is written need exist.
 class MessageSpace {
  public:
-  MessageSpace(const AppMessage& msgs, std::uint32_t count) : msgs_(msgs), count_(count) {}
+  MessageSpace(const AppMessage& msgs, std::uint32_t count, CJ2534ReceiveBuffer& buffer)
+      : msgs_(msgs), count_(count), buffer_(buffer) {}
 
   bool IsWritable(std::uint32_t index) {
     if (index < checked_) return true;
-    const std::uint32_t ahead = std::min(kAhead, count_ - index);
+    const auto waiting = static_cast<std::uint32_t>(std::min<std::size_t>(buffer_.Size(), kAhead));
+    const std::uint32_t ahead = std::clamp(waiting, 1U, count_ - index);
     for (const std::uint32_t piece : {ahead, 1U}) {
       if (platform::IsWritable(msgs_[index].Address(), piece * msgs_.Size())) {
         checked_ = index + piece;
@@ -49,11 +52,41 @@ class MessageSpace {
   }
 
  private:
-  static constexpr std::uint32_t kAhead = 8;
+  static constexpr std::uint32_t kAhead = 128;
 
   const AppMessage& msgs_;
   std::uint32_t count_;
+  CJ2534ReceiveBuffer& buffer_;
   std::uint32_t checked_ = 0;
+};
+
+/// The time-out of one read, 0 for none. Messages that are there already take no time to speak of:
+/// the clock is looked at after each wait, and now and then.
+class ReadClock {
+ public:
+  explicit ReadClock(std::uint32_t timeout) : timeout_(timeout) {
+    if (timeout_ != 0) start_ = platform::MonotonicMicroseconds();
+  }
+
+  bool IsOver() {
+    if (timeout_ == 0 || ++looks_ % kLooksForEach != 0) return false;
+    return Elapsed() > timeout_;
+  }
+  /// What is left, ms; it is looked at the clock again afterwards.
+  std::uint32_t Remaining() {
+    looks_ = kLooksForEach - 1;
+    const std::uint64_t elapsed = Elapsed();
+    return elapsed < timeout_ ? timeout_ - static_cast<std::uint32_t>(elapsed) : 0;
+  }
+
+ private:
+  static constexpr std::uint32_t kLooksForEach = 32;
+
+  std::uint64_t Elapsed() const { return (platform::MonotonicMicroseconds() - start_) / 1000; }
+
+  std::uint32_t timeout_;  // ms
+  std::uint64_t start_ = 0;
+  std::uint32_t looks_ = 0;
 };
 
 /// One message event releases one reader, which may leave messages for others that wait.
@@ -88,19 +121,16 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
     const std::uint32_t requested = numMsgs.Load();
     numMsgs.Store(0);
     if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
-    MessageSpace space(msgs, requested);
+    MessageSpace space(msgs, requested, GetJ2534ReceiveBuffer());
     if (!msgs || (requested != 0 && !space.IsWritable(0))) {
       return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
     }
 
-    const std::uint64_t start = platform::MonotonicMicroseconds();
+    ReadClock clock(timeout);
     bool sawEmptyBuffer = false;
     std::optional<NextReader> nextReader;
     for (std::uint32_t count = 0; count < requested;) {
-      const std::uint64_t elapsed = (platform::MonotonicMicroseconds() - start) / 1000;
-      if (timeout != 0 && elapsed > timeout) {
-        return ReportReadTimeout(exit, count, sawEmptyBuffer);
-      }
+      if (clock.IsOver()) return ReportReadTimeout(exit, count, sawEmptyBuffer);
       if (!space.IsWritable(count)) {
         return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
       }
@@ -109,6 +139,7 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
         numMsgs.Store(++count);
         continue;
       }
+      if (status == ERR_BUFFER_EMPTY && timeout == 0 && HasMoreQueued()) continue;
       if (!IsVehicleConnected()) return ReportNotConnected(exit, 8);
       if (status != ERR_BUFFER_EMPTY || timeout == 0) {
         if (count == 0) {
@@ -120,13 +151,19 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
       }
       sawEmptyBuffer = true;
       nextReader.emplace(GetJ2534ReceiveBuffer(), GetRxEvent());
-      if (elapsed < timeout) GetRxEvent().TimedWait(timeout - static_cast<std::uint32_t>(elapsed));
+      if (const std::uint32_t rest = clock.Remaining()) GetLink().Await(GetRxEvent(), rest);
     }
     return exit.Normal();
   });
 }
 
-Status CJ2534Channel::AddResultData(const pdu::SharedEventItem& item) {
+/// Handles what is in the link's queue, and tells whether there are messages to read now.
+bool CJ2534Channel::HasMoreQueued() {
+  GetLink().ServeQueued();
+  return GetJ2534ReceiveBuffer().HasMessages();
+}
+
+Status CJ2534Channel::AddResultData(pdu::SharedEventItem item) {
   return Traced(methods::channel::kAddResultData, [&](Exits& exit) -> Status {
     if (!item) return exit.Fail(1, ERR_NULL_PARAMETER, "NULL Event Item pointer.");
     const auto* const result = static_cast<const PDU_RESULT_DATA*>(item->pData);
@@ -135,8 +172,9 @@ Status CJ2534Channel::AddResultData(const pdu::SharedEventItem& item) {
     if (result->pDataBytes != nullptr) data = {result->pDataBytes, result->NumDataBytes};
 
     bool stored = false;
+    const UNUM32 timestamp = item->Timestamp;
     const Status status = IsPacked(*result) ? AddPackedRecords(item, data, stored)
-                                            : AddMessage(item, data, item->Timestamp, stored);
+                                            : AddMessage(std::move(item), data, timestamp, stored);
     if (!stored) return exit.Fail(3, status, "Could not process data.");
     GetRxEvent().Set();
     return exit.Normal();
@@ -162,12 +200,11 @@ Status CJ2534Channel::AddPackedRecords(const pdu::SharedEventItem& item,
   return last;
 }
 
-Status CJ2534Channel::AddMessage(const pdu::SharedEventItem& item,
-                                 std::span<const std::uint8_t> payload, std::uint32_t timestamp,
-                                 bool& stored) {
+Status CJ2534Channel::AddMessage(pdu::SharedEventItem item, std::span<const std::uint8_t> payload,
+                                 std::uint32_t timestamp, bool& stored) {
   return Traced(methods::channel::kAddResultData, [&](Exits& exit) -> Status {
     CJ2534PassThruMsg msg;
-    if (const Status status = msg.Initialize(ProtocolId(), item, payload, timestamp)) {
+    if (const Status status = msg.Initialize(ProtocolId(), std::move(item), payload, timestamp)) {
       return exit.PassOn(5, status, "Error initializing J2534 PassThruMsg object.");
     }
     if (const Status status =
@@ -177,10 +214,11 @@ Status CJ2534Channel::AddMessage(const pdu::SharedEventItem& item,
     if (const Status status = PerformProtocolAdjustments(&msg)) {
       return exit.PassOn(7, status, "Error performing Protocol-specific adjustments.");
     }
-    if (const Status status = GetJ2534ReceiveBuffer().AddPassThruMsg(msg)) {
+    if (const Status status = GetJ2534ReceiveBuffer().AddPassThruMsg(std::move(msg))) {
       return exit.PassOn(8, status, "Error adding J2534 PassThruMsg object to Receive Buffer.");
     }
-    stored = true;  // whatever becomes of the rest
+    stored = true;       // whatever becomes of the rest
+    msg.SetDataSize(0);  // the payload went with its item
     if (const Status status = PerformPostProcessing(&msg)) {
       return exit.PassOn(9, status, "Error performing Protocol-specific adjustments.");
     }

@@ -22,12 +22,25 @@ class CJ2534Event {
   void Wait() EXCLUDES(lock_);
   /// The same for at most `milliseconds`; false when they passed without a Set or an end.
   bool TimedWait(std::uint32_t milliseconds) EXCLUDES(lock_);
+  bool WaitUntil(platform::Deadline deadline) EXCLUDES(lock_);
+
+  /// Ends a WaitOrPoke, now or the next one, but does not count as a Set.
+  void Poke() EXCLUDES(lock_);
+  enum class Waited : std::uint8_t { Set, Poked, TimedOut };
+  /// WaitUntil that a poke interrupts.
+  Waited WaitOrPoke(platform::Deadline deadline) EXCLUDES(lock_);
 
  private:
+  /// Waits until the event is set, ended, or poked where that counts, or for the deadline.
+  void WaitLocked(const platform::Deadline* deadline, bool pokesCount) REQUIRES(lock_);
+  void WakeWaiting() REQUIRES(lock_);
+
   platform::Mutex lock_;
   platform::ConditionVariable changed_;
   bool signalled_ GUARDED_BY(lock_) = false;
   bool ended_ GUARDED_BY(lock_) = false;
+  bool poked_ GUARDED_BY(lock_) = false;
+  std::uint32_t waiting_ GUARDED_BY(lock_) = 0;  // threads; without any, nobody is notified
 };
 
 }  // namespace passbridge

@@ -21,6 +21,23 @@ void Tell(CopWaiter*& waiter, CopEnd end) {
 
 }  // namespace
 
+class CJ2534EventProcessor::Serving {
+ public:
+  /// @param event  what the thread waits for; may be null
+  Serving(ServingRole& role, CJ2534Event* event) : role_(role), serves_(role.Take(event)) {}
+  Serving(const Serving&) = delete;
+  Serving& operator=(const Serving&) = delete;
+  ~Serving() {
+    if (serves_) role_.GiveBack();
+  }
+
+  explicit operator bool() const { return serves_; }
+
+ private:
+  ServingRole& role_;
+  const bool serves_;
+};
+
 class CJ2534EventProcessor::CJ2534EventProcessorThread {
  public:
   explicit CJ2534EventProcessorThread(CJ2534EventProcessor* processor) : processor_(processor) {}
@@ -36,11 +53,11 @@ Status CJ2534EventProcessor::Initialize(EventSink* sink) {
       return exit.PassOn(1, ERR_NULL_PARAMETER, "Invalid pointer to J2534 Channel.");
     }
     sink_ = sink;
-    stopRequested_ = false;
+    role_.Reopen();
     try {
       thread_ = std::make_unique<boost::thread>(CJ2534EventProcessorThread(this));
     } catch (const std::exception&) {
-      stopRequested_ = true;
+      role_.Stop();
       return exit.PassOn(2, ERR_FAILED, "Error starting EventProcessor thread.");
     }
     return exit.Normal();
@@ -55,8 +72,7 @@ void CJ2534EventProcessor::Serve(LinkHandles link) {
 
 void CJ2534EventProcessor::Stop() {
   AbandonWaits();  // at once: the thread may be busy
-  stopRequested_ = true;
-  wakeEvent_.Set();
+  role_.Stop();
   if (thread_ != nullptr) thread_->join();
   thread_.reset();
   platform::MutexLock lock(conditionLock_);
@@ -65,13 +81,48 @@ void CJ2534EventProcessor::Stop() {
 }
 
 void CJ2534EventProcessor::Run() {
-  while (!stopRequested_) {
-    // An item that could not be handled is no reason to sleep: the callback comes only when the
-    // queue goes from empty to filled, and more items may be waiting.
+  while (role_.WaitForNews()) {
+    const Serving serving(role_, nullptr);
+    if (serving) Drain();
+  }
+}
+
+bool CJ2534EventProcessor::Drain() {
+  // Whoever serves looks up now and then, whatever comes.
+  constexpr int kMostInARow = 256;
+  for (int i = 0; i < kMostInARow && !role_.IsStopped(); ++i) {
+    // An item that could not be handled is no reason to end: the callback comes only when the queue
+    // goes from empty to filled, and more items may be waiting.
     bool fetched = false;
     ProcessEventItem(&fetched);
-    if (!fetched && !stopRequested_) wakeEvent_.Wait();
+    if (!fetched) return false;
   }
+  return true;
+}
+
+void CJ2534EventProcessor::ServeQueued() {
+  if (!role_.HasNews()) return;
+  const Serving serving(role_, nullptr);
+  if (serving) Drain();
+}
+
+bool CJ2534EventProcessor::Await(CJ2534Event& event, std::uint32_t milliseconds) {
+  using Waited = CJ2534Event::Waited;
+  const platform::Deadline deadline = platform::DeadlineIn(milliseconds);
+  Waited waited = Waited::Poked;
+  {
+    const Serving serving(role_, &event);
+    while (serving && waited == Waited::Poked && !role_.IsStopped()) {
+      const bool more = role_.HasNews() && Drain();
+      waited = event.WaitOrPoke(more ? platform::Deadline() : deadline);
+      if (more && waited == Waited::TimedOut && platform::SteadyClock::now() < deadline) {
+        waited = Waited::Poked;
+      }
+    }
+  }
+  if (waited != Waited::Poked) return waited == Waited::Set;
+  const ServingRole::Bystander bystander(role_);
+  return event.WaitUntil(deadline);
 }
 
 Status CJ2534EventProcessor::AddCopCondition(UNUM32 hCop, CopWaiter* waiter, bool isTransmit) {
@@ -148,8 +199,8 @@ Status CJ2534EventProcessor::ProcessEventItem(bool* fetched) {
       if (link_) {
         result = item.Checked(pdu::Api().PDUGetEventItem(link_->module, link_->cll, item.Out()));
       }
-      // Under the lock that the callback takes: a later wake-up is never lost.
-      if (result == PDU_ERR_EVENT_QUEUE_EMPTY) wakeEvent_.Reset();
+      // Under the lock that the callback takes: later news is never lost.
+      if (result != PDU_STATUS_NOERROR || !item) role_.NoteEmpty();
     }
     if (result != PDU_STATUS_NOERROR) return ReportFetchFailure(exit, result);
     if (!item) return exit.PassOn(2, ERR_FAILED, "NULL Event Item was returned.");
@@ -193,8 +244,7 @@ Status CJ2534EventProcessor::Dispatch(pdu::Item<PDU_EVENT_ITEM> item) {
 
 Status CJ2534EventProcessor::ProcessResultData(pdu::Item<PDU_EVENT_ITEM> item) {
   return Traced(methods::event_processor::kProcessResultData, [&](Exits& exit) -> Status {
-    const pdu::SharedEventItem shared(std::move(item));
-    if (const Status status = sink_->AddResultData(shared)) {
+    if (const Status status = sink_->AddResultData(pdu::SharedEventItem(std::move(item)))) {
       return exit.PassOn(1, status, "Error adding J2534 PassThruMsg to Receive Buffer.");
     }
     return exit.Normal();
@@ -281,7 +331,7 @@ CopWait::~CopWait() {
 CopEnd CopWait::Wait(UNUM32 hCop) {
   if (processor_ == nullptr) return CopEnd::Completed;
   if (processor_->CheckCopCondition(hCop, &waiter_) == STATUS_NOERROR &&
-      !waiter_.event.TimedWait(Remaining()) &&
+      !processor_->Await(waiter_.event, Remaining()) &&
       processor_->RemoveCopCondition(hCop, &waiter_) == STATUS_NOERROR) {
     told_ = true;
     return CopEnd::Pending;

@@ -1,7 +1,6 @@
 #ifndef PASSBRIDGE_CHANNEL_EVENT_PROCESSOR_H_
 #define PASSBRIDGE_CHANNEL_EVENT_PROCESSOR_H_
 
-#include <atomic>
 #include <boost/thread/thread.hpp>
 #include <cstdint>
 #include <map>
@@ -11,6 +10,7 @@
 #include "channel/event.h"
 #include "channel/event_sink.h"
 #include "channel/link_handles.h"
+#include "channel/serving_role.h"
 #include "j2534/cj2534.h"
 #include "passbridge/d_pdu_api.h"
 #include "pdu/item.h"
@@ -36,8 +36,9 @@ struct CopWaiter {
 };
 
 /// A connected channel's event thread and its table of pending CoPs. The thread drains the link's
-/// D-PDU event queue: results go to the sink, statuses and errors end the waits of those who
-/// started the CoPs. It sleeps until the D-PDU library calls back.
+/// D-PDU event queue, unless a thread of the application does that while it waits: results go to
+/// the sink, statuses and errors end the waits of those who started the CoPs. It sleeps until the
+/// D-PDU library calls back.
 ///
 /// Shared by the link and by the waits on it, so that a wait outlives the link that it was for.
 class CJ2534EventProcessor : public CJ2534 {
@@ -72,8 +73,14 @@ class CJ2534EventProcessor : public CJ2534 {
   /// CoPs with transmitted messages that have not ended, periodic messages among them.
   std::size_t GetPendingTxCopCount() const EXCLUDES(conditionLock_);
 
-  /// Wakes the thread. Called under PduApiLock.
-  void Signal() { wakeEvent_.Set(); }
+  /// Tells that there may be items. Called under PduApiLock.
+  void Signal() { role_.Announce(); }
+
+  /// Waits for an event that items may set, as its TimedWait does, and takes the items itself
+  /// meanwhile if nobody else does. With no lock held that handling an item may need.
+  bool Await(CJ2534Event& event, std::uint32_t milliseconds);
+  /// Handles what is in the queue, if nobody else does, and waits for nothing.
+  void ServeQueued();
 
   /// Fetches and handles one event item; STATUS_NOERROR when there was one and all went well.
   /// @param fetched  if given, receives whether there was an item, well handled or not
@@ -94,7 +101,12 @@ class CJ2534EventProcessor : public CJ2534 {
   };
   using Conditions = std::multimap<UNUM32, Condition>;
 
+  /// The thread that serves, from here on and until the end of the block, if it could be.
+  class Serving;
+
   void Run();
+  /// Handles items, of which there may be more than it takes; true if there may be.
+  bool Drain();
   Status Dispatch(pdu::Item<PDU_EVENT_ITEM> item);
   Status ReportFetchFailure(Exits& exit, T_PDU_ERROR result);
   void ReportPduError(const PDU_ERROR_DATA& error);
@@ -107,9 +119,7 @@ class CJ2534EventProcessor : public CJ2534 {
   EventSink* sink_ = nullptr;
   std::unique_ptr<boost::thread> thread_;
 
-  // Synchronised by themselves.
-  CJ2534Event wakeEvent_;
-  std::atomic<bool> stopRequested_{true};
+  ServingRole role_;  // synchronised by itself; its lock comes after PduApiLock
 
   std::optional<LinkHandles> link_ GUARDED_BY(pdu::PduApiLock());
 

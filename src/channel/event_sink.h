@@ -12,7 +12,7 @@ namespace passbridge {
 class EventSink {
  public:
   /// Makes messages of a result item and stores them.
-  virtual Status AddResultData(const pdu::SharedEventItem& item) = 0;
+  virtual Status AddResultData(pdu::SharedEventItem item) = 0;
   /// The D-PDU library reported an error; `code` is a T_PDU_ERR_EVT.
   virtual void NotePduError(UNUM32 code) = 0;
   /// The VCI cannot be reached any more.

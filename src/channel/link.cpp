@@ -205,7 +205,17 @@ std::shared_ptr<CopWaiter> Link::PendingUpdate() {
 
 bool Link::WaitForUpdates(std::uint32_t milliseconds) {
   const auto pending = PendingUpdate();
-  return pending == nullptr || !IsAlive() || pending->event.TimedWait(milliseconds);
+  return pending == nullptr || !IsAlive() || Await(pending->event, milliseconds);
+}
+
+bool Link::Await(CJ2534Event& event, std::uint32_t milliseconds) {
+  const auto processor = Processor();
+  return processor != nullptr ? processor->Await(event, milliseconds)
+                              : event.TimedWait(milliseconds);
+}
+
+void Link::ServeQueued() {
+  if (const auto processor = Processor()) processor->ServeQueued();
 }
 
 CopOutcome Link::StartWithTemporary(CopStart& start, UNUM32* hCop) {

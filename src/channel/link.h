@@ -91,6 +91,11 @@ class Link {
   /// not ended after so many milliseconds. Without the ComParam lock, which the event thread may
   /// need, and never on the event thread, which learns of the end.
   bool WaitForUpdates(std::uint32_t milliseconds) EXCLUDES(updateLock_);
+  /// Waits for an event that the link's items set, and serves its queue meanwhile; see
+  /// CJ2534EventProcessor::Await.
+  bool Await(CJ2534Event& event, std::uint32_t milliseconds) EXCLUDES(processorLock_);
+  /// Handles what is in the queue now.
+  void ServeQueued() EXCLUDES(processorLock_);
   T_PDU_ERROR CancelCop(UNUM32 hCop);
   std::size_t PendingTransmitCops() const;
   /// Null while the link has no event thread.

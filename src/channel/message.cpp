@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "pdu/flag_bytes.h"
 #include "trace/methods.h"
@@ -68,7 +69,7 @@ bool HeaderBytes::Assign(std::span<const std::uint8_t> bytes) {
   return true;
 }
 
-Status CJ2534PassThruMsg::Initialize(std::uint32_t protocolId, const pdu::SharedEventItem& item,
+Status CJ2534PassThruMsg::Initialize(std::uint32_t protocolId, pdu::SharedEventItem item,
                                      std::span<const std::uint8_t> payload,
                                      std::uint32_t timestamp) {
   return Traced(methods::message::kInitialize, [&](Exits& exit) -> Status {
@@ -76,7 +77,7 @@ Status CJ2534PassThruMsg::Initialize(std::uint32_t protocolId, const pdu::Shared
     const auto* const result = static_cast<const PDU_RESULT_DATA*>(item->pData);
     if (result == nullptr) return exit.Fail(2, ERR_NULL_PARAMETER, "NULL pointer.");
     if (payload.size() > kMaxMessageData) return exit.Fail(5, ERR_INVALID_MSG, "Too Much Data.");
-    item_ = item;
+    item_ = std::move(item);
     protocolId_ =
         result->UniqueRespIdentifier == kRawFrameRespId ? RawFrameProtocol(protocolId) : protocolId;
     rxStatus_ = RxStatusOf(result->RxFlag);

@@ -47,7 +47,7 @@ class CJ2534PassThruMsg : public CJ2534 {
   /// @param timestamp   microseconds
   /// ERR_INVALID_MSG when an indication's header has more than 12 bytes or the payload more than
   /// a PASSTHRU_MSG holds; a message that failed is discarded.
-  Status Initialize(std::uint32_t protocolId, const pdu::SharedEventItem& item,
+  Status Initialize(std::uint32_t protocolId, pdu::SharedEventItem item,
                     std::span<const std::uint8_t> payload, std::uint32_t timestamp);
   /// Makes an error message, which reads as ERR_FAILED.
   Status Initialize(std::uint32_t protocolId, const PDU_ERROR_DATA* error, std::uint32_t timestamp);

@@ -29,6 +29,10 @@ Status CJ2534ReceiveBuffer::AddPassThruMsg(CJ2534PassThruMsg message) {
     const std::uint32_t rxStatus = message.GetRxStatus();
     const bool isData = message.IsTxDone() ? message.IsLoopback()
                                            : message.IsLoopback() || message.GetDataSize() != 0;
+    if ((rxStatus & kIndicationBits) == 0) {
+      if (isData) Store(std::move(message));
+      return exit.Normal();
+    }
     message.ClrRxStatusBit();
     if ((rxStatus & TX_DONE) != 0) {
       CJ2534PassThruMsg indication =
@@ -44,7 +48,6 @@ Status CJ2534ReceiveBuffer::AddPassThruMsg(CJ2534PassThruMsg message) {
 
 void CJ2534ReceiveBuffer::StoreIndications(const CJ2534PassThruMsg& message,
                                            std::uint32_t rxStatus) {
-  if ((rxStatus & kIndicationBits) == 0) return;
   for (const std::uint32_t bit : kFurtherIndications) {
     if ((rxStatus & bit) == 0) continue;
     CJ2534PassThruMsg indication = message.MakeIndication(bit);
@@ -58,19 +61,13 @@ void CJ2534ReceiveBuffer::StoreIndications(const CJ2534PassThruMsg& message,
 
 void CJ2534ReceiveBuffer::Store(CJ2534PassThruMsg message) {
   if (!message.GetErrorFlag()) ++messageCount_;
-  messages_.push_back(std::move(message));
+  messages_.Add(std::move(message));
 }
 
 Status CJ2534ReceiveBuffer::ReadPassThruMsg(const AppMessage& out) {
   return Traced(methods::receive_buffer::kReadPassThruMsg, [&](Exits& exit) -> Status {
-    platform::MutexLock lock(lock_);
-    if (messages_.empty()) {
-      messageCount_ = 0;
-      return exit.PassOn(1, ERR_BUFFER_EMPTY, "Receive Buffer was empty.");
-    }
-    CJ2534PassThruMsg message = std::move(messages_.front());
-    messages_.pop_front();
-    if (!message.GetErrorFlag()) --messageCount_;
+    CJ2534PassThruMsg message;
+    if (!Take(message)) return exit.PassOn(1, ERR_BUFFER_EMPTY, "Receive Buffer was empty.");
     message.GetPassThruMsg(out);
 
     const T_PDU_ERROR destroyed = message.ReleaseEventItem();
@@ -87,15 +84,27 @@ Status CJ2534ReceiveBuffer::ReadPassThruMsg(const AppMessage& out) {
   });
 }
 
-bool CJ2534ReceiveBuffer::HasMessages() {
+bool CJ2534ReceiveBuffer::Take(CJ2534PassThruMsg& message) {
   platform::MutexLock lock(lock_);
-  return !messages_.empty();
+  if (messages_.IsEmpty()) {
+    messageCount_ = 0;
+    return false;
+  }
+  message = messages_.Take();
+  if (!message.GetErrorFlag()) --messageCount_;
+  return true;
+}
+
+std::size_t CJ2534ReceiveBuffer::Size() {
+  platform::MutexLock lock(lock_);
+  return messages_.Size();
 }
 
 Status CJ2534ReceiveBuffer::Clear() {
   return Traced(methods::receive_buffer::kClear, [&](Exits& exit) -> Status {
+    MessageQueue dropped;  // whose items go back without the lock
     platform::MutexLock lock(lock_);
-    messages_.clear();
+    dropped.Swap(messages_);
     messageCount_ = 0;
     return exit.Normal();
   });

@@ -2,9 +2,8 @@
 #define PASSBRIDGE_CHANNEL_RECEIVE_BUFFER_H_
 
 #include <cstdint>
-#include <list>
 
-#include "channel/message.h"
+#include "channel/message_queue.h"
 #include "platform/mutex.h"
 
 namespace passbridge {
@@ -27,7 +26,8 @@ class CJ2534ReceiveBuffer : public CJ2534 {
   /// nothing written, when there is none.
   Status ReadPassThruMsg(const AppMessage& out) EXCLUDES(lock_);
 
-  bool HasMessages() EXCLUDES(lock_);
+  bool HasMessages() { return Size() != 0; }
+  std::size_t Size() EXCLUDES(lock_);
 
   /// Discards every stored message.
   Status Clear() EXCLUDES(lock_);
@@ -36,12 +36,14 @@ class CJ2534ReceiveBuffer : public CJ2534 {
   Status Resume() EXCLUDES(lock_);
 
  private:
+  /// False when there is none.
+  bool Take(CJ2534PassThruMsg& message) EXCLUDES(lock_);
   void Store(CJ2534PassThruMsg message) REQUIRES(lock_);
   void StoreIndications(const CJ2534PassThruMsg& message, std::uint32_t rxStatus) REQUIRES(lock_);
   Status SetSuspended(const Method& method, bool suspended) EXCLUDES(lock_);
 
   platform::Mutex lock_;
-  std::list<CJ2534PassThruMsg> messages_ GUARDED_BY(lock_);
+  MessageQueue messages_ GUARDED_BY(lock_);
   std::uint32_t messageCount_ GUARDED_BY(lock_) = 0;  // of those that are no errors
   bool suspended_ GUARDED_BY(lock_) = false;
 };

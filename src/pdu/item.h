@@ -62,47 +62,52 @@ class Item {
   T* item_ = nullptr;
 };
 
-/// One event item of whose bytes several messages are made: it is destroyed when the last of them
-/// lets go. Copies may live on different threads; one object is used by one thread at a time.
+/// One event item of whose bytes messages are made: it is destroyed when the last of them lets go.
+/// Nothing is allocated while there is one user only. Copies may live on different threads; one
+/// object, copied or not, is used by one thread at a time.
 class SharedEventItem {
  public:
   SharedEventItem() = default;
   /// Takes the item over.
-  explicit SharedEventItem(Item<PDU_EVENT_ITEM> item)
-      : shared_(item ? new Shared{std::move(item)} : nullptr) {}
-  SharedEventItem(const SharedEventItem& other) : shared_(other.shared_) {
-    if (shared_ != nullptr) shared_->users.fetch_add(1, std::memory_order_relaxed);
-  }
+  explicit SharedEventItem(Item<PDU_EVENT_ITEM> item) : item_(item.Release()) {}
+  SharedEventItem(const SharedEventItem& other) : users_(other.ShareUsers()), item_(other.item_) {}
   SharedEventItem(SharedEventItem&& other) noexcept
-      : shared_(std::exchange(other.shared_, nullptr)) {}
+      : users_(std::exchange(other.users_, nullptr)), item_(std::exchange(other.item_, nullptr)) {}
   SharedEventItem& operator=(SharedEventItem other) noexcept {
-    std::swap(shared_, other.shared_);
+    std::swap(users_, other.users_);
+    std::swap(item_, other.item_);
     return *this;
   }
   ~SharedEventItem() { Release(); }
 
-  PDU_EVENT_ITEM* get() const { return shared_ != nullptr ? shared_->item.get() : nullptr; }
-  PDU_EVENT_ITEM* operator->() const { return get(); }
-  explicit operator bool() const { return shared_ != nullptr; }
+  PDU_EVENT_ITEM* get() const { return item_; }
+  PDU_EVENT_ITEM* operator->() const { return item_; }
+  explicit operator bool() const { return item_ != nullptr; }
 
   /// Lets go. The result is that of PDUDestroyItem if this was the last user, else success.
   T_PDU_ERROR Release() {
-    Shared* const shared = std::exchange(shared_, nullptr);
-    if (shared == nullptr || shared->users.fetch_sub(1, std::memory_order_acq_rel) != 1) {
-      return PDU_STATUS_NOERROR;
+    PDU_EVENT_ITEM* const item = std::exchange(item_, nullptr);
+    Users* const users = std::exchange(users_, nullptr);
+    if (users != nullptr) {
+      if (users->fetch_sub(1, std::memory_order_acq_rel) != 1) return PDU_STATUS_NOERROR;
+      delete users;
     }
-    const T_PDU_ERROR result = shared->item.Destroy();
-    delete shared;
-    return result;
+    return item != nullptr ? DestroyItem(item) : T_PDU_ERROR{PDU_STATUS_NOERROR};
   }
 
  private:
-  struct Shared {
-    Item<PDU_EVENT_ITEM> item;
-    std::atomic<std::uint32_t> users{1};
-  };
+  using Users = std::atomic<std::uint32_t>;
 
-  Shared* shared_ = nullptr;
+  /// Counts one user more, from the second on.
+  Users* ShareUsers() const {
+    if (item_ == nullptr) return nullptr;
+    if (users_ == nullptr) users_ = new Users(1);
+    users_->fetch_add(1, std::memory_order_relaxed);
+    return users_;
+  }
+
+  mutable Users* users_ = nullptr;  // null while this is the only user
+  PDU_EVENT_ITEM* item_ = nullptr;
 };
 
 }  // namespace passbridge::pdu

@@ -7,6 +7,7 @@
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
 #include <boost/thread/recursive_mutex.hpp>
+#include <cstdint>
 
 #include "platform/thread_annotations.h"
 
@@ -15,6 +16,9 @@ namespace passbridge::platform {
 // The monotonic clock of all deadlines.
 using SteadyClock = boost::chrono::steady_clock;
 using Deadline = SteadyClock::time_point;
+inline Deadline DeadlineIn(std::uint32_t milliseconds) {
+  return SteadyClock::now() + boost::chrono::milliseconds(milliseconds);
+}
 
 // Boost's mutexes, known to clang's thread-safety analysis.
 template <typename BoostMutex>

@@ -128,7 +128,7 @@ bool CJ2534Channel_ISO14230::TakeAnswer(const PDU_EVENT_ITEM& item,
   return true;
 }
 
-Status CJ2534Channel_ISO14230::AddResultData(const pdu::SharedEventItem& item) {
+Status CJ2534Channel_ISO14230::AddResultData(pdu::SharedEventItem item) {
   return Traced(methods::channel_iso14230::kAddResultData, [&](Exits& exit) -> Status {
     if (!item) return exit.PassOn(1, ERR_NULL_PARAMETER, "NULL Event Item pointer.");
     auto* const result = static_cast<PDU_RESULT_DATA*>(item->pData);
@@ -147,7 +147,7 @@ Status CJ2534Channel_ISO14230::AddResultData(const pdu::SharedEventItem& item) {
       }
       --result->NumDataBytes;
     }
-    if (const Status status = CJ2534Channel::AddResultData(item)) {
+    if (const Status status = CJ2534Channel::AddResultData(std::move(item))) {
       return exit.PassOn(5, status, "Error adding Result Item.");
     }
     return exit.Normal();

@@ -13,7 +13,7 @@ namespace passbridge {
 /// answer; checksums are made and checked here, unless the application wants to do that.
 class CJ2534Channel_ISO14230 : public CJ2534Channel {
  public:
-  Status AddResultData(const pdu::SharedEventItem& item) override;
+  Status AddResultData(pdu::SharedEventItem item) override;
   /// Five-baud initialisation, within 5 s: `input` is the ECU's address, one byte; `output` gets
   /// the number of bytes that came back, and as many of them as it has room for, two at least.
   Status PassThruIoctl_FIVE_BAUD_INIT(const AppPointer& input, const AppPointer& output) override;

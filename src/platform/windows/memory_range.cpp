@@ -14,9 +14,11 @@ constexpr DWORD kReadable = kWritable | PAGE_READONLY | PAGE_EXECUTE_READ;
 MemoryRange StackOfThread() {
   MemoryRange stack;
 #ifdef _WIN64
-  __asm__("movq %%gs:0x08, %0\n\tmovq %%gs:0x10, %1" : "=&r"(stack.end), "=r"(stack.begin));
+  __asm__ volatile("movq %%gs:0x08, %0\n\tmovq %%gs:0x10, %1"
+                   : "=&r"(stack.end), "=r"(stack.begin));
 #else
-  __asm__("movl %%fs:0x04, %0\n\tmovl %%fs:0x08, %1" : "=&r"(stack.end), "=r"(stack.begin));
+  __asm__ volatile("movl %%fs:0x04, %0\n\tmovl %%fs:0x08, %1"
+                   : "=&r"(stack.end), "=r"(stack.begin));
 #endif
   return stack;
 }

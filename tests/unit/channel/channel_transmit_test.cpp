@@ -317,7 +317,7 @@ TEST_F(ChannelTransmitTest, StartOfCommunicationIsKnownBeforeItsResultIs) {
   // The result is delivered while the handle is still on its way to the caller.
   ASSERT_EQ(Connect(ISO14230), STATUS_NOERROR);
   struct Probe : test::TestChannel {
-    Status AddResultData(const pdu::SharedEventItem& item) override {
+    Status AddResultData(pdu::SharedEventItem item) override {
       platform::MutexLock lock(GetLink().StartCommLock());
       if (item->hCop != GetLink().StartCommCop()) ++strangers;
       ++results;

@@ -19,7 +19,7 @@ namespace {
 
 /// The channel behind a processor: it notes what it is told, and answers as the test says.
 struct ScriptedSink final : EventSink {
-  Status AddResultData(const pdu::SharedEventItem& item) override {
+  Status AddResultData(pdu::SharedEventItem item) override {
     handles.push_back(item->hCop);
     return add ? add() : Status{STATUS_NOERROR};
   }
