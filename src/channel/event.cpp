@@ -25,6 +25,7 @@ class Counted {
 void CJ2534Event::WakeWaiting() {
   // Under the lock: the waiter that sees the flag may destroy the event at once.
   if (waiting_ != 0) changed_.NotifyAll();
+  if (listener_ != nullptr) listener_->Wake();
 }
 
 void CJ2534Event::Set() {
@@ -49,47 +50,37 @@ void CJ2534Event::Reopen() {
   ended_ = false;
 }
 
-void CJ2534Event::Poke() {
+void CJ2534Event::SetListener(platform::WakeUp* listener) {
   platform::MutexLock lock(lock_);
-  poked_ = true;
-  WakeWaiting();
-}
-
-void CJ2534Event::WaitLocked(const platform::Deadline* deadline, bool pokesCount) {
-  if (signalled_ || ended_ || (pokesCount && poked_)) return;
-  if (deadline != nullptr && *deadline == platform::Deadline()) return;
-  const Counted waiting(waiting_);
-  const platform::CancellationPoint cancellable;
-  while (!signalled_ && !ended_ && !(pokesCount && poked_)) {
-    if (deadline == nullptr) {
-      changed_.Wait(lock_);
-    } else if (!changed_.WaitUntil(lock_, *deadline)) {
-      return;
-    }
-  }
+  listener_ = listener;
 }
 
 void CJ2534Event::Wait() {
   platform::MutexLock lock(lock_);
-  WaitLocked(nullptr, false);
+  const Counted waiting(waiting_);
+  const platform::CancellationPoint cancellable;
+  while (!IsSet()) changed_.Wait(lock_);
   signalled_ = false;
 }
 
 bool CJ2534Event::TimedWait(std::uint32_t milliseconds) {
-  return WaitUntil(milliseconds == 0 ? platform::Deadline() : platform::DeadlineIn(milliseconds));
+  return milliseconds == 0 ? TryTake() : WaitUntil(platform::DeadlineIn(milliseconds));
 }
 
 bool CJ2534Event::WaitUntil(platform::Deadline deadline) {
   platform::MutexLock lock(lock_);
-  WaitLocked(&deadline, false);
+  {
+    const Counted waiting(waiting_);
+    const platform::CancellationPoint cancellable;
+    while (!IsSet() && changed_.WaitUntil(lock_, deadline)) {
+    }
+  }
   return std::exchange(signalled_, false) || ended_;
 }
 
-CJ2534Event::Waited CJ2534Event::WaitOrPoke(platform::Deadline deadline) {
+bool CJ2534Event::TryTake() {
   platform::MutexLock lock(lock_);
-  WaitLocked(&deadline, true);
-  if (std::exchange(signalled_, false) || ended_) return Waited::Set;
-  return std::exchange(poked_, false) ? Waited::Poked : Waited::TimedOut;
+  return std::exchange(signalled_, false) || ended_;
 }
 
 }  // namespace passbridge

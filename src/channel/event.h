@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "platform/mutex.h"
+#include "platform/wake_up.h"
 
 namespace passbridge {
 
@@ -24,22 +25,21 @@ class CJ2534Event {
   bool TimedWait(std::uint32_t milliseconds) EXCLUDES(lock_);
   bool WaitUntil(platform::Deadline deadline) EXCLUDES(lock_);
 
-  /// Ends a WaitOrPoke, now or the next one, but does not count as a Set.
-  void Poke() EXCLUDES(lock_);
-  enum class Waited : std::uint8_t { Set, Poked, TimedOut };
-  /// WaitUntil that a poke interrupts.
-  Waited WaitOrPoke(platform::Deadline deadline) EXCLUDES(lock_);
+  /// WaitUntil without a wait.
+  bool TryTake() EXCLUDES(lock_);
+  /// Has every Set and End wake somebody, too, who waits for something else besides: one at a time,
+  /// until it is null.
+  void SetListener(platform::WakeUp* listener) EXCLUDES(lock_);
 
  private:
-  /// Waits until the event is set, ended, or poked where that counts, or for the deadline.
-  void WaitLocked(const platform::Deadline* deadline, bool pokesCount) REQUIRES(lock_);
+  bool IsSet() const REQUIRES(lock_) { return signalled_ || ended_; }
   void WakeWaiting() REQUIRES(lock_);
 
   platform::Mutex lock_;
   platform::ConditionVariable changed_;
   bool signalled_ GUARDED_BY(lock_) = false;
   bool ended_ GUARDED_BY(lock_) = false;
-  bool poked_ GUARDED_BY(lock_) = false;
+  platform::WakeUp* listener_ GUARDED_BY(lock_) = nullptr;
   std::uint32_t waiting_ GUARDED_BY(lock_) = 0;  // threads; without any, nobody is notified
 };
 

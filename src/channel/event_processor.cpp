@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "pdu/result_map.h"
+#include "platform/cancellation.h"
 #include "trace/last_error.h"
 #include "trace/methods.h"
 
@@ -21,10 +22,11 @@ void Tell(CopWaiter*& waiter, CopEnd end) {
 
 }  // namespace
 
+/// The thread that serves, from here on and until the end of the block, if it could be.
 class CJ2534EventProcessor::Serving {
  public:
-  /// @param event  what the thread waits for; may be null
-  Serving(ServingRole& role, CJ2534Event* event) : role_(role), serves_(role.Take(event)) {}
+  Serving(ServingRole& role, ServingRole::Server server)
+      : role_(role), serves_(role.Take(server)) {}
   Serving(const Serving&) = delete;
   Serving& operator=(const Serving&) = delete;
   ~Serving() {
@@ -36,6 +38,26 @@ class CJ2534EventProcessor::Serving {
  private:
   ServingRole& role_;
   const bool serves_;
+};
+
+/// Has an event wake the thread that serves, too, and waits for either.
+class CJ2534EventProcessor::Listening {
+ public:
+  Listening(CJ2534Event& event, platform::WakeUp& wakeUp) : event_(event), wakeUp_(wakeUp) {
+    event_.SetListener(&wakeUp_);
+  }
+  Listening(const Listening&) = delete;
+  Listening& operator=(const Listening&) = delete;
+  ~Listening() { event_.SetListener(nullptr); }
+
+  bool WaitUntil(platform::Deadline deadline) const {
+    const platform::CancellationPoint cancellable;
+    return wakeUp_.WaitUntil(deadline);
+  }
+
+ private:
+  CJ2534Event& event_;
+  platform::WakeUp& wakeUp_;
 };
 
 class CJ2534EventProcessor::CJ2534EventProcessorThread {
@@ -67,7 +89,7 @@ Status CJ2534EventProcessor::Initialize(EventSink* sink) {
 void CJ2534EventProcessor::Serve(LinkHandles link) {
   platform::RecursiveMutexLock lock(pdu::PduApiLock());
   link_ = link;
-  Signal();  // for what was queued before the callback was there
+  if (auto* const sleeper = Signal()) sleeper->Wake();  // for what came before the callback was set
 }
 
 void CJ2534EventProcessor::Stop() {
@@ -82,7 +104,7 @@ void CJ2534EventProcessor::Stop() {
 
 void CJ2534EventProcessor::Run() {
   while (role_.WaitForNews()) {
-    const Serving serving(role_, nullptr);
+    const Serving serving(role_, ServingRole::Server::EventThread);
     if (serving) Drain();
   }
 }
@@ -102,25 +124,30 @@ bool CJ2534EventProcessor::Drain() {
 
 void CJ2534EventProcessor::ServeQueued() {
   if (!role_.HasNews()) return;
-  const Serving serving(role_, nullptr);
+  const Serving serving(role_, ServingRole::Server::InPassing);
   if (serving) Drain();
 }
 
-bool CJ2534EventProcessor::Await(CJ2534Event& event, std::uint32_t milliseconds) {
-  using Waited = CJ2534Event::Waited;
-  const platform::Deadline deadline = platform::DeadlineIn(milliseconds);
-  Waited waited = Waited::Poked;
-  {
-    const Serving serving(role_, &event);
-    while (serving && waited == Waited::Poked && !role_.IsStopped()) {
-      const bool more = role_.HasNews() && Drain();
-      waited = event.WaitOrPoke(more ? platform::Deadline() : deadline);
-      if (more && waited == Waited::TimedOut && platform::SteadyClock::now() < deadline) {
-        waited = Waited::Poked;
-      }
+std::optional<bool> CJ2534EventProcessor::ServeUntil(CJ2534Event& event,
+                                                     platform::Deadline deadline) {
+  const Serving serving(role_, ServingRole::Server::Waiting);
+  if (!serving) return std::nullopt;
+  const Listening listening(event, role_.ServerWakeUp());
+  while (!role_.IsStopped()) {
+    const bool more = role_.HasNews() && Drain();
+    if (event.TryTake()) return true;
+    if (more) {
+      if (platform::SteadyClock::now() >= deadline) return false;
+    } else if (!listening.WaitUntil(deadline)) {
+      return event.TryTake();
     }
   }
-  if (waited != Waited::Poked) return waited == Waited::Set;
+  return std::nullopt;
+}
+
+bool CJ2534EventProcessor::Await(CJ2534Event& event, std::uint32_t milliseconds) {
+  const platform::Deadline deadline = platform::DeadlineIn(milliseconds);
+  if (const std::optional<bool> served = ServeUntil(event, deadline)) return *served;
   const ServingRole::Bystander bystander(role_);
   return event.WaitUntil(deadline);
 }

@@ -74,7 +74,8 @@ class CJ2534EventProcessor : public CJ2534 {
   std::size_t GetPendingTxCopCount() const EXCLUDES(conditionLock_);
 
   /// Tells that there may be items. Called under PduApiLock.
-  void Signal() { role_.Announce(); }
+  /// @return whom to wake, without that lock; null for nobody. It lives as long as this.
+  platform::WakeUp* Signal() { return role_.Announce(); }
 
   /// Waits for an event that items may set, as its TimedWait does, and takes the items itself
   /// meanwhile if nobody else does. With no lock held that handling an item may need.
@@ -101,12 +102,15 @@ class CJ2534EventProcessor : public CJ2534 {
   };
   using Conditions = std::multimap<UNUM32, Condition>;
 
-  /// The thread that serves, from here on and until the end of the block, if it could be.
   class Serving;
+  class Listening;
 
   void Run();
   /// Handles items, of which there may be more than it takes; true if there may be.
   bool Drain();
+  /// Serves until the event is set or the deadline has passed. Nothing if another thread serves, or
+  /// begins to.
+  std::optional<bool> ServeUntil(CJ2534Event& event, platform::Deadline deadline);
   Status Dispatch(pdu::Item<PDU_EVENT_ITEM> item);
   Status ReportFetchFailure(Exits& exit, T_PDU_ERROR result);
   void ReportPduError(const PDU_ERROR_DATA& error);

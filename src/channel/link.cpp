@@ -165,8 +165,10 @@ bool Link::Lose() {
   return true;
 }
 
-void Link::SignalEvents() {
-  if (const auto processor = Processor()) processor->Signal();
+Link::Sleeper Link::SignalEvents() {
+  auto processor = Processor();
+  platform::WakeUp* const wakeUp = processor != nullptr ? processor->Signal() : nullptr;
+  return {std::move(processor), wakeUp};
 }
 
 std::shared_ptr<CJ2534EventProcessor> Link::Processor() const {
@@ -273,9 +275,14 @@ T_PDU_ERROR Link::IoCtl(pdu::IoControl control) {
 
 void PDUAPI PduEventCallback(T_PDU_EVT_DATA /*eventType*/, UNUM32 /*hMod*/, UNUM32 /*hCll*/,
                              void* pCllTag, void* /*pApiTag*/) {
-  platform::RecursiveMutexLock lock(pdu::PduApiLock());
-  const auto found = LiveLinks().find(pCllTag);
-  if (found != LiveLinks().end()) found->second->SignalEvents();
+  Link::Sleeper sleeper;
+  {
+    platform::RecursiveMutexLock lock(pdu::PduApiLock());
+    const auto found = LiveLinks().find(pCllTag);
+    if (found != LiveLinks().end()) sleeper = found->second->SignalEvents();
+  }
+  // Without the lock, which is the first thing that it needs.
+  if (sleeper.wakeUp != nullptr) sleeper.wakeUp->Wake();
 }
 
 }  // namespace passbridge

@@ -114,8 +114,13 @@ class Link {
  private:
   friend void PDUAPI PduEventCallback(T_PDU_EVT_DATA, UNUM32, UNUM32, void*, void*);
 
-  /// Wakes the event thread.
-  void SignalEvents() REQUIRES(pdu::PduApiLock());
+  /// A thread that is to be woken, and what keeps it in memory.
+  struct Sleeper {
+    std::shared_ptr<CJ2534EventProcessor> processor;
+    platform::WakeUp* wakeUp = nullptr;
+  };
+  /// Tells that there may be items; gives whom to wake.
+  Sleeper SignalEvents() REQUIRES(pdu::PduApiLock());
 
   CopOutcome StartAsItIs(CopStart& start, UNUM32* hCop);
   CopOutcome StartUpdate(CopStart& start, UNUM32* hCop) EXCLUDES(updateLock_);

@@ -1,36 +1,36 @@
 #include "channel/serving_role.h"
 
+#include <utility>
+
 namespace passbridge {
 
-bool ServingRole::Take(CJ2534Event* event) {
+bool ServingRole::Take(Server server) {
   platform::MutexLock lock(lock_);
-  if (isTaken_ || isStopped_) return false;
-  isTaken_ = true;
-  server_ = event;
+  if (server_ != Server::Nobody || isStopped_) return false;
+  server_ = server;
   return true;
 }
 
 void ServingRole::GiveBack() {
-  platform::MutexLock lock(lock_);
-  applicationServed_ = applicationServed_ || server_ != nullptr;
-  isTaken_ = false;
-  server_ = nullptr;
-  if (hasNews_) WakeEventThread();
-  if (isStopped_) idle_.NotifyAll();
+  bool wake = false;
+  {
+    platform::MutexLock lock(lock_);
+    if (std::exchange(server_, Server::Nobody) == Server::Waiting) applicationServed_ = true;
+    wake = EventThreadIsWanted();
+    if (isStopped_) idle_.NotifyAll();
+  }
+  if (wake) eventThreadWakeUp_.Wake();
 }
 
-void ServingRole::WakeEventThread() {
-  if (!eventThreadLooks_ || bystanders_ != 0) eventThread_.Set();
+bool ServingRole::EventThreadIsWanted() const {
+  return hasNews_ && server_ == Server::Nobody && (!eventThreadLooks_ || bystanders_ != 0);
 }
 
-void ServingRole::Announce() {
+platform::WakeUp* ServingRole::Announce() {
   platform::MutexLock lock(lock_);
   hasNews_ = true;
-  if (server_ != nullptr) {
-    server_->Poke();
-  } else if (!isTaken_) {
-    WakeEventThread();
-  }
+  if (server_ == Server::Waiting) return &serverWakeUp_;
+  return EventThreadIsWanted() ? &eventThreadWakeUp_ : nullptr;
 }
 
 void ServingRole::NoteEmpty() {
@@ -49,14 +49,13 @@ bool ServingRole::WaitForNews() {
     {
       platform::MutexLock lock(lock_);
       if (isStopped_) return false;
-      if (hasNews_ && !isTaken_) return true;
-      looks = eventThreadLooks_ = applicationServed_;
-      applicationServed_ = false;
+      if (hasNews_ && server_ == Server::Nobody) return true;
+      looks = eventThreadLooks_ = std::exchange(applicationServed_, false);
     }
     if (looks) {
-      eventThread_.TimedWait(kGrace);
+      eventThreadWakeUp_.WaitUntil(platform::DeadlineIn(kGrace));
     } else {
-      eventThread_.Wait();
+      eventThreadWakeUp_.Wait();
     }
   }
 }
@@ -64,9 +63,9 @@ bool ServingRole::WaitForNews() {
 void ServingRole::Stop() {
   platform::MutexLock lock(lock_);
   isStopped_ = true;
-  eventThread_.Set();
-  if (server_ != nullptr) server_->Poke();
-  while (isTaken_) idle_.Wait(lock_);
+  eventThreadWakeUp_.Wake();
+  serverWakeUp_.Wake();
+  while (server_ != Server::Nobody) idle_.Wait(lock_);
 }
 
 void ServingRole::Reopen() {
@@ -80,9 +79,13 @@ bool ServingRole::IsStopped() {
 }
 
 ServingRole::Bystander::Bystander(ServingRole& role) : role_(role) {
-  platform::MutexLock lock(role_.lock_);
-  ++role_.bystanders_;
-  if (role_.hasNews_ && !role_.isTaken_) role_.eventThread_.Set();
+  bool wake = false;
+  {
+    platform::MutexLock lock(role_.lock_);
+    ++role_.bystanders_;
+    wake = role_.EventThreadIsWanted();
+  }
+  if (wake) role_.eventThreadWakeUp_.Wake();
 }
 
 ServingRole::Bystander::~Bystander() {

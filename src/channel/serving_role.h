@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "channel/event.h"
 #include "platform/mutex.h"
+#include "platform/wake_up.h"
 
 namespace passbridge {
 
@@ -19,18 +19,26 @@ class ServingRole {
   /// How long news may wait for an application that has just served, ms.
   static constexpr std::uint32_t kGrace = 5;
 
+  enum class Server : std::uint8_t {
+    Nobody,
+    EventThread,
+    Waiting,   ///< a thread of the application that waits for something
+    InPassing  ///< one that handles what is there, and waits for nothing
+  };
+
   /// Makes the calling thread the one that serves. False if another is, or nobody may any more.
-  /// @param event  what the thread waits for; it is poked when there is news. Null: the event
-  ///               thread, or one that doesn't wait.
-  bool Take(CJ2534Event* event) EXCLUDES(lock_);
+  bool Take(Server server) EXCLUDES(lock_);
   void GiveBack() EXCLUDES(lock_);
 
   /// There may be items in the queue. Called under the lock that items are taken under.
-  void Announce() EXCLUDES(lock_);
+  /// @return whom to wake, without any lock; null for nobody. It lives as long as this.
+  platform::WakeUp* Announce() EXCLUDES(lock_);
   /// There are none. Called under the same lock.
   void NoteEmpty() EXCLUDES(lock_);
   bool HasNews() EXCLUDES(lock_);
 
+  /// What wakes the waiting thread that serves.
+  platform::WakeUp& ServerWakeUp() { return serverWakeUp_; }
   /// Waits until there is something to serve, and nobody does; false when there won't be any more.
   /// For the event thread.
   bool WaitForNews() EXCLUDES(lock_);
@@ -53,18 +61,18 @@ class ServingRole {
   };
 
  private:
-  void WakeEventThread() REQUIRES(lock_);
+  bool EventThreadIsWanted() const REQUIRES(lock_);
 
   platform::Mutex lock_;  // after the lock that items are taken under
   platform::ConditionVariable idle_;
-  CJ2534Event* server_ GUARDED_BY(lock_) = nullptr;
-  bool isTaken_ GUARDED_BY(lock_) = false;
+  Server server_ GUARDED_BY(lock_) = Server::Nobody;
   bool isStopped_ GUARDED_BY(lock_) = true;
   bool hasNews_ GUARDED_BY(lock_) = false;
   bool applicationServed_ GUARDED_BY(lock_) = false;  // since the event thread looked last
   bool eventThreadLooks_ GUARDED_BY(lock_) = false;   // by itself, within kGrace
   std::uint32_t bystanders_ GUARDED_BY(lock_) = 0;
-  CJ2534Event eventThread_;
+  platform::WakeUp serverWakeUp_;
+  platform::WakeUp eventThreadWakeUp_;
 };
 
 }  // namespace passbridge
