@@ -2,12 +2,14 @@
 // API and through the exported functions, in turn, with the virtual VCI in the instant clock.
 //
 //   passbridge_speed [--rounds N] [--scale FACTOR] [--only TEXT]
+//   passbridge_speed --profile bare|bridged [--rounds N] [--scale FACTOR] [--only TEXT]
 //   passbridge_speed --memory bare|bridged
 //
 // Prints a table in Markdown: processor time of the whole process, pinned to one processor, where
 // it doesn't say otherwise; medians. --scale: how much work each round has. --only: rows whose
-// name has the text. --memory: what channels and queued messages take, of one side, for each side
-// needs a process of its own. PASSBRIDGE_TEST_LIBRARY and PASSBRIDGE_TEST_VCI name the libraries.
+// name has the text. --profile: the work of one side only, for a profiler to look at. --memory:
+// what channels and queued messages take, of one side, for each side needs a process of its own.
+// PASSBRIDGE_TEST_LIBRARY and PASSBRIDGE_TEST_VCI name the libraries.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -40,6 +42,7 @@ struct Options {
   int rounds = 7;
   double scale = 1;
   std::string only;
+  std::string profile;
   std::string memory;
 };
 
@@ -54,12 +57,14 @@ Options ReadOptions(int count, char** arguments) {
       options.scale = std::atof(value);
     } else if (name == "--only") {
       options.only = value;
+    } else if (name == "--profile") {
+      options.profile = value;
     } else if (name == "--memory") {
       options.memory = value;
     } else {
       std::fprintf(stderr,
                    "usage: passbridge_speed [--rounds N] [--scale FACTOR] [--only TEXT] "
-                   "[--memory bare|bridged]\n");
+                   "[--profile|--memory bare|bridged]\n");
       std::exit(2);
     }
   }
@@ -225,11 +230,14 @@ Work OpenToFirstFrame(std::uint32_t times) {
 
 std::vector<Row> MakeRows(Setting& setting) {
   const Plan single;
+  const Plan local{.local = true};
   const Plan packed{.packed = true};
   const Plan iso15765{.iso15765 = true};
   std::vector<Row> rows{
-      {"receive, items of one frame, one message a read", single, ReceiveFrames(setting, 1, 100),
-       2.0},
+      {"receive, items of one frame, one message a read, on the stack", local,
+       ReceiveFrames(setting, 1, 100), 2.0},
+      {"receive, items of one frame, one message a read, on the heap", single,
+       ReceiveFrames(setting, 1, 100), 2.0},
       {"receive, items of one frame, 100 messages a read", single, ReceiveFrames(setting, 100, 200),
        1.3},
       {"receive, packed items, 100 messages a read", packed, ReceiveFrames(setting, 100, 200), 1.3},
@@ -339,6 +347,21 @@ void Run(Setting& setting, const Options& options) {
   }
 }
 
+void Profile(Setting& setting, const Options& options, Side& side) {
+  for (const Row& row : MakeRows(setting)) {
+    if (row.name.find(options.only) == std::string::npos) continue;
+    std::vector<double> times;
+    for (int round = 0; round < options.rounds; ++round) {
+      times.push_back(RunOnce(setting, side, row, options.scale));
+    }
+    std::printf("%s: %s\n", row.name.c_str(), AsTime(Median(times)).c_str());
+  }
+}
+
+std::unique_ptr<Side> MakeSide(Setting& setting, const std::string& name) {
+  return name == "bare" ? MakeBareSide(setting.Pdu()) : MakeBridgedSide();
+}
+
 /// Resident memory of further channels, and of messages that wait in the first one.
 void MeasureMemory(Setting& setting, Side& side) {
   constexpr std::uint32_t kChannels = 64;
@@ -371,11 +394,15 @@ void MeasureMemory(Setting& setting, Side& side) {
 int Main(int count, char** arguments) {
   const Options options = ReadOptions(count, arguments);
   Setting setting;
+  if (!options.profile.empty()) {
+    Profile(setting, options, *MakeSide(setting, options.profile));
+    return 0;
+  }
   if (options.memory.empty()) {
     Run(setting, options);
     return 0;
   }
-  const auto side = options.memory == "bare" ? MakeBareSide(setting.Pdu()) : MakeBridgedSide();
+  const auto side = MakeSide(setting, options.memory);
   MeasureMemory(setting, *side);
   return 0;
 }

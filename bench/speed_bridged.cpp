@@ -55,13 +55,15 @@ class BridgedSide : public Side {
   void ConnectAndDisconnect() override { Disconnect(Connect(CAN_PS)); }
 
   void Receive(unsigned channel, std::uint32_t count, std::uint32_t perRead) override {
+    PASSTHRU_MSG local;
+    PASSTHRU_MSG* const in = plan_.local ? &local : in_.data();
     std::uint32_t received = 0;
     while (received < count) {
       j2534_ulong got = std::min(perRead, count - received);
-      Must("read", library_.PassThruReadMsgs(channels_[channel], in_.data(), &got, kPatience));
-      received += static_cast<std::uint32_t>(std::count_if(
-          in_.begin(), in_.begin() + static_cast<long>(got),
-          [](const PASSTHRU_MSG& message) { return (message.RxStatus & kIndicationBits) == 0; }));
+      Must("read", library_.PassThruReadMsgs(channels_[channel], in, &got, kPatience));
+      received += static_cast<std::uint32_t>(std::count_if(in, in + got, [](const auto& message) {
+        return (message.RxStatus & kIndicationBits) == 0;
+      }));
     }
   }
 

@@ -24,6 +24,7 @@ struct Plan {
   unsigned channels = 1;  ///< all of the same bus
   unsigned filters = 1;   ///< on each; the first lets everything pass (ISO 15765: has one always)
   bool trace = false;     ///< of the bridged side
+  bool local = false;     ///< whether it reads single messages into a local variable
 };
 
 /// A message: identifier, most significant byte first, and data.

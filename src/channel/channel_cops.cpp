@@ -47,7 +47,10 @@ void AppendBytes(CopData& packed, const AppMessage& message) {
 /// The data of a CoP for several messages: their number, little endian, then a length byte and the
 /// bytes of each.
 CopData PackMessages(const AppMessage& msgs, std::uint32_t count) {
+  std::size_t size = sizeof count;
+  for (std::uint32_t i = 0; i < count; ++i) size += 1 + msgs[i].Bytes().size();
   CopData packed;
+  packed.reserve(size);
   for (unsigned shift = 0; shift < 32; shift += 8) {
     packed.push_back(static_cast<UNUM8>(count >> shift));
   }
@@ -82,14 +85,20 @@ Status CJ2534Channel::DescribeSend(const AppMessage& msg, bool raw, CopData& dat
 }
 
 std::uint32_t CJ2534Channel::CountForOneCop(const AppMessage& msgs, std::uint32_t count) {
-  if (count == 1) return 1;
+  std::uint32_t alike = 1;
+  // The CoPs of such messages are alike, whatever they are.
+  const auto isLikeFirst = [&](const AppMessage& msg) {
+    return msg.TxFlags() == msgs.TxFlags() && msg.ProtocolId() == msgs.ProtocolId();
+  };
+  while (alike < count && isLikeFirst(msgs[alike])) ++alike;
+  if (alike == count) return alike;
+
   CopData data;
   CopControl first;
   const auto describe = [&](const AppMessage& msg, CopControl& control) {
     return DescribeSend(msg, msg.ProtocolId() != ProtocolId(), data, control) == STATUS_NOERROR;
   };
   if (!describe(msgs, first)) return 1;  // which fails when it is sent
-  std::uint32_t alike = 1;
   for (; alike < count; ++alike) {
     CopControl next;
     if (!describe(msgs[alike], next) || !next.IsLike(first)) break;

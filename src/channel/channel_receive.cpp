@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "channel/channel.h"
+#include "channel/message_space.h"
 #include "platform/clock.h"
 #include "platform/memory_probe.h"
 #include "trace/methods.h"
@@ -30,35 +31,6 @@ UNUM32 LoadNative(std::span<const std::uint8_t> bytes) {
 bool IsPacked(const PDU_RESULT_DATA& result) {
   return pdu::HasFlag(result.RxFlag, pdu::kPacked) && result.pDataBytes != nullptr;
 }
-
-/// The application's message array, whose memory is checked a piece at a time: it may be large,
-/// and only as much of it as is written need exist.
-class MessageSpace {
- public:
-  MessageSpace(const AppMessage& msgs, std::uint32_t count, CJ2534ReceiveBuffer& buffer)
-      : msgs_(msgs), count_(count), buffer_(buffer) {}
-
-  bool IsWritable(std::uint32_t index) {
-    if (index < checked_) return true;
-    const auto waiting = static_cast<std::uint32_t>(std::min<std::size_t>(buffer_.Size(), kAhead));
-    const std::uint32_t ahead = std::clamp(waiting, 1U, count_ - index);
-    for (const std::uint32_t piece : {ahead, 1U}) {
-      if (platform::IsWritable(msgs_[index].Address(), piece * msgs_.Size())) {
-        checked_ = index + piece;
-        return true;
-      }
-    }
-    return false;
-  }
-
- private:
-  static constexpr std::uint32_t kAhead = 128;
-
-  const AppMessage& msgs_;
-  std::uint32_t count_;
-  CJ2534ReceiveBuffer& buffer_;
-  std::uint32_t checked_ = 0;
-};
 
 /// The time-out of one read, 0 for none. Messages that are there already take no time to speak of:
 /// the clock is looked at after each wait, and now and then.
@@ -121,8 +93,8 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
     const std::uint32_t requested = numMsgs.Load();
     numMsgs.Store(0);
     if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
-    MessageSpace space(msgs, requested, GetJ2534ReceiveBuffer());
-    if (!msgs || (requested != 0 && !space.IsWritable(0))) {
+    MessageSpace space(msgs, requested, platform::MemoryUse::Write);
+    if (!msgs || (requested != 0 && !space.Has(0, 1))) {
       return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
     }
 
@@ -131,7 +103,7 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
     std::optional<NextReader> nextReader;
     for (std::uint32_t count = 0; count < requested;) {
       if (clock.IsOver()) return ReportReadTimeout(exit, count, sawEmptyBuffer);
-      if (!space.IsWritable(count)) {
+      if (!space.Has(count, GetJ2534ReceiveBuffer().Size())) {
         return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
       }
       const Status status = GetJ2534ReceiveBuffer().ReadPassThruMsg(msgs[count]);

@@ -1,8 +1,10 @@
 // How a channel sends messages.
 
 #include <algorithm>
+#include <optional>
 
 #include "channel/channel.h"
+#include "channel/message_space.h"
 #include "j2534/protocol.h"
 #include "platform/clock.h"
 #include "platform/memory_probe.h"
@@ -52,7 +54,8 @@ class CJ2534Channel::WriteCall {
 
   /// Checks what was passed, and starts to count what is sent; `count` is what was asked for.
   Status Begin(std::uint32_t& count);
-  Status CheckMessage(const AppMessage& msg, bool& raw) const;
+  /// Of the message with an index below that count.
+  Status CheckMessage(std::uint32_t index, bool& raw);
   /// Sends messages in one CoP and waits for it if there is a time-out.
   Status Send(const AppMessage& first, std::uint32_t count, bool raw);
   /// Sends single frames, which are waited for, in as few CoPs as they need.
@@ -66,6 +69,8 @@ class CJ2534Channel::WriteCall {
   const AppMessage& msgs_;
   const AppValue& sent_;
   const WriteClock clock_;
+  std::uint32_t count_ = 0;
+  std::optional<MessageSpace> space_;
 };
 
 Status CJ2534Channel::WriteCall::Begin(std::uint32_t& count) {
@@ -76,14 +81,16 @@ Status CJ2534Channel::WriteCall::Begin(std::uint32_t& count) {
   if (!platform::IsWritable(sent_.Address(), sent_.Size())) {
     return exit_.Fail(3, ERR_NULL_PARAMETER, "NULL Number of Messages Pointer.");
   }
-  count = sent_.Load();
+  count = count_ = sent_.Load();
   sent_.Store(0);
+  space_.emplace(msgs_, count_, platform::MemoryUse::Read);
   return STATUS_NOERROR;
 }
 
-Status CJ2534Channel::WriteCall::CheckMessage(const AppMessage& msg, bool& raw) const {
+Status CJ2534Channel::WriteCall::CheckMessage(std::uint32_t index, bool& raw) {
+  const AppMessage msg = msgs_[index];
   if (!channel_.IsVehicleConnected()) return channel_.ReportNotConnected(exit_, 5);
-  if (!platform::IsReadable(msg.Address(), msg.Size())) {
+  if (!space_->Has(index, count_ - index)) {
     return exit_.Fail(2, ERR_NULL_PARAMETER, "NULL Message Pointer.");
   }
   if (const Status status =
@@ -145,7 +152,7 @@ Status CJ2534Channel::PassThruWriteMsgsMultiple(const AppMessage& msgs, const Ap
     if (const Status status = call.Begin(count)) return status;
     for (std::uint32_t i = 0; i < count; ++i) {
       bool raw = false;
-      if (const Status status = call.CheckMessage(msgs[i], raw)) return status;
+      if (const Status status = call.CheckMessage(i, raw)) return status;
     }
     for (std::uint32_t i = 0; i < count;) {
       const std::uint32_t alike = CountForOneCop(msgs[i], count - i);
@@ -168,7 +175,7 @@ Status CJ2534Channel::PassThruWriteMsgs(const AppMessage& msgs, const AppValue& 
     std::uint32_t batch = 0;  // single frames before message i that wait to be sent
     for (std::uint32_t i = 0; i < count; ++i) {
       bool raw = false;
-      if (const Status status = call.CheckMessage(msgs[i], raw)) return status;
+      if (const Status status = call.CheckMessage(i, raw)) return status;
       if (sending != Sending::Batched || msgs[i].DataSize() > kMaxSingleFrame) {
         if (const Status status = call.Send(msgs[i], 1, raw)) return status;
         continue;

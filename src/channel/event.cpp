@@ -1,7 +1,5 @@
 #include "channel/event.h"
 
-#include <utility>
-
 #include "platform/cancellation.h"
 
 namespace passbridge {
@@ -29,6 +27,8 @@ void CJ2534Event::WakeWaiting() {
 }
 
 void CJ2534Event::Set() {
+  // Whoever takes the signal that is there looks afterwards at what this one is about, too.
+  if (signalled_) return;
   platform::MutexLock lock(lock_);
   signalled_ = true;
   WakeWaiting();
@@ -75,12 +75,12 @@ bool CJ2534Event::WaitUntil(platform::Deadline deadline) {
     while (!IsSet() && changed_.WaitUntil(lock_, deadline)) {
     }
   }
-  return std::exchange(signalled_, false) || ended_;
+  return Take();
 }
 
 bool CJ2534Event::TryTake() {
   platform::MutexLock lock(lock_);
-  return std::exchange(signalled_, false) || ended_;
+  return Take();
 }
 
 }  // namespace passbridge

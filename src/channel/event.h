@@ -1,6 +1,7 @@
 #ifndef PASSBRIDGE_CHANNEL_EVENT_H_
 #define PASSBRIDGE_CHANNEL_EVENT_H_
 
+#include <atomic>
 #include <cstdint>
 
 #include "platform/mutex.h"
@@ -33,11 +34,12 @@ class CJ2534Event {
 
  private:
   bool IsSet() const REQUIRES(lock_) { return signalled_ || ended_; }
+  bool Take() REQUIRES(lock_) { return signalled_.exchange(false) || ended_; }
   void WakeWaiting() REQUIRES(lock_);
 
   platform::Mutex lock_;
   platform::ConditionVariable changed_;
-  bool signalled_ GUARDED_BY(lock_) = false;
+  std::atomic<bool> signalled_{false};  // written under the lock
   bool ended_ GUARDED_BY(lock_) = false;
   platform::WakeUp* listener_ GUARDED_BY(lock_) = nullptr;
   std::uint32_t waiting_ GUARDED_BY(lock_) = 0;  // threads; without any, nobody is notified

@@ -110,6 +110,7 @@ void CJ2534EventProcessor::Run() {
 }
 
 bool CJ2534EventProcessor::Drain() {
+  if (!role_.TakeNews()) return false;
   // Whoever serves looks up now and then, whatever comes.
   constexpr int kMostInARow = 256;
   for (int i = 0; i < kMostInARow && !role_.IsStopped(); ++i) {
@@ -119,11 +120,11 @@ bool CJ2534EventProcessor::Drain() {
     ProcessEventItem(&fetched);
     if (!fetched) return false;
   }
+  role_.Announce();  // to whoever serves, which is this thread
   return true;
 }
 
 void CJ2534EventProcessor::ServeQueued() {
-  if (!role_.HasNews()) return;
   const Serving serving(role_, ServingRole::Server::InPassing);
   if (serving) Drain();
 }
@@ -134,7 +135,7 @@ std::optional<bool> CJ2534EventProcessor::ServeUntil(CJ2534Event& event,
   if (!serving) return std::nullopt;
   const Listening listening(event, role_.ServerWakeUp());
   while (!role_.IsStopped()) {
-    const bool more = role_.HasNews() && Drain();
+    const bool more = Drain();
     if (event.TryTake()) return true;
     if (more) {
       if (platform::SteadyClock::now() >= deadline) return false;
@@ -226,8 +227,6 @@ Status CJ2534EventProcessor::ProcessEventItem(bool* fetched) {
       if (link_) {
         result = item.Checked(pdu::Api().PDUGetEventItem(link_->module, link_->cll, item.Out()));
       }
-      // Under the lock that the callback takes: later news is never lost.
-      if (result != PDU_STATUS_NOERROR || !item) role_.NoteEmpty();
     }
     if (result != PDU_STATUS_NOERROR) return ReportFetchFailure(exit, result);
     if (!item) return exit.PassOn(2, ERR_FAILED, "NULL Event Item was returned.");

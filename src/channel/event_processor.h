@@ -73,8 +73,8 @@ class CJ2534EventProcessor : public CJ2534 {
   /// CoPs with transmitted messages that have not ended, periodic messages among them.
   std::size_t GetPendingTxCopCount() const EXCLUDES(conditionLock_);
 
-  /// Tells that there may be items. Called under PduApiLock.
-  /// @return whom to wake, without that lock; null for nobody. It lives as long as this.
+  /// Tells that there may be items.
+  /// @return whom to wake, without any lock; null for nobody. It lives as long as this.
   platform::WakeUp* Signal() { return role_.Announce(); }
 
   /// Waits for an event that items may set, as its TimedWait does, and takes the items itself
@@ -106,7 +106,7 @@ class CJ2534EventProcessor : public CJ2534 {
   class Listening;
 
   void Run();
-  /// Handles items, of which there may be more than it takes; true if there may be.
+  /// Handles the items that were announced, but not too many in a row; true if there may be more.
   bool Drain();
   /// Serves until the event is set or the deadline has passed. Nothing if another thread serves, or
   /// begins to.
@@ -123,7 +123,7 @@ class CJ2534EventProcessor : public CJ2534 {
   EventSink* sink_ = nullptr;
   std::unique_ptr<boost::thread> thread_;
 
-  ServingRole role_;  // synchronised by itself; its lock comes after PduApiLock
+  ServingRole role_;  // synchronised by itself
 
   std::optional<LinkHandles> link_ GUARDED_BY(pdu::PduApiLock());
 

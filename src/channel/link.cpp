@@ -39,23 +39,30 @@ constexpr pdu::ResultMap kDestroyLinkResults{
      {PDU_ERR_PDUAPI_NOT_CONSTRUCTED, ERR_INVALID_DEVICE_ID},
      {PDU_ERR_INVALID_HANDLE, ERR_INVALID_DEVICE_ID}}};
 
-/// The links that a callback may speak of, by their tags. Guarded by PduApiLock.
-std::map<const void*, Link*>& LiveLinks() {
-  static platform::NeverDestroyed<std::map<const void*, Link*>> links;
-  return links.Get();
+/// The links that a callback may speak of, by their tags.
+struct LiveLinks {
+  platform::Mutex lock;
+  std::map<const void*, Link*> links GUARDED_BY(lock);
+};
+
+LiveLinks& TheLiveLinks() {
+  static platform::NeverDestroyed<LiveLinks> live;
+  return live.Get();
 }
 
 }  // namespace
 
 Link::Link(EventSink& sink, void* tag) : sink_(sink), tag_(tag) {
-  platform::RecursiveMutexLock lock(pdu::PduApiLock());
-  LiveLinks()[tag] = this;
+  LiveLinks& live = TheLiveLinks();
+  const platform::MutexLock lock(live.lock);
+  live.links[tag] = this;
 }
 
 Link::~Link() {
   {
-    platform::RecursiveMutexLock lock(pdu::PduApiLock());
-    LiveLinks().erase(tag_);
+    LiveLinks& live = TheLiveLinks();
+    const platform::MutexLock lock(live.lock);
+    live.links.erase(tag_);
   }
   StopEvents();
 }
@@ -277,11 +284,12 @@ void PDUAPI PduEventCallback(T_PDU_EVT_DATA /*eventType*/, UNUM32 /*hMod*/, UNUM
                              void* pCllTag, void* /*pApiTag*/) {
   Link::Sleeper sleeper;
   {
-    platform::RecursiveMutexLock lock(pdu::PduApiLock());
-    const auto found = LiveLinks().find(pCllTag);
-    if (found != LiveLinks().end()) sleeper = found->second->SignalEvents();
+    LiveLinks& live = TheLiveLinks();
+    const platform::MutexLock lock(live.lock);
+    const auto found = live.links.find(pCllTag);
+    if (found != live.links.end()) sleeper = found->second->SignalEvents();
   }
-  // Without the lock, which is the first thing that it needs.
+  // Without a lock, which might be the first thing that the other thread needs.
   if (sleeper.wakeUp != nullptr) sleeper.wakeUp->Wake();
 }
 

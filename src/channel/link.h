@@ -120,7 +120,7 @@ class Link {
     platform::WakeUp* wakeUp = nullptr;
   };
   /// Tells that there may be items; gives whom to wake.
-  Sleeper SignalEvents() REQUIRES(pdu::PduApiLock());
+  Sleeper SignalEvents() EXCLUDES(processorLock_);
 
   CopOutcome StartAsItIs(CopStart& start, UNUM32* hCop);
   CopOutcome StartUpdate(CopStart& start, UNUM32* hCop) EXCLUDES(updateLock_);

@@ -8,7 +8,7 @@ std::unique_ptr<MessageQueue::Block> MessageQueue::NewBlock() {
   return spare_ != nullptr ? std::move(spare_) : std::make_unique<Block>();
 }
 
-void MessageQueue::Add(CJ2534PassThruMsg message) {
+void MessageQueue::Add(CJ2534PassThruMsg&& message) {
   if (first_ == nullptr) {
     first_ = NewBlock();
     last_ = first_.get();

@@ -21,7 +21,7 @@ class MessageQueue {
 
   bool IsEmpty() const { return size_ == 0; }
   std::size_t Size() const { return size_; }
-  void Add(CJ2534PassThruMsg message);
+  void Add(CJ2534PassThruMsg&& message);
   /// The oldest; there must be one.
   CJ2534PassThruMsg Take();
   /// Lets go of the messages, oldest first.

@@ -40,7 +40,7 @@ Status CJ2534ReceiveBuffer::AddPassThruMsg(CJ2534PassThruMsg message) {
       indication.SetTxDoneData(message.TxDoneData().Bytes());
       Store(std::move(indication));
     }
-    if (isData) Store(message);
+    if (isData) Store(CJ2534PassThruMsg(message));
     StoreIndications(message, rxStatus);
     return exit.Normal();
   });
@@ -59,7 +59,7 @@ void CJ2534ReceiveBuffer::StoreIndications(const CJ2534PassThruMsg& message,
   }
 }
 
-void CJ2534ReceiveBuffer::Store(CJ2534PassThruMsg message) {
+void CJ2534ReceiveBuffer::Store(CJ2534PassThruMsg&& message) {
   if (!message.GetErrorFlag()) ++messageCount_;
   messages_.Add(std::move(message));
 }

@@ -38,7 +38,7 @@ class CJ2534ReceiveBuffer : public CJ2534 {
  private:
   /// False when there is none.
   bool Take(CJ2534PassThruMsg& message) EXCLUDES(lock_);
-  void Store(CJ2534PassThruMsg message) REQUIRES(lock_);
+  void Store(CJ2534PassThruMsg&& message) REQUIRES(lock_);
   void StoreIndications(const CJ2534PassThruMsg& message, std::uint32_t rxStatus) REQUIRES(lock_);
   Status SetSuspended(const Method& method, bool suspended) EXCLUDES(lock_);
 

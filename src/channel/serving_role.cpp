@@ -33,14 +33,9 @@ platform::WakeUp* ServingRole::Announce() {
   return EventThreadIsWanted() ? &eventThreadWakeUp_ : nullptr;
 }
 
-void ServingRole::NoteEmpty() {
+bool ServingRole::TakeNews() {
   platform::MutexLock lock(lock_);
-  hasNews_ = false;
-}
-
-bool ServingRole::HasNews() {
-  platform::MutexLock lock(lock_);
-  return hasNews_;
+  return std::exchange(hasNews_, false);
 }
 
 bool ServingRole::WaitForNews() {
@@ -71,11 +66,6 @@ void ServingRole::Stop() {
 void ServingRole::Reopen() {
   platform::MutexLock lock(lock_);
   isStopped_ = false;
-}
-
-bool ServingRole::IsStopped() {
-  platform::MutexLock lock(lock_);
-  return isStopped_;
 }
 
 ServingRole::Bystander::Bystander(ServingRole& role) : role_(role) {

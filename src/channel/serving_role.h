@@ -1,6 +1,7 @@
 #ifndef PASSBRIDGE_CHANNEL_SERVING_ROLE_H_
 #define PASSBRIDGE_CHANNEL_SERVING_ROLE_H_
 
+#include <atomic>
 #include <cstdint>
 
 #include "platform/mutex.h"
@@ -30,12 +31,12 @@ class ServingRole {
   bool Take(Server server) EXCLUDES(lock_);
   void GiveBack() EXCLUDES(lock_);
 
-  /// There may be items in the queue. Called under the lock that items are taken under.
+  /// There may be items in the queue.
   /// @return whom to wake, without any lock; null for nobody. It lives as long as this.
   platform::WakeUp* Announce() EXCLUDES(lock_);
-  /// There are none. Called under the same lock.
-  void NoteEmpty() EXCLUDES(lock_);
-  bool HasNews() EXCLUDES(lock_);
+  /// Whether it was announced since this was asked last. Whoever asks takes all items afterwards,
+  /// or announces that there are more: an item that it misses is announced once more.
+  bool TakeNews() EXCLUDES(lock_);
 
   /// What wakes the waiting thread that serves.
   platform::WakeUp& ServerWakeUp() { return serverWakeUp_; }
@@ -46,7 +47,7 @@ class ServingRole {
   /// Ends the serving: waits until nobody does any more. Nor does anyone take the role afterwards.
   void Stop() EXCLUDES(lock_);
   void Reopen() EXCLUDES(lock_);
-  bool IsStopped() EXCLUDES(lock_);
+  bool IsStopped() const { return isStopped_; }
 
   /// While one lives, a thread waits for what another one serves.
   class Bystander {
@@ -63,10 +64,10 @@ class ServingRole {
  private:
   bool EventThreadIsWanted() const REQUIRES(lock_);
 
-  platform::Mutex lock_;  // after the lock that items are taken under
+  platform::Mutex lock_;
   platform::ConditionVariable idle_;
   Server server_ GUARDED_BY(lock_) = Server::Nobody;
-  bool isStopped_ GUARDED_BY(lock_) = true;
+  std::atomic<bool> isStopped_{true};  // written under the lock
   bool hasNews_ GUARDED_BY(lock_) = false;
   bool applicationServed_ GUARDED_BY(lock_) = false;  // since the event thread looked last
   bool eventThreadLooks_ GUARDED_BY(lock_) = false;   // by itself, within kGrace

@@ -1,9 +1,11 @@
 #ifndef PASSBRIDGE_J2534_APP_MEMORY_H_
 #define PASSBRIDGE_J2534_APP_MEMORY_H_
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 #include "passbridge/j2534.h"
@@ -40,10 +42,31 @@ class AppValue {
   }
 
   /// The lower 32 bits of the value.
-  std::uint32_t Load() const;
-  void Store(std::uint32_t value) const;
+  std::uint32_t Load() const {
+    return width_ == FieldWidth::k32 ? LoadAs<std::uint32_t>()
+                                     : static_cast<std::uint32_t>(LoadAs<std::uint64_t>());
+  }
+  void Store(std::uint32_t value) const {
+    if (width_ == FieldWidth::k32) {
+      StoreAs<std::uint32_t>(value);
+    } else {
+      StoreAs<std::uint64_t>(value);
+    }
+  }
 
  private:
+  // memcpy, for an application may pass unaligned memory.
+  template <typename T>
+  T LoadAs() const {
+    T value = 0;
+    std::memcpy(&value, address_, sizeof value);
+    return value;
+  }
+  template <typename T>
+  void StoreAs(T value) const {
+    std::memcpy(address_, &value, sizeof value);
+  }
+
   void* address_ = nullptr;
   FieldWidth width_ = FieldWidth::k32;
 };
@@ -138,7 +161,7 @@ class AppMessage {
   /// The whole data area.
   std::uint8_t* Data() const { return reinterpret_cast<std::uint8_t*>(Field(kFields).Address()); }
   /// The bytes in use; never more than the data area, whatever DataSize says.
-  std::span<std::uint8_t> Bytes() const;
+  std::span<std::uint8_t> Bytes() const { return {Data(), std::min(DataSize(), kMaxMessageData)}; }
 
  private:
   static constexpr std::size_t kFields = 6;

@@ -39,9 +39,9 @@ class Pin {
   const std::shared_ptr<Library> library_;
 };
 
-/// Serialises the link event callback, PDUGetEventItem, and every start of a ComPrimitive together
-/// with the registration of its completion. Recursive: some D-PDU libraries call back from inside
-/// the call that starts a ComPrimitive, on the same thread. First in the lock order.
+/// Serialises PDUGetEventItem and every start of a ComPrimitive together with the registration of
+/// its completion. Recursive: some D-PDU libraries call back from inside the call that starts a
+/// ComPrimitive, on the same thread. First in the lock order.
 platform::RecursiveMutex& PduApiLock();
 
 /// The library's path as the registry names it (UTF-8); empty where there is none.
