@@ -144,5 +144,85 @@ TEST_F(UnreadablePointer, ReadOnlyMemoryTakesNoOutput) {
   EXPECT_EQ(library.PassThruIoctl(device, READ_VBATT, nullptr, cell), long{ERR_NULL_PARAMETER});
 }
 
+/// An array of messages of which the last one runs into a page with something wrong.
+struct BrokenArray {
+  BrokenArray(std::size_t messages, const std::function<void(Pages&, std::size_t page)>& fault)
+      : count(messages), pages(2 + messages * sizeof(PASSTHRU_MSG) / Pages::Size()) {
+    const std::size_t last = pages.Count() - 1;
+    char* const end = pages.At(last) + Pages::Size() / 2;
+    begin = reinterpret_cast<PASSTHRU_MSG*>(end - messages * sizeof(PASSTHRU_MSG));
+    for (std::size_t i = 0; i < messages; ++i) begin[i] = Frame(i);
+    fault(pages, last);
+  }
+
+  static PASSTHRU_MSG Frame(std::size_t number) {
+    PASSTHRU_MSG message{};
+    message.ProtocolID = CAN;
+    message.DataSize = 5;
+    message.Data[2] = 7;
+    message.Data[4] = static_cast<unsigned char>(number);
+    return message;
+  }
+
+  std::size_t count;
+  Pages pages;
+  PASSTHRU_MSG* begin;
+};
+
+TEST_F(UnreadablePointer, ArrayOfMessagesIsFilledAsFarAsItIsThere) {
+  StartPassFilter(0x700);
+  ASSERT_EQ(SetConfig(channel, LOOPBACK, 1), 0);
+  const std::vector<std::function<void(Pages&, std::size_t)>> faults{
+      [](Pages& pages, std::size_t page) { pages.Protect(page, Protection::None); },
+      [](Pages& pages, std::size_t page) { pages.Protect(page, Protection::ReadOnly); },
+      [](Pages& pages, std::size_t page) { pages.Free(page); },
+  };
+  for (const j2534_ulong count : {2U, 3U, 30U}) {
+    for (std::size_t i = 0; i < faults.size(); ++i) {
+      SCOPED_TRACE(std::to_string(count) + " messages, fault " + std::to_string(i));
+      BrokenArray array(count, faults[i]);
+      j2534_ulong sent = 0;
+      std::vector<PASSTHRU_MSG> good;
+      for (std::size_t n = 0; n < count; ++n) good.push_back(array.Frame(n));
+      ASSERT_EQ(Write(good, 5000, &sent), 0);
+      ASSERT_EQ(sent, count);
+
+      j2534_ulong got = count;
+      EXPECT_EQ(library.PassThruReadMsgs(channel, array.begin, &got, 1000),
+                long{ERR_NULL_PARAMETER});
+      ASSERT_EQ(got, count - 1);
+      EXPECT_EQ(array.begin[count - 2].Data[4], count - 2);
+      std::vector<PASSTHRU_MSG> rest(2);
+      EXPECT_EQ(Read(rest, 0), 0) << "what did not fit is still there";
+      ASSERT_EQ(rest.size(), 1U);
+      EXPECT_EQ(rest[0].Data[4], count - 1);
+    }
+  }
+}
+
+TEST_F(UnreadablePointer, ArrayOfMessagesThatEndsEarlyIsNotSent) {
+  for (const j2534_ulong count : {2U, 3U, 30U}) {
+    for (const bool freed : {false, true}) {
+      BrokenArray array(count, [&](Pages& pages, std::size_t page) {
+        if (freed) {
+          pages.Free(page);
+        } else {
+          pages.Protect(page, Protection::None);
+        }
+      });
+      j2534_ulong sent = count;
+      EXPECT_EQ(library.PassThruWriteMsgs(channel, array.begin, &sent, 1000),
+                long{ERR_NULL_PARAMETER});
+      EXPECT_EQ(sent, 0U);
+    }
+    BrokenArray constant(count, [](Pages& pages, std::size_t page) {
+      for (std::size_t i = 0; i <= page; ++i) pages.Protect(i, Protection::ReadOnly);
+    });
+    j2534_ulong sent = count;
+    EXPECT_EQ(library.PassThruWriteMsgs(channel, constant.begin, &sent, 5000), 0);
+    EXPECT_EQ(sent, count);
+  }
+}
+
 }  // namespace
 }  // namespace passbridge::test

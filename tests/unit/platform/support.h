@@ -36,6 +36,7 @@ class Pages {
   ~Pages();
 
   static std::size_t Size();
+  std::size_t Count() const { return count_; }
   char* At(std::size_t page, std::size_t offset = 0) const {
     return begin_ + page * Size() + offset;
   }
