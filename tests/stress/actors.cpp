@@ -136,7 +136,13 @@ void Connect(Caller& me, const Spot& spot) {
     const long set = me.MakeSerialised(
         Operation::SetPins, spot.device, spot.channel,
         [&](j2534_ulong id) { return me.library.PassThruIoctl(id, SET_CONFIG, &list, nullptr); });
-    if (set != STATUS_NOERROR) return;
+    if (set != STATUS_NOERROR) {
+      // As for a VCI that is lost, this one or another: a channel without pins is of no use. It
+      // goes with its device.
+      channel.connected = false;
+      channel.id = 0;  // nobody has that
+      return;
+    }
   }
   j2534_ulong filter = 0;
   StartFilter(me, spot, PASS_FILTER, 0, &filter, true);
