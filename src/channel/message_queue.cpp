@@ -12,7 +12,7 @@ void MessageQueue::Add(CJ2534PassThruMsg&& message) {
   if (first_ == nullptr) {
     first_ = NewBlock();
     last_ = first_.get();
-    begin_ = end_ = 0;
+    end_ = 0;
   } else if (end_ == kBlockSize) {
     last_->next = NewBlock();
     last_ = last_->next.get();

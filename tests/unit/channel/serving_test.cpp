@@ -183,19 +183,39 @@ TEST_F(ServingTest, StopWaitsForTheOneThatServesAndLetsItGoOnWaiting) {
   processor.ProcessEventItem();  // what is left of it
 }
 
-TEST_F(ServingTest, SetFromElsewhereEndsTheWaitOfTheOneThatServes) {
-  std::thread elsewhere([this] {
+/// Runs `act` a little later on another thread, and expects that it ends a wait well before its
+/// deadline.
+void ExpectEndsWait(CJ2534EventProcessor& processor, CJ2534Event& event,
+                    const std::function<void()>& act) {
+  const auto start = std::chrono::steady_clock::now();
+  std::thread elsewhere([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    event.Set();
+    act();
   });
   EXPECT_TRUE(processor.Await(event, kLong));
   elsewhere.join();
-  std::thread ender([this] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    event.End();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(kLong / 2));
+}
+
+TEST_F(ServingTest, OthersEndTheWaitOfTheOneThatServes) {
+  ExpectEndsWait(processor, event, [this] { event.Set(); });
+  ExpectEndsWait(processor, event, [this] {
+    processor.Stop();  // which it does not outlast
+    event.Set();
   });
-  EXPECT_TRUE(processor.Await(event, kLong));
-  ender.join();
+  ExpectEndsWait(processor, event, [this] { event.End(); });
+}
+
+TEST_F(ServingTest, EventOutlivesTheProcessorThatServedForIt) {
+  {
+    NotingSink otherSink;
+    CJ2534EventProcessor other;
+    EXPECT_EQ(other.Initialize(&otherSink), STATUS_NOERROR);
+    EXPECT_FALSE(other.Await(event, 1));
+    other.Stop();
+  }
+  event.Set();  // tells nobody
+  EXPECT_TRUE(event.TryTake());
 }
 
 }  // namespace
