@@ -130,9 +130,10 @@ void ExplorerDialog::SetFont(int dpi) {
                                   LanguageFont::kWeight, FALSE, FALSE, FALSE,
                                   languageFont_->charset, OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS,
                                   DEFAULT_QUALITY, LanguageFont::kPitchAndFamily, face.c_str()));
-  for (const HWND each : {window_, Item(PASSBRIDGE_CONNECT), Item(PASSBRIDGE_CANCEL)}) {
-    ::SendMessageW(each, WM_SETFONT, reinterpret_cast<WPARAM>(font.get()), TRUE);
+  for (const int id : {PASSBRIDGE_CONNECT, PASSBRIDGE_CANCEL}) {
+    ::SendMessageW(Item(id), WM_SETFONT, reinterpret_cast<WPARAM>(font.get()), TRUE);
   }
+  ::SendMessageW(window_, WM_SETFONT, reinterpret_cast<WPARAM>(font.get()), TRUE);
   font_ = std::move(font);
 }
 
@@ -181,7 +182,7 @@ void ExplorerDialog::OnContextMenu(POINT point) {
 }
 
 void ExplorerDialog::OnModuleList(PDU_MODULE_ITEM* list) {
-  if (mail_) Fill(ReadModules(mail_->Take(list)));
+  if (mail_ && list != nullptr) Fill(ReadModules(mail_->Take(list)));
 }
 
 /// One box at a time; what comes meanwhile follows.

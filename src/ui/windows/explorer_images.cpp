@@ -1,5 +1,6 @@
 #include "ui/windows/explorer_images.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -158,6 +159,13 @@ class ImageMaker {
 
 Owned<HIMAGELIST> MakeExplorerImages(int dpi, bool mirrored) {
   return ImageMaker(dpi, mirrored).Make();
+}
+
+int ImageOfOverlay(int overlay) {
+  const auto* const found =
+      std::find_if(std::begin(kOverlays), std::end(kOverlays),
+                   [overlay](const OverlayPicture& each) { return each.overlay == overlay; });
+  return found != std::end(kOverlays) ? 1 + static_cast<int>(found - kOverlays) : -1;
 }
 
 }  // namespace passbridge

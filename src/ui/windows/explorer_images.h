@@ -15,6 +15,10 @@ inline constexpr SIZE kImageSize{72, 112};
 /// @param mirrored  turns left and right round
 Owned<HIMAGELIST> MakeExplorerImages(int dpi, bool mirrored);
 
+/// Where the image list has the image of an overlay; negative for a number that is none. The list
+/// need not reach so far.
+int ImageOfOverlay(int overlay);
+
 }  // namespace passbridge
 
 #endif  // PASSBRIDGE_UI_WINDOWS_EXPLORER_IMAGES_H_

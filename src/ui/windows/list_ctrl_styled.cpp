@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "ui/windows/explorer_images.h"
 #include "ui/windows/mem_dc.h"
 
 namespace passbridge {
@@ -10,7 +11,8 @@ namespace {
 
 constexpr UINT_PTR kSubclass = 1;
 constexpr UINT kLabelFormat = DT_CENTER | DT_WORDBREAK | DT_NOPREFIX;
-constexpr int kBesideLabel = 2;  // pixels
+constexpr int kBesideLabel = 2;   // pixels
+constexpr int kOverlayShift = 8;  // of the state of an item
 
 /// Selects a font for as long as it lives; null: the one that is selected already.
 class FontInUse {
@@ -149,18 +151,19 @@ void CListCtrlStyled::DrawItem(HDC dc, int item) const {
 void CListCtrlStyled::DrawPicture(HDC dc, int item, bool selected) const {
   const auto images =
       reinterpret_cast<HIMAGELIST>(::SendMessageW(list_, LVM_GETIMAGELIST, LVSIL_NORMAL, 0));
-  SIZE size{};
   int width = 0;
   int height = 0;
   if (!::ImageList_GetIconSize(images, &width, &height)) return;
-  size = {width, height};
-  const auto overlay = static_cast<UINT>(
-      ::SendMessageW(list_, LVM_GETITEMSTATE, static_cast<WPARAM>(item), LVIS_OVERLAYMASK));
   const RECT icon = ItemRect(list_, item, LVIR_ICON);
-  const UINT style =
-      ILD_TRANSPARENT | (overlay & LVIS_OVERLAYMASK) | (selected ? UINT{ILD_SELECTED} : UINT{0});
-  ::ImageList_DrawEx(images, 0, dc, (icon.left + icon.right - size.cx) / 2,
-                     (icon.top + icon.bottom - size.cy) / 2, 0, 0, CLR_NONE, CLR_DEFAULT, style);
+  const LRESULT state =
+      ::SendMessageW(list_, LVM_GETITEMSTATE, static_cast<WPARAM>(item), LVIS_OVERLAYMASK);
+  const UINT style = ILD_TRANSPARENT | (selected ? UINT{ILD_SELECTED} : UINT{0});
+  // Some systems show an overlay only where the image below is not transparent: it is drawn apart.
+  for (const int image : {0, ImageOfOverlay(static_cast<int>(state) >> kOverlayShift)}) {
+    if (image < 0 || image >= ::ImageList_GetImageCount(images)) continue;
+    ::ImageList_DrawEx(images, image, dc, (icon.left + icon.right - width) / 2,
+                       (icon.top + icon.bottom - height) / 2, 0, 0, CLR_NONE, CLR_DEFAULT, style);
+  }
 }
 
 void CListCtrlStyled::DrawLabel(HDC dc, int item, UINT state) const {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <chrono>
+#include <utility>
 
 #include "platform/text.h"
 
@@ -38,9 +39,14 @@ bool Becomes(const std::function<bool()>& condition) {
 }
 
 ExplorerDriver::ExplorerDriver(const Library& library, const char* name)
-    : thread_([this, &library, name] {
-        threadId_ = ::GetCurrentThreadId();
-        result_ = library.PassThruOpen(const_cast<char*>(name), &device_);
+    : ExplorerDriver(library, name, [](const std::function<void()>& open) { open(); }) {}
+
+ExplorerDriver::ExplorerDriver(const Library& library, const char* name, Runner runner)
+    : thread_([this, &library, name, run = std::move(runner)] {
+        run([this, &library, name] {
+          threadId_ = ::GetCurrentThreadId();
+          result_ = library.PassThruOpen(const_cast<char*>(name), &device_);
+        });
         returned_ = true;
       }) {}
 
@@ -80,7 +86,7 @@ std::vector<std::string> ExplorerDriver::Labels() {
     LVITEMW request{};
     request.pszText = text.data();
     request.cchTextMax = static_cast<int>(text.size());
-    Ask(LVM_GETITEMTEXTW, static_cast<WPARAM>(item), reinterpret_cast<LPARAM>(&request));
+    AskList(LVM_GETITEMTEXTW, static_cast<WPARAM>(item), reinterpret_cast<LPARAM>(&request));
     labels.push_back(platform::Utf8FromWide(text.data()));
   }
   return labels;
@@ -95,7 +101,7 @@ int ExplorerDriver::Find(const std::string& firstLine) {
 }
 
 int ExplorerDriver::OverlayOf(int item) {
-  const LRESULT state = Ask(LVM_GETITEMSTATE, static_cast<WPARAM>(item), LVIS_OVERLAYMASK);
+  const LRESULT state = AskList(LVM_GETITEMSTATE, static_cast<WPARAM>(item), LVIS_OVERLAYMASK);
   return static_cast<int>(state >> 8);
 }
 
@@ -113,20 +119,21 @@ std::string ExplorerDriver::ToolTip(const std::string& firstLine, int room) {
 }
 
 std::string ExplorerDriver::Selected() {
-  const LRESULT item = Ask(LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED);
+  const LRESULT item = AskList(LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED);
   return item >= 0 ? FirstLine(Labels().at(static_cast<std::size_t>(item))) : "";
 }
 
 void ExplorerDriver::Select(const std::string& firstLine) {
   LVITEMW request{};
   request.state = request.stateMask = LVIS_SELECTED | LVIS_FOCUSED;
-  Ask(LVM_SETITEMSTATE, static_cast<WPARAM>(Find(firstLine)), reinterpret_cast<LPARAM>(&request));
+  AskList(LVM_SETITEMSTATE, static_cast<WPARAM>(Find(firstLine)),
+          reinterpret_cast<LPARAM>(&request));
 }
 
 void ExplorerDriver::Unselect() {
   LVITEMW request{};
   request.stateMask = LVIS_SELECTED;
-  Ask(LVM_SETITEMSTATE, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(&request));
+  AskList(LVM_SETITEMSTATE, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(&request));
 }
 
 void ExplorerDriver::Notify(UINT code) {

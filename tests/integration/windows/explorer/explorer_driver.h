@@ -30,8 +30,12 @@ class ExplorerDriver {
   static constexpr int kConnect = 1010;
   static constexpr int kSetAsDefault = 32781;
 
+  /// Calls what it is given, on whatever thread, and returns after that.
+  using Runner = std::function<void(const std::function<void()>& open)>;
+
   /// @param name  null, or what PassThruOpen gets
   ExplorerDriver(const Library& library, const char* name);
+  ExplorerDriver(const Library& library, const char* name, Runner runner);
   ExplorerDriver(const ExplorerDriver&) = delete;
   ExplorerDriver& operator=(const ExplorerDriver&) = delete;
   ~ExplorerDriver();
@@ -42,7 +46,7 @@ class ExplorerDriver {
 
   std::string TextOf(HWND window);
   std::vector<std::string> Labels();
-  int Count() { return static_cast<int>(Ask(LVM_GETITEMCOUNT)); }
+  int Count() { return static_cast<int>(AskList(LVM_GETITEMCOUNT)); }
   /// The number of the item with this first line of its label; -1 without one.
   int Find(const std::string& firstLine);
   int Overlay(const std::string& firstLine) { return OverlayOf(Find(firstLine)); }
@@ -55,6 +59,9 @@ class ExplorerDriver {
   void Select(const std::string& firstLine);
   void Unselect();
   void Notify(UINT code);
+  LRESULT AskList(UINT message, WPARAM wParam = 0, LPARAM lParam = 0) {
+    return ::SendMessageW(Control(kList), message, wParam, lParam);
+  }
   void Command(int id) { ::SendMessageW(Window(), WM_COMMAND, static_cast<WPARAM>(id), 0); }
 
   /// Waits until PassThruOpen has returned, and gives what it returned.
@@ -64,10 +71,6 @@ class ExplorerDriver {
   HWND FindWindowOf(const wchar_t* windowClass, HWND but = nullptr) const;
 
  private:
-  LRESULT Ask(UINT message, WPARAM wParam = 0, LPARAM lParam = 0) {
-    return ::SendMessageW(Control(kList), message, wParam, lParam);
-  }
-
   std::atomic<DWORD> threadId_{0};
   std::atomic<bool> returned_{false};
   long result_ = 0;

@@ -56,6 +56,13 @@ std::vector<std::uint32_t> ExplorerFixture::LastUsed() {
   return {ReadUser(key, "SerialNumber"), ReadUser(key, "InterfaceType")};
 }
 
+PDU_MODULE_ITEM* ExplorerFixture::AskForList() {
+  PDU_MODULE_ITEM* list = nullptr;
+  const auto ask = vci.file.Function<FN_PDUGetModuleIds*>("PDUGetModuleIds");
+  EXPECT_EQ(ask(&list), T_PDU_ERROR{PDU_STATUS_NOERROR});
+  return list;
+}
+
 void ExplorerFixture::ExpectOpened(ExplorerDriver& dialog, std::uint32_t serialNumber,
                                    std::uint32_t interfaceType) {
   ASSERT_EQ(dialog.Result(), long{STATUS_NOERROR}) << LastError();

@@ -22,6 +22,7 @@ struct WithOwnSettings {
 class ExplorerFixture : private WithOwnSettings, public LibraryFixture {
  protected:
   static constexpr const char* kAskUser = "J2534-2:VQXLIST";
+  static constexpr UINT kModuleList = WM_USER + 2;
   static constexpr std::uint32_t kStrategyAsk = 3;
   static constexpr std::uint32_t kStrategyAskAlways = 4;
 
@@ -35,6 +36,8 @@ class ExplorerFixture : private WithOwnSettings, public LibraryFixture {
   static void WriteStrategies(const std::vector<std::uint32_t>& numbers);
   /// Serial number of the VCI that this process used last, and over which interface.
   static std::vector<std::uint32_t> LastUsed();
+  /// A module list of the caller's, who must see to its end.
+  PDU_MODULE_ITEM* AskForList();
   /// Opens without a name go by the strategies again.
   void Forget() { library.PassThruIoctl(0, FORGET_LAST_USED_VCI, nullptr, nullptr); }
 
