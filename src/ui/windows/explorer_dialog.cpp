@@ -17,7 +17,8 @@ namespace passbridge {
 
 namespace {
 
-// WM_DPICHANGED of any system, within what a monitor can have.
+constexpr UINT kDpiMessage = WM_USER + 4;
+// What a monitor can have.
 constexpr int kLeastDpi = 48;
 constexpr int kMostDpi = 960;
 
@@ -95,8 +96,15 @@ INT_PTR ExplorerDialog::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
     case kFailureMessage:
       OnFailures();
       return TRUE;
+    case WM_DESTROY:
+      DropLists();
+      return FALSE;
     case WM_DPICHANGED:
-      OnDpiChanged(LOWORD(wParam), *reinterpret_cast<const RECT*>(lParam));
+      // Only when the system has scaled the dialog, and its font.
+      ::PostMessageW(window_, kDpiMessage, LOWORD(wParam), 0);
+      return FALSE;
+    case kDpiMessage:
+      OnDpiChanged(static_cast<int>(LOWORD(wParam)));
       return TRUE;
     default:
       return FALSE;
@@ -185,6 +193,15 @@ void ExplorerDialog::OnModuleList(PDU_MODULE_ITEM* list) {
   if (mail_ && list != nullptr) Fill(ReadModules(mail_->Take(list)));
 }
 
+/// Those that others handed over, and nobody has seen: the system forgets their messages.
+void ExplorerDialog::DropLists() {
+  MSG message;
+  while (mail_ &&
+         ::PeekMessageW(&message, window_, kModuleListMessage, kModuleListMessage, PM_REMOVE)) {
+    mail_->Take(reinterpret_cast<PDU_MODULE_ITEM*>(message.wParam));
+  }
+}
+
 /// One box at a time; what comes meanwhile follows.
 void ExplorerDialog::OnFailures() {
   if (!mail_ || showsFailure_) return;
@@ -196,12 +213,11 @@ void ExplorerDialog::OnFailures() {
   showsFailure_ = false;
 }
 
-void ExplorerDialog::OnDpiChanged(int dpi, const RECT& place) {
+void ExplorerDialog::OnDpiChanged(int dpi) {
   const int possible = std::clamp(dpi, kLeastDpi, kMostDpi);
-  ::SetWindowPos(window_, nullptr, place.left, place.top, place.right - place.left,
-                 place.bottom - place.top, SWP_NOZORDER | SWP_NOACTIVATE);
   SetFont(possible);
   list_.SetDpi(possible);
+  list_.Show(model_.Items(), model_.Selected());
 }
 
 void ExplorerDialog::Fill(const std::vector<ModuleEntry>& modules) {
@@ -234,6 +250,7 @@ void ExplorerDialog::Run(Command command) {
 
 void ExplorerDialog::End(INT_PTR result) {
   watch_.reset();
+  DropLists();  // here, too: the dialog's message loop throws away what it gets after the end
   ::EndDialog(window_, result);
 }
 

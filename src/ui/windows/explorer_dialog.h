@@ -36,8 +36,9 @@ class ExplorerDialog {
   void OnToolTip(const NMLVGETINFOTIPW& request) const;
   void OnContextMenu(POINT point);
   void OnModuleList(PDU_MODULE_ITEM* list);
+  void DropLists();
   void OnFailures();
-  void OnDpiChanged(int dpi, const RECT& place);
+  void OnDpiChanged(int dpi);
 
   void Fill(const std::vector<ModuleEntry>& modules);
   /// The model learns what is selected, the button whether it can connect.

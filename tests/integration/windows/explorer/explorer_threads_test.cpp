@@ -59,6 +59,43 @@ TEST_F(ExplorerThreads, TwoDialogsAreToldOfChangesUntilTheyEnd) {
   ExpectOpened(second, 5001, 1);
 }
 
+constexpr UINT kCancelWithList = WM_APP;
+
+/// Hands a list over to its thread's dialog when that has no more time for it.
+LRESULT CALLBACK OwnerProcedure(HWND window, UINT message, WPARAM dialog, LPARAM list) {
+  if (message != kCancelWithList) return ::DefWindowProcW(window, message, dialog, list);
+  const auto to = reinterpret_cast<HWND>(dialog);
+  ::PostMessageW(to, WM_USER + 2, static_cast<WPARAM>(list), 0);
+  return ::SendMessageW(to, WM_COMMAND, IDCANCEL, 0);
+}
+
+TEST_F(ExplorerThreads, BelongsToTheActiveWindowOfItsThread) {
+  HWND owner = nullptr;
+  ExplorerDriver dialog(library, kAskUser, [&owner](const std::function<void()>& open) {
+    owner = ::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, 50, 50, nullptr,
+                              nullptr, nullptr, nullptr);
+    ::SetWindowLongPtrW(owner, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&OwnerProcedure));
+    ::SetActiveWindow(owner);
+    open();
+    EXPECT_TRUE(::IsWindowEnabled(owner));
+    ::DestroyWindow(owner);
+  });
+  ASSERT_NE(dialog.Window(), nullptr);
+  EXPECT_EQ(::GetWindow(dialog.Window(), GW_OWNER), owner);
+  EXPECT_FALSE(::IsWindowEnabled(owner));
+  ::SendMessageW(owner, kCancelWithList, reinterpret_cast<WPARAM>(dialog.Window()),
+                 reinterpret_cast<LPARAM>(AskForList()));
+  EXPECT_EQ(dialog.Result(), long{ERR_DEVICE_NOT_CONNECTED});
+}
+
+TEST_F(ExplorerThreads, EndsWithItsThreadsMessages) {
+  ExplorerDriver dialog(library, kAskUser);
+  ASSERT_NE(dialog.Window(), nullptr);
+  ::PostMessageW(dialog.Window(), kModuleList, reinterpret_cast<WPARAM>(AskForList()), 0);
+  ::PostThreadMessageW(::GetWindowThreadProcessId(dialog.Window(), nullptr), WM_QUIT, 0, 0);
+  EXPECT_EQ(dialog.Result(), long{ERR_DEVICE_NOT_CONNECTED});
+}
+
 TEST_F(ExplorerThreads, OpensInACallbackOfTheVci) {
   device = Open("J2534-2:SN='5002' CXN='LOCAL'");
   const auto registerCallback =

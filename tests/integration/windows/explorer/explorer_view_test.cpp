@@ -104,18 +104,24 @@ TEST_F(ExplorerView, SpeaksTheUsersLanguage) {
 TEST_F(ExplorerView, PicturesAndDistancesFitTheMonitor) {
   ExplorerDriver dialog(library, kAskUser);
   ASSERT_NE(dialog.Window(), nullptr);
-  for (const WORD dpi : {WORD{96}, WORD{192}, WORD{65535}, WORD{0}}) {
+  dialog.Select("SN 5003");
+  // No monitor has so many, nor so few.
+  struct Row {
+    WORD dpi;
+    int width;
+  };
+  for (const Row& row : {Row{192, 144}, Row{65535, 720}, Row{0, 36}, Row{96, 72}}) {
+    SCOPED_TRACE(row.dpi);
     RECT place{10, 10, 600, 500};
-    ::SendMessageW(dialog.Window(), WM_DPICHANGED, MAKEWPARAM(dpi, dpi),
+    ::SendMessageW(dialog.Window(), WM_DPICHANGED, MAKEWPARAM(row.dpi, row.dpi),
                    reinterpret_cast<LPARAM>(&place));
-    const int scale = dpi == 192 ? 2 : 1;
-    if (dpi == 0 || dpi == 65535) continue;  // no monitor has so many, and nothing comes of it
-    EXPECT_EQ(ImageSize(dialog).cx, 72 * scale);
-    EXPECT_EQ(ImageSize(dialog).cy, 112 * scale);
+    EXPECT_TRUE(Becomes([&] { return ImageSize(dialog).cx == row.width; }));
+    EXPECT_EQ(ImageSize(dialog).cy, row.width * 112 / 72);
     const LRESULT spacing = dialog.AskList(LVM_GETITEMSPACING, FALSE);
-    EXPECT_EQ(LOWORD(spacing), 100 * scale);
-    EXPECT_GE(HIWORD(spacing), 160 * scale);
+    EXPECT_EQ(LOWORD(spacing), row.width * 100 / 72);
+    EXPECT_GE(HIWORD(spacing), row.width * 160 / 72);
     EXPECT_EQ(::ImageList_GetImageCount(Images(dialog)), 11);
+    EXPECT_EQ(dialog.Selected(), "SN 5003");
   }
 }
 
