@@ -56,6 +56,13 @@ std::vector<std::uint32_t> ExplorerFixture::LastUsed() {
   return {ReadUser(key, "SerialNumber"), ReadUser(key, "InterfaceType")};
 }
 
+bool ExplorerFixture::HasScreen() {
+  const HDC dc = ::GetDC(nullptr);
+  const bool has = ::GetDeviceCaps(dc, BITSPIXEL) > 0;
+  ::ReleaseDC(nullptr, dc);
+  return has;
+}
+
 PDU_MODULE_ITEM* ExplorerFixture::AskForList() {
   PDU_MODULE_ITEM* list = nullptr;
   const auto ask = vci.file.Function<FN_PDUGetModuleIds*>("PDUGetModuleIds");

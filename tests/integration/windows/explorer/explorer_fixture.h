@@ -36,6 +36,8 @@ class ExplorerFixture : private WithOwnSettings, public LibraryFixture {
   static void WriteStrategies(const std::vector<std::uint32_t>& numbers);
   /// Serial number of the VCI that this process used last, and over which interface.
   static std::vector<std::uint32_t> LastUsed();
+  /// Whether pictures can be made: Wine's 32-bit half has windows, but no screen.
+  static bool HasScreen();
   /// A module list of the caller's, who must see to its end.
   PDU_MODULE_ITEM* AskForList();
   /// Opens without a name go by the strategies again.

@@ -102,6 +102,7 @@ TEST_F(ExplorerView, SpeaksTheUsersLanguage) {
 }
 
 TEST_F(ExplorerView, PicturesAndDistancesFitTheMonitor) {
+  if (!HasScreen()) GTEST_SKIP();
   ExplorerDriver dialog(library, kAskUser);
   ASSERT_NE(dialog.Window(), nullptr);
   dialog.Select("SN 5003");
@@ -126,6 +127,7 @@ TEST_F(ExplorerView, PicturesAndDistancesFitTheMonitor) {
 }
 
 TEST_F(ExplorerView, DoesWithoutPicturesFromTheFirstThatIsMissing) {
+  if (!HasScreen()) GTEST_SKIP();
   std::filesystem::create_directories(folder / "Bitmaps");
   SetFolder("ProductSpecificLocation", folder);
   {
@@ -184,6 +186,7 @@ class Painted {
 };
 
 TEST_F(ExplorerView, LabelsShowAllTheirLines) {
+  if (!HasScreen()) GTEST_SKIP();
   WriteUser("DefaultDevice", "SerialNumber", 5021);
   WriteUser("PreferredDevices\\PreferredDevice00", "SerialNumber", 5021);
   ExplorerDriver dialog(library, kAskUser);
@@ -201,6 +204,7 @@ TEST_F(ExplorerView, LabelsShowAllTheirLines) {
 }
 
 TEST_F(ExplorerView, OverlaysShowOverThePicture) {
+  if (!HasScreen()) GTEST_SKIP();
   ExplorerDriver dialog(library, kAskUser);
   const auto picture = [&dialog](const char* which) {
     RECT icon{LVIR_ICON, 0, 0, 0};
