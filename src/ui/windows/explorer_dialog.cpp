@@ -53,7 +53,6 @@ VciChoice ExplorerDialog::Show(HWND owner) {
   const WORD dialog = mirrored_ ? PASSBRIDGE_DIALOG_MIRRORED : PASSBRIDGE_DIALOG;
   const INT_PTR result = ::DialogBoxParamW(OwnInstance(), MAKEINTRESOURCEW(dialog), owner,
                                            &Procedure, reinterpret_cast<LPARAM>(this));
-  watch_.reset();
   if (result == IDOK) return model_.Result();
   return result == IDCANCEL ? VciChoice{VciChoice::kCancelled, 0, InterfaceType::None}
                             : VciChoice{};
@@ -97,7 +96,7 @@ INT_PTR ExplorerDialog::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
       OnFailures();
       return TRUE;
     case WM_DESTROY:
-      DropLists();
+      EndWatch();
       return FALSE;
     case WM_DPICHANGED:
       // Only when the system has scaled the dialog, and its font.
@@ -193,15 +192,6 @@ void ExplorerDialog::OnModuleList(PDU_MODULE_ITEM* list) {
   if (mail_ && list != nullptr) Fill(ReadModules(mail_->Take(list)));
 }
 
-/// Those that others handed over, and nobody has seen: the system forgets their messages.
-void ExplorerDialog::DropLists() {
-  MSG message;
-  while (mail_ &&
-         ::PeekMessageW(&message, window_, kModuleListMessage, kModuleListMessage, PM_REMOVE)) {
-    mail_->Take(reinterpret_cast<PDU_MODULE_ITEM*>(message.wParam));
-  }
-}
-
 /// One box at a time; what comes meanwhile follows.
 void ExplorerDialog::OnFailures() {
   if (!mail_ || showsFailure_) return;
@@ -248,9 +238,20 @@ void ExplorerDialog::Run(Command command) {
   }
 }
 
-void ExplorerDialog::End(INT_PTR result) {
+/// Lists that others handed over, and nobody has seen, go here: with the window the system would
+/// forget their messages.
+void ExplorerDialog::EndWatch() {
   watch_.reset();
-  DropLists();  // here, too: the dialog's message loop throws away what it gets after the end
+  MSG message;
+  while (mail_ &&
+         ::PeekMessageW(&message, window_, kModuleListMessage, kModuleListMessage, PM_REMOVE)) {
+    mail_->Take(reinterpret_cast<PDU_MODULE_ITEM*>(message.wParam));
+  }
+}
+
+/// The watch ends here already: a dialog's message loop throws away what it gets after the end.
+void ExplorerDialog::End(INT_PTR result) {
+  EndWatch();
   ::EndDialog(window_, result);
 }
 

@@ -36,7 +36,6 @@ class ExplorerDialog {
   void OnToolTip(const NMLVGETINFOTIPW& request) const;
   void OnContextMenu(POINT point);
   void OnModuleList(PDU_MODULE_ITEM* list);
-  void DropLists();
   void OnFailures();
   void OnDpiChanged(int dpi);
 
@@ -45,6 +44,7 @@ class ExplorerDialog {
   void TakeSelection();
   void Run(Command command);
   /// Nobody is told of anything any more.
+  void EndWatch();
   void End(INT_PTR result);
 
   HWND Item(int id) const { return ::GetDlgItem(window_, id); }

@@ -131,8 +131,11 @@ TEST_F(DeviceExplorer, CancelWhereItIsAlwaysAskedLeavesItToTheNextStrategy) {
 TEST_F(DeviceExplorer, FollowsVcisThatComeAndGo) {
   ExplorerDriver dialog(library, kAskUser);
   dialog.Select("SN 5010");
+  const HWND connect = dialog.Control(ExplorerDriver::kConnect);
+  ::SendMessageW(dialog.Window(), WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(connect), TRUE);
   vci.SetPresent(5001, 0);
   EXPECT_TRUE(Becomes([&] { return dialog.Find("SN 5001") < 0; }));
+  EXPECT_EQ(dialog.Focus(), connect);
   EXPECT_EQ(dialog.Selected(), "SN 5010");
   EXPECT_TRUE(dialog.CanConnect());
   vci.SetStatus(5010, PDU_MODST_NOT_READY, 0xA5);

@@ -118,9 +118,16 @@ std::string ExplorerDriver::ToolTip(const std::string& firstLine, int room) {
   return platform::Utf8FromWide(text.data());
 }
 
+HWND ExplorerDriver::Focus() const {
+  GUITHREADINFO info{};
+  info.cbSize = sizeof info;
+  ::GetGUIThreadInfo(threadId_, &info);
+  return info.hwndFocus;
+}
+
 std::string ExplorerDriver::Selected() {
   const LRESULT item = AskList(LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED);
-  return item >= 0 ? FirstLine(Labels().at(static_cast<std::size_t>(item))) : "";
+  return item >= 0 ? FirstLine(Labels()[static_cast<std::size_t>(item)]) : "";
 }
 
 void ExplorerDriver::Select(const std::string& firstLine) {

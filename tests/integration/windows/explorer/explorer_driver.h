@@ -52,6 +52,8 @@ class ExplorerDriver {
   int Overlay(const std::string& firstLine) { return OverlayOf(Find(firstLine)); }
   int OverlayOf(int item);
   std::string ToolTip(const std::string& firstLine, int room = 200);
+  /// The window that gets what is typed.
+  HWND Focus() const;
   /// The first line of the label of the selected item.
   std::string Selected();
   bool CanConnect() { return ::IsWindowEnabled(Control(kConnect)) != FALSE; }
@@ -59,6 +61,7 @@ class ExplorerDriver {
   void Select(const std::string& firstLine);
   void Unselect();
   void Notify(UINT code);
+  DWORD ThreadId() const { return threadId_; }
   LRESULT AskList(UINT message, WPARAM wParam = 0, LPARAM lParam = 0) {
     return ::SendMessageW(Control(kList), message, wParam, lParam);
   }

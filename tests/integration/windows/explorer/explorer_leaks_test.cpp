@@ -38,11 +38,11 @@ int Windows() {
   return count;
 }
 
-/// Which place of its table the system gives to a new object: those that leak push it up. Wine
-/// does not count objects.
+/// Up to which place of its table the system has objects when there are so many more of them that
+/// they fill the gaps: those that leak push it up. Wine does not count objects.
 template <typename Make, typename End>
-int NextPlace(const Make& make, const End& end) {
-  std::array<decltype(make()), 64> objects{};
+int LastPlace(const Make& make, const End& end) {
+  std::array<decltype(make()), 3000> objects{};
   int place = 0;
   for (auto& object : objects) {
     object = make();
@@ -55,8 +55,8 @@ int NextPlace(const Make& make, const End& end) {
 struct Use {
   int threads = Threads();
   int windows = Windows();
-  int gdi = NextPlace([] { return ::CreateSolidBrush(1); }, [](HBRUSH it) { ::DeleteObject(it); });
-  int user = NextPlace([] { return ::CreateMenu(); }, [](HMENU it) { ::DestroyMenu(it); });
+  int gdi = LastPlace([] { return ::CreateSolidBrush(1); }, [](HBRUSH it) { ::DeleteObject(it); });
+  int user = LastPlace([] { return ::CreateMenu(); }, [](HMENU it) { ::DestroyMenu(it); });
   DWORD handles = 0;
 
   Use() { ::GetProcessHandleCount(::GetCurrentProcess(), &handles); }
@@ -73,6 +73,9 @@ struct ExplorerLeaks : ExplorerFixture {
     ASSERT_NE(dialog.Window(), nullptr);
     dialog.Select("SN 5001");
     vci.SetPresent(5022, connects ? 0 : 1);
+    RECT place{0, 0, 600, 500};
+    ::SendMessageW(dialog.Window(), WM_DPICHANGED, MAKEWPARAM(120, 120),
+                   reinterpret_cast<LPARAM>(&place));
     if (!connects) {
       dialog.Command(IDCANCEL);
       EXPECT_EQ(dialog.Result(), long{ERR_DEVICE_NOT_CONNECTED});

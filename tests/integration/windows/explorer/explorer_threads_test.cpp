@@ -32,6 +32,31 @@ TEST_F(ExplorerThreads, ListsThatComeTooLateAreDestroyed) {
   }
 }
 
+/// Message loops that are none of the dialog's, such as an application's hook, lose messages.
+LRESULT CALLBACK LoseLists(int code, WPARAM wParam, LPARAM lParam) {
+  auto& message = *reinterpret_cast<MSG*>(lParam);
+  if (code >= 0 && message.message == WM_USER + 2) message.message = WM_NULL;
+  return ::CallNextHookEx(nullptr, code, wParam, lParam);
+}
+
+TEST_F(ExplorerThreads, ListsWhoseMessagesAreLostAreDestroyed) {
+  for (const bool goesOn : {false, true}) {
+    ExplorerDriver dialog(library, kAskUser);
+    ASSERT_NE(dialog.Window(), nullptr);
+    const HHOOK hook = ::SetWindowsHookExW(WH_GETMESSAGE, &LoseLists, nullptr, dialog.ThreadId());
+    for (UNUM32 i = 0; i < 6; ++i) vci.SetPresent(5001, i % 2);
+    ::Sleep(100);
+    EXPECT_EQ(dialog.Count(), 10);
+    ::UnhookWindowsHookEx(hook);
+    if (goesOn) {
+      vci.SetPresent(5022, 0);
+      EXPECT_TRUE(Becomes([&] { return dialog.Count() == 9; }));
+    }
+    dialog.Command(IDCANCEL);
+    EXPECT_EQ(dialog.Result(), long{ERR_DEVICE_NOT_CONNECTED});
+  }
+}
+
 TEST_F(ExplorerThreads, TakesListsThatAreHandedOver) {
   ExplorerDriver dialog(library, kAskUser);
   ASSERT_NE(dialog.Window(), nullptr);

@@ -241,6 +241,7 @@ TEST_F(ExplorerView, ContextMenuOffersWhatTheVciHas) {
   constexpr UINT kGetMenu = 0x01E1;  // MN_GETHMENU
   constexpr LPARAM kByKeyboard = -1;
   WriteUser("DefaultDevice", "SerialNumber", 5003);
+  ::SetEnvironmentVariableW(L"PASSBRIDGE_LANGUAGE", L"de");
   ExplorerDriver dialog(library, kAskUser);
   const auto menuOf = [&dialog](const char* which) {
     dialog.Select(which);
@@ -250,12 +251,12 @@ TEST_F(ExplorerView, ContextMenuOffersWhatTheVciHas) {
     EXPECT_TRUE(Becomes([&] { return (popup = dialog.FindWindowOf(L"#32768")) != nullptr; }));
     return MenuItems(reinterpret_cast<HMENU>(::SendMessageW(popup, kGetMenu, 0, 0)));
   };
-  EXPECT_THAT(menuOf("SN 5003"), ElementsAre("Set as Default Device+*", "-", "USB", "Wireless+*",
-                                             "Ethernet", "Bluetooth+", "Local"));
+  EXPECT_THAT(menuOf("SN 5003"), ElementsAre("Als Standardgerät festlegen+*", "-", "USB",
+                                             "Drahtlos+*", "Ethernet", "Bluetooth+", "Lokal"));
   ::PostMessageW(dialog.Window(), WM_CANCELMODE, 0, 0);
   EXPECT_TRUE(Becomes([&] { return dialog.FindWindowOf(L"#32768") == nullptr; }));
-  EXPECT_THAT(menuOf("SN 5001"), ElementsAre("Set as Default Device+", "-", "USB+*", "Wireless",
-                                             "Ethernet+", "Bluetooth", "Local"));
+  EXPECT_THAT(menuOf("SN 5001"), ElementsAre("Als Standardgerät festlegen+", "-", "USB+*",
+                                             "Drahtlos", "Ethernet+", "Bluetooth", "Lokal"));
   vci.SetPresent(5022, 0);
   EXPECT_TRUE(Becomes([&] { return dialog.Count() == 9; })) << "while the menu is open";
   for (const WPARAM key : {VK_DOWN, VK_DOWN, VK_DOWN, VK_DOWN, VK_RETURN}) {  // to Ethernet
