@@ -76,6 +76,8 @@ struct ExplorerLeaks : ExplorerFixture {
     RECT place{0, 0, 600, 500};
     ::SendMessageW(dialog.Window(), WM_DPICHANGED, MAKEWPARAM(120, 120),
                    reinterpret_cast<LPARAM>(&place));
+    const auto spacing = [&dialog] { return LOWORD(dialog.AskList(LVM_GETITEMSPACING, FALSE)); };
+    EXPECT_TRUE(Becomes([&] { return spacing() == 125; }));
     if (!connects) {
       dialog.Command(IDCANCEL);
       EXPECT_EQ(dialog.Result(), long{ERR_DEVICE_NOT_CONNECTED});
