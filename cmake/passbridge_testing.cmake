@@ -18,11 +18,11 @@ set(PASSBRIDGE_SANITIZER_OPTIONS
     "TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1")
 
 # passbridge_add_test(NAME SOURCES file... [LIBRARIES target...] [ENVIRONMENT NAME=value...] [LABELS label...]
-#                     [TIMEOUT seconds]):
+#                     [TIMEOUT seconds] [WITH_DISPLAY]):
 # a GoogleTest program that is one test of ctest. GTest::gmock, a main function and passbridge_options come by
-# themselves. Windows programs run under Wine, where ENVIRONMENT arrives, too.
+# themselves. Windows programs run under Wine, where ENVIRONMENT arrives, too; only WITH_DISPLAY can they open windows.
 function(passbridge_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT;LABELS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "WITH_DISPLAY" "TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT;LABELS")
   if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES)
     message(FATAL_ERROR "passbridge_add_test(${name}): no SOURCES, or not understood: ${arg_UNPARSED_ARGUMENTS}")
   endif()
@@ -38,7 +38,14 @@ function(passbridge_add_test name)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE passbridge_options ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
-  add_test(NAME ${name} COMMAND ${name})
+  if(arg_WITH_DISPLAY AND CMAKE_CROSSCOMPILING)
+    # The file: a target's name would get the launcher of all tests before it.
+    add_test(NAME ${name} COMMAND "${PROJECT_SOURCE_DIR}/scripts/run-under-wine-with-display"
+                                  "${PROJECT_BINARY_DIR}/wine-with-display" $<TARGET_FILE:${name}>)
+  else()
+    add_test(NAME ${name} COMMAND ${name})
+  endif()
   set(environment ${PASSBRIDGE_SANITIZER_OPTIONS} ${arg_ENVIRONMENT})
-  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}" LABELS "${arg_LABELS}")
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}" LABELS "${arg_LABELS}"
+                                           SKIP_RETURN_CODE 77)
 endfunction()

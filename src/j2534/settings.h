@@ -19,6 +19,7 @@ inline std::string PathOf(std::string_view key) {
 /// Machine, in the product's own key; folders of the installation.
 namespace installation {
 inline constexpr const char* kProductFolder = "ProductSpecificLocation";  // text: a path
+inline constexpr const char* kLibraryFolder = "DLLLocation";              // text: a path
 }  // namespace installation
 
 /// Machine; which D-PDU library is loaded.

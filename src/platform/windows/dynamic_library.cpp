@@ -68,13 +68,17 @@ void DynamicLibrary::Close() noexcept {
   if (handle_ != nullptr) ::FreeLibrary(static_cast<HMODULE>(std::exchange(handle_, nullptr)));
 }
 
-std::wstring OwnModuleWidePath() {
+void* OwnModule() {
   HMODULE module = nullptr;
   constexpr DWORD kFlags =
       GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
-  if (!::GetModuleHandleExW(kFlags, reinterpret_cast<LPCWSTR>(&OwnModuleWidePath), &module)) {
-    return {};
-  }
+  ::GetModuleHandleExW(kFlags, reinterpret_cast<LPCWSTR>(&OwnModule), &module);
+  return module;
+}
+
+std::wstring OwnModuleWidePath() {
+  const auto module = static_cast<HMODULE>(OwnModule());
+  if (module == nullptr) return {};
   constexpr std::size_t kLongestPath = 32768;
   for (std::size_t size = MAX_PATH; size <= 2 * kLongestPath; size *= 2) {
     std::wstring path(size, L'\0');

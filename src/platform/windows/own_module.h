@@ -5,6 +5,9 @@
 
 namespace passbridge::platform {
 
+// The DLL or program that holds this code, an HMODULE; null if the system does not tell.
+void* OwnModule();
+
 // The path of the DLL or program that holds this code; empty if the system does not tell.
 std::wstring OwnModuleWidePath();
 
