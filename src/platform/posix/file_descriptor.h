@@ -3,6 +3,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 namespace passbridge::platform {
 
 // Owns a file descriptor, or the negative number of a failed call.
@@ -17,6 +19,8 @@ class FileDescriptor {
 
   explicit operator bool() const { return number_ >= 0; }
   int Number() const { return number_; }
+  // Lets go of it, for another owner.
+  int Release() { return std::exchange(number_, -1); }
 
  private:
   int number_;
