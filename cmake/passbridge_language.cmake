@@ -1,4 +1,5 @@
 # Libraries with the texts of a language and nothing else, which Windows dialogs load their strings from.
+include(passbridge_resource_library)
 
 # passbridge_language_library(TARGET FILE): NAME.dll with a string table of a file of resources/texts.
 function(passbridge_language_library target file)
@@ -6,13 +7,7 @@ function(passbridge_language_library target file)
   set(resource "${CMAKE_CURRENT_BINARY_DIR}/${target}_texts.rc")
   passbridge_string_table("${file}" table)
   file(CONFIGURE OUTPUT "${resource}" CONTENT "${table}" @ONLY)
-  add_library(${target} SHARED "${resource}")
-  # No code, so nothing of a compiler's runtime, and no entry point.
-  target_link_options(${target} PRIVATE -nostdlib -Wl,--entry=0 -s)
-  set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C RUNTIME_OUTPUT_DIRECTORY
-                                                               "$<TARGET_FILE_DIR:passbridge>")
-  passbridge_version_resource(${target} "Texts of the device explorer")
-  install(TARGETS ${target} RUNTIME)
+  passbridge_resource_library(${target} "${resource}" "Texts of the device explorer")
 endfunction()
 
 # Sets OUT to resource source of the lines "number = text" of a file; src/ui/text_file.h tells their form.

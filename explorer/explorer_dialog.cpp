@@ -18,6 +18,7 @@ namespace {
 
 constexpr QSize kDialogSize(626, 535);
 constexpr QSize kSpacing(100, 160);
+constexpr int kWidestItem = 150;
 constexpr QSize kButtonSize(120, 32);
 constexpr int kTextMargin = 6;
 constexpr const char* kConnectCommand = "1010";
@@ -104,17 +105,21 @@ void ExplorerDialog::AddItem(const ListItem& item) {
   shown->setTextAlignment(Qt::AlignHCenter | Qt::AlignTop);
 }
 
-/// Labels that need more room than the usual get it.
+/// Labels that need more room than the usual get it; lines that would be very wide are broken.
 void ExplorerDialog::FitGrid() {
-  QSize grid = kSpacing;
   const QFontMetrics metrics(items_->font());
+  const auto sizeOf = [&](const QString& label, int width, int flags) {
+    const QRect room(0, 0, width - 2 * kTextMargin, QWIDGETSIZE_MAX);
+    return metrics.boundingRect(room, Qt::AlignHCenter | flags, label).size();
+  };
+  QSize grid = kSpacing;
   for (const ListItem& item : std::as_const(list_)) {
-    const QRect room(0, 0, kSpacing.width() - 2 * kTextMargin, QWIDGETSIZE_MAX);
-    const QSize text =
-        metrics.boundingRect(room, Qt::AlignHCenter | Qt::TextWordWrap, item.label).size();
-    const QSize needed(text.width() + 2 * kTextMargin,
-                       Pictures::kSize.height() + text.height() + 2 * kTextMargin);
-    grid = grid.expandedTo(needed);
+    const int width = sizeOf(item.label, kWidestItem, 0).width() + 2 * kTextMargin;
+    grid.setWidth(std::clamp(width, grid.width(), kWidestItem));
+  }
+  for (const ListItem& item : std::as_const(list_)) {
+    const int height = sizeOf(item.label, grid.width(), Qt::TextWordWrap).height();
+    grid.setHeight(std::max(grid.height(), Pictures::kSize.height() + height + 2 * kTextMargin));
   }
   items_->setGridSize(grid);
 }

@@ -7,10 +7,13 @@
 namespace passbridge::explorer {
 namespace {
 
-/// Each picture is there for several densities of the screen.
-constexpr int kScales[] = {1, 2, 3};
+/// Each picture is there for these densities of the screen.
+constexpr int kScales[] = {1, 2};
 
-QImage Load(const QString& name) { return QImage(":/pictures/" + name + ".png"); }
+QImage Load(const QString& name, int scale) {
+  const QString density = scale > 1 ? "@" + QString::number(scale) + "x" : QString();
+  return QImage(":/pictures/" + name + density + ".png");
+}
 
 void DrawOver(QImage& picture, const QImage& source) {
   if (source.isNull()) return;
@@ -32,14 +35,12 @@ const QIcon& Pictures::IconOf(int overlay) {
 }
 
 QIcon Pictures::Compose(int overlay) const {
-  const QImage vci = Load("main");
-  const QImage over = overlay > 0 ? Load("overlay-" + QString::number(overlay)) : QImage();
   QIcon icon;
   for (const int scale : kScales) {
     QImage picture(kSize * scale, QImage::Format_ARGB32_Premultiplied);
     picture.fill(Qt::transparent);
-    DrawOver(picture, vci);
-    DrawOver(picture, over);
+    DrawOver(picture, Load("main", scale));
+    if (overlay > 0) DrawOver(picture, Load("overlay-" + QString::number(overlay), scale));
     QPixmap pixmap = QPixmap::fromImage(mirrored_ ? picture.mirrored(true, false) : picture);
     pixmap.setDevicePixelRatio(scale);
     icon.addPixmap(pixmap);

@@ -63,6 +63,14 @@ struct ConversationTest : testing::Test {
     QApplication::sendEvent(List().viewport(), &event);
   }
   static QMenu* OpenMenu() { return qobject_cast<QMenu*>(QApplication::activePopupWidget()); }
+  QImage PictureOf(int row) {
+    return List()
+        .item(row)
+        ->icon()
+        .pixmap(Pictures::kSize)
+        .toImage()
+        .convertToFormat(QImage::Format_ARGB32);
+  }
   std::string SelectedText() {
     const auto selected = List().selectedItems();
     return selected.isEmpty() ? "" : selected.front()->text().toStdString();
@@ -100,6 +108,47 @@ TEST_F(ConversationTest, ShowsWhatItIsTold) {
   ASSERT_EQ(boxes.size(), 1) << "said once while it is there";
   EXPECT_EQ(boxes.front()->text(), "Something <b>odd</b>");
   EXPECT_EQ(boxes.front()->textFormat(), Qt::PlainText);
+}
+
+TEST_F(ConversationTest, ShowsThePictureWithItsOverlay) {
+  constexpr int kOverlays = 11;
+  const auto show = [this](const char* direction) {
+    Say({"direction", direction});
+    Say({"list"});
+    for (int i = 0; i < kOverlays; ++i) Say({"item", "7", std::to_string(i), "1", "", ""});
+    Say({"item", "8", "99", "1", "", ""});
+    Say({"show"});
+    std::vector<QImage> pictures;
+    for (int i = 0; i <= kOverlays; ++i) pictures.push_back(PictureOf(i));
+    return pictures;
+  };
+  const std::vector<QImage> straight = show("ltr");
+  const std::vector<QImage> mirrored = show("rtl");
+  EXPECT_EQ(conversation.Dialog().layoutDirection(), Qt::RightToLeft);
+  EXPECT_EQ(straight[0].size(), QSize(72, 112));
+  EXPECT_NE(straight[0], straight[0].mirrored(true, false)) << "else this would show nothing";
+  EXPECT_EQ(straight[kOverlays], straight[0]) << "no such overlay";
+  for (int i = 0; i < kOverlays; ++i) {
+    EXPECT_EQ(mirrored[i], straight[i].mirrored(true, false)) << i;
+    for (int other = 0; other < i; ++other) EXPECT_NE(straight[i], straight[other]) << i;
+  }
+  // Signal strengths lie over the picture of a VCI, which they leave as it is below.
+  EXPECT_EQ(straight[4].copy(0, 60, 72, 52), straight[0].copy(0, 60, 72, 52));
+  const QIcon icon = List().item(0)->icon();
+  EXPECT_EQ(icon.pixmap(Pictures::kSize, 2.0).size(), 2 * Pictures::kSize) << "on dense screens";
+}
+
+TEST_F(ConversationTest, LongLabelsHaveRoom) {
+  ShowList({11});
+  EXPECT_EQ(List().gridSize(), QSize(100, 160));
+  Say({"list"});
+  Say({"item", "7", "0", "1", "SN 7\none line\ntwo lines\nthree lines\nfour lines", ""});
+  Say({"item", "8", "0", "1", "SN 8\nA line that is longer than any item is wide", ""});
+  Say({"show"});
+  const QFontMetrics metrics(List().font());
+  EXPECT_GE(List().gridSize().height(), 112 + 5 * metrics.lineSpacing());
+  EXPECT_GT(List().gridSize().width(), 100);
+  EXPECT_LE(List().gridSize().width(), 150);
 }
 
 TEST_F(ConversationTest, ConnectIsThereForWhatCanBeConnected) {

@@ -70,11 +70,12 @@ struct OpenByDialog : LibraryFixture {
   }
 
   /// Opens on another thread, and waits for the dialog.
-  void Begin(const char* name = nullptr) {
+  void Begin(const char* name = nullptr, const char* title = "Device Explorer") {
+    Screen::AwaitNoWindow(title);
     opening = std::async(std::launch::async, [this, name] {
       return library.PassThruOpen(const_cast<char*>(name), &device);
     });
-    ASSERT_TRUE(screen.AwaitWindow("Device Explorer"));
+    ASSERT_TRUE(screen.AwaitWindow(title));
   }
   /// What was opened: "serial-number over interface", and closes it; else the status.
   std::string End() {
@@ -134,6 +135,14 @@ TEST_F(OpenByDialog, ByTheButtonADoubleClickAndKeys) {
   Begin(kAskUser);
   screen.Press("Right Return");
   EXPECT_EQ(End(), "4712 over 3");
+}
+
+/// The test of the installed package runs this one, too: with texts that the library has not.
+TEST_F(OpenByDialog, InGerman) {
+  ::setenv("PASSBRIDGE_LANGUAGE", "de", 1);
+  Begin(kAskUser, "Geräte-Explorer");
+  screen.Press("space Alt+v");
+  EXPECT_EQ(End(), "4711 over 2");
 }
 
 TEST_F(OpenByDialog, ByTheMenu) {

@@ -75,6 +75,11 @@ bool Screen::AwaitWindow(const std::string& title) {
   return size_.x > 0;
 }
 
+void Screen::AwaitNoWindow(const std::string& title) {
+  const std::string command = "xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null";
+  for (int i = 0; i < 500 && !OutputOf(command).empty(); ++i) ::usleep(10000);
+}
+
 Place Screen::OnScreen(Place place) const {
   return {corner_.x + place.x + (place.x < 0 ? size_.x : 0),
           corner_.y + place.y + (place.y < 0 ? size_.y : 0)};

@@ -24,6 +24,8 @@ class Screen {
   bool IsThere() const { return server_ != 0; }
   /// Waits for a window of this title to show; false if none does for long.
   bool AwaitWindow(const std::string& title);
+  /// Waits until there is none; a program's windows go a moment after the program.
+  static void AwaitNoWindow(const std::string& title);
   /// From the left upper corner of that window, or for negative numbers the right lower one.
   void Click(Place place, int button = 1, int times = 1);
   /// Keys as X names them, separated by blanks.
