@@ -65,9 +65,9 @@ constexpr ListWord kListWords[] =
                     }},
     };
 
-template <std::size_t count, typename Word, typename Target>
-void Apply(const Word (&words)[count], Target& target, const std::string& name, const Line& line) {
-  for (const Word& each : words) {
+template <typename Words, typename Target>
+void Apply(const Words& words, Target& target, const std::string& name, const Line& line) {
+  for (const auto& each : words) {
     if (each.word == name && line.size() >= each.fields) each.apply(target, line);
   }
 }

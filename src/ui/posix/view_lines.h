@@ -7,8 +7,6 @@
 #include <string_view>
 #include <vector>
 
-namespace passbridge {
-
 // What the library and the program passbridge-device-explorer say to each other, over a socket
 // that is the program's standard input and output. A line has fields, the first of which is a word
 // of those below; tabs separate them. In a field "\n", "\t" and "\\" stand for a line break, a tab
@@ -45,7 +43,7 @@ namespace passbridge {
 // to the next.
 //
 // Either side ends when the connection does.
-namespace view {
+namespace passbridge::view {
 
 inline constexpr std::string_view kHello = "passbridge-device-explorer";
 inline constexpr std::string_view kVersion = "1";
@@ -90,7 +88,6 @@ class LineReader {
   std::size_t searched_ = 0;
 };
 
-}  // namespace view
-}  // namespace passbridge
+}  // namespace passbridge::view
 
 #endif  // PASSBRIDGE_UI_POSIX_VIEW_LINES_H_

@@ -68,9 +68,11 @@ TEST_F(ViewFaultsTest, ASilentProgramIsGivenUp) {
   EXPECT_EQ(Said(Show("hang", kShort)), "nothing");
   EXPECT_EQ(Said(Show("hello;hang", kShort)), "cancelled");
   EXPECT_EQ(Said(Show("hello;closeout;hang", kShort)), "cancelled");
-  EXPECT_EQ(Said(Show("hello;wait ping;say pong;wait ping;say pong;wait ping;say closed", kShort)),
-            "cancelled");
-  EXPECT_EQ(Log().back(), "ping") << "one that answers is not";
+  EXPECT_EQ(Said(Show("hello;wait ping;say pong;wait ping;say pong;wait ping;"
+                      "say command 32776 4711;hang",
+                      kShort)),
+            "1 4711 1")
+      << "one that answers is not";
 }
 
 TEST_F(ViewFaultsTest, AProgramThatNeverReadsHoldsNobodyUp) {
@@ -106,6 +108,27 @@ TEST_F(ViewFaultsTest, TheProgramGetsNothingOfTheApplication) {
   for (const char* const name : {"LD_LIBRARY_PATH", "QT_PLUGIN_PATH", "SOMETHING"})
     ::unsetenv(name);
   ::close(leaked);
+}
+
+/// Of the files that are open, those that a program which is started now would get.
+std::size_t InheritedFiles() {
+  std::size_t count = 0;
+  for (int file = 0; file < 1024; ++file) {
+    const int flags = ::fcntl(file, F_GETFD);
+    if (flags >= 0 && (flags & FD_CLOEXEC) == 0) ++count;
+  }
+  return count;
+}
+
+TEST_F(ViewFaultsTest, OtherProgramsOfTheApplicationGetNothingOfTheDialog) {
+  const std::size_t before = InheritedFiles();
+  auto shown = std::async(std::launch::async, [this] {
+    return Show("hello;wait show;wait show;say closed;hang", kEndless);
+  });
+  AwaitOpening();
+  EXPECT_EQ(InheritedFiles(), before);
+  ChangeModules();
+  EXPECT_EQ(Said(shown.get()), "cancelled");
 }
 
 TEST_F(ViewFaultsTest, AnApplicationWithoutStandardFilesShowsItToo) {
