@@ -1,6 +1,7 @@
 #ifndef PASSBRIDGE_PLATFORM_POSIX_FILE_DESCRIPTOR_H_
 #define PASSBRIDGE_PLATFORM_POSIX_FILE_DESCRIPTOR_H_
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
@@ -25,6 +26,15 @@ class FileDescriptor {
  private:
   int number_;
 };
+
+// The same file with a number that is none of the three standard ones, which an application may
+// have closed: what anybody writes to standard error does not belong into it. Not inherited.
+inline int AboveStandard(int file) {
+  if (file < 0 || file > STDERR_FILENO) return file;
+  const int above = ::fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  ::close(file);
+  return above;
+}
 
 }  // namespace passbridge::platform
 

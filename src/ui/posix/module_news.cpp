@@ -6,7 +6,8 @@
 
 namespace passbridge {
 
-ModuleNews::ModuleNews() : arrival_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+ModuleNews::ModuleNews()
+    : arrival_(platform::AboveStandard(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))) {}
 
 ModuleWatch::Sinks ModuleNews::Sinks() {
   return {[this](pdu::Item<PDU_MODULE_ITEM> list) {

@@ -1,6 +1,5 @@
 #include "ui/posix/view_process.h"
 
-#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
@@ -37,15 +36,6 @@ std::vector<char*> ChildEnvironment() {
   }
   variables.push_back(nullptr);
   return variables;
-}
-
-/// Away from the standard numbers, which an application may have closed: what is written to
-/// standard error does not belong here.
-int AboveStandard(int file) {
-  if (file < 0 || file > STDERR_FILENO) return file;
-  const int above = ::fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  ::close(file);
-  return above;
 }
 
 class SpawnActions {
@@ -95,8 +85,8 @@ std::unique_ptr<ViewProcess> ViewProcess::Start(const std::string& program) {
   std::array<int, 2> ends{-1, -1};
   if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) return nullptr;
   std::unique_ptr<ViewProcess> process;
-  const FileDescriptor theirs(AboveStandard(ends[1]));
-  FileDescriptor ours(AboveStandard(ends[0]));
+  const FileDescriptor theirs(platform::AboveStandard(ends[1]));
+  FileDescriptor ours(platform::AboveStandard(ends[0]));
   if (!ours || !theirs) return nullptr;
   std::string name(program);
   const std::array<char*, 2> arguments{name.data(), nullptr};
