@@ -33,3 +33,9 @@ use_by_pkg_config(passbridge)
 use_by_pkg_config(passbridge_u32)
 
 run("${prefix}/bin/passbridge" --version)
+
+# The library finds the device explorer and its texts.
+if(SCREEN_TEST)
+  run("${CMAKE_COMMAND}" -E env "PASSBRIDGE_TEST_LIBRARY=${prefix}/${LIBDIR}/libpassbridge.so"
+      "PASSBRIDGE_TEST_VCI=${prefix}/${LIBDIR}/libvirtual_vci.so" "${SCREEN_TEST}" --gtest_filter=OpenByDialog.InGerman)
+endif()
