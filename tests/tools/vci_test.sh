@@ -153,6 +153,15 @@ case $preset in
     find "$settings" | cmp -s - "$work/settings" || complain "--virtual wrote settings of its own" ;;
 esac
 
+# No dialog where there is no screen, and then no VCI. Wine has dialogs without one, that never end.
+case $preset in
+  windows-*) ;;
+  *)
+    unset DISPLAY WAYLAND_DISPLAY
+    expect_virtual 1 explorer
+    says err '^passbridge: no VCI was chosen: PassThruOpen failed: ERR_DEVICE_NOT_CONNECTED' ;;
+esac
+
 # An application that closes nothing ends all the same, and quietly.
 library=$(library_of "$preset")
 case $preset in windows-*) library=$(as_windows_path "$library") ;; esac
