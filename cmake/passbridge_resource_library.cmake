@@ -6,5 +6,6 @@ function(passbridge_resource_library target source description)
   set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C RUNTIME_OUTPUT_DIRECTORY
                                                                "$<TARGET_FILE_DIR:passbridge>")
   passbridge_version_resource(${target} "${description}")
-  install(TARGETS ${target} RUNTIME)
+  # The file alone: there is nothing to link with.
+  install(FILES "$<TARGET_FILE:${target}>" DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endfunction()

@@ -2,7 +2,8 @@
  * A J2534 library without a vehicle, for the tests of the command line tool. It is C, and built in
  * both widths of the structure fields.
  *
- * It opens any device but the one with the serial number 9. A CAN channel carries some frames once,
+ * It opens any device but the one with the serial number 9, and has the user choose 4711 unless the
+ * dialog is cancelled. A CAN channel carries some frames once,
  * through its pass filters; a request for the engine speed is answered by 7E8; a frame to 666 can't
  * be sent. On an ISO 15765 channel, through flow control filters, 7E8 answers a request for the
  * engine speed, refuses one for the vehicle speed, and says first that the answer is still to come
@@ -31,6 +32,7 @@ static struct {
   int closed;
   int connected;
   int disconnected;
+  int cancels; /* the dialog */
   char name[128];
   char call[256];  /* the last PassThruConnect or PassThruWriteMsgs in words */
   char setup[256]; /* what set the channel up, in words */
@@ -112,6 +114,7 @@ static void NoteSetup(const char* what, unsigned long value) {
 J2534_API const char* FakeName(void) { return state.name; }
 J2534_API const char* FakeCall(void) { return state.call; }
 J2534_API const char* FakeSetup(void) { return state.setup; }
+J2534_API void FakeCancelDialog(void) { state.cancels = 1; }
 J2534_API int FakeIsClosed(void) {
   return state.opened > 0 && state.opened == state.closed && state.connected == state.disconnected;
 }
@@ -122,6 +125,7 @@ long J2534_CALL PassThruOpen(void* pName, j2534_ulong* pDeviceID) {
     lastError = "(14060002:00000000) Unable to communicate with device.\r\n";
     return ERR_DEVICE_NOT_CONNECTED;
   }
+  if (strstr(state.name, "VQXLIST") && state.cancels) return ERR_DEVICE_NOT_CONNECTED;
   ++state.opened;
   *pDeviceID = kDevice;
   return STATUS_NOERROR;
@@ -299,6 +303,10 @@ long J2534_CALL PassThruIoctl(j2534_ulong ChannelID, j2534_ulong IoctlID, void* 
   if (ChannelID == kChannel && IoctlID == BECOME_MASTER && protocol == GM_UART_PS) {
     if (LacksPins()) return ERR_PIN_INVALID;
     NoteSetup("master", *(unsigned char*)pInput);
+    return STATUS_NOERROR;
+  }
+  if (ChannelID == kDevice && IoctlID == GET_VCI_SERIAL_NUMBER && strstr(state.name, "VQXLIST")) {
+    *(j2534_ulong*)pOutput = 4711;
     return STATUS_NOERROR;
   }
   if (ChannelID != kDevice || IoctlID != READ_VBATT || pInput != NULL) return ERR_INVALID_IOCTL_ID;

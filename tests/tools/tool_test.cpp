@@ -41,6 +41,8 @@ class ToolTest : public testing::TestWithParam<const char*> {
   std::string SetupSteps() const { return Fake<const char*>("FakeSetup"); }
   bool IsClosed() const { return Fake<int>("FakeIsClosed") != 0; }
 
+  void CancelDialog() const { Fake<void>("FakeCancelDialog"); }
+
   std::function<bool()> stop_;
 
  private:
@@ -66,6 +68,21 @@ TEST_P(ToolTest, InfoShowsVersionsAndBattery) {
 
   ASSERT_EQ(Run({"info", "--device", "NOBATTERY"}), 0);
   EXPECT_THAT(Out(), HasSubstr("battery   not available (ERR_NOT_SUPPORTED (0x01))"));
+}
+
+TEST_P(ToolTest, ExplorerShowsWhatTheUserChose) {
+  ASSERT_EQ(Run({"explorer"}), 0) << Err();
+  EXPECT_EQ(OpenedName(), "J2534-2:VQXLIST");
+  EXPECT_THAT(Out(), HasSubstr("\nserial    4711\nfirmware  77"));
+  EXPECT_THAT(Out(), HasSubstr("battery   12.34 V\n"));
+  EXPECT_TRUE(IsClosed());
+
+  CancelDialog();
+  EXPECT_EQ(Run({"explorer"}), 1);
+  EXPECT_EQ(Out(), "");
+  EXPECT_THAT(Err(), StartsWith("passbridge: no VCI was chosen: PassThruOpen failed: "
+                                "ERR_DEVICE_NOT_CONNECTED (0x08)"));
+  EXPECT_THAT(Err(), HasSubstr("strategy 3"));
 }
 
 TEST_P(ToolTest, SerialAndInterfaceMakeTheDeviceName) {
@@ -323,6 +340,8 @@ TEST_P(ToolTest, WrongUsageIsNotAFailure) {
       {{"info", "--interface", "usb"}, "requires --serial"},
       {{"info", "--serial", "1", "--interface", "usb,tin"}, "\"tin\" is no interface"},
       {{"info", "--serial", "1", "--device", "x"}, "excludes"},
+      {{"explorer", "--serial", "1"}, "explorer excludes --serial"},
+      {{"--device", "x", "explorer"}, "explorer excludes --device"},
   };
   for (const auto& [arguments, complaint] : cases) {
     EXPECT_GT(Run(arguments), 100) << complaint;
@@ -332,7 +351,7 @@ TEST_P(ToolTest, WrongUsageIsNotAFailure) {
 }
 
 TEST_P(ToolTest, HelpTeachesEachCommand) {
-  for (const char* command : {"info", "monitor", "send", "isotp", "obd"}) {
+  for (const char* command : {"info", "explorer", "monitor", "send", "isotp", "obd"}) {
     EXPECT_EQ(Run({command, "--help"}), 0);
     EXPECT_THAT(Out(), HasSubstr("Examples:\n  passbridge " + std::string(command)));
   }

@@ -153,6 +153,26 @@ case $preset in
     find "$settings" | cmp -s - "$work/settings" || complain "--virtual wrote settings of its own" ;;
 esac
 
+# No dialog where there is no screen, and then no VCI. Wine has dialogs without one, that never end.
+case $preset in
+  windows-*) ;;
+  *)
+    unset DISPLAY WAYLAND_DISPLAY
+    expect_virtual 1 explorer
+    says err '^passbridge: no VCI was chosen: PassThruOpen failed: ERR_DEVICE_NOT_CONNECTED'
+    # Where there is a program that shows it, the command alone starts it, also if no VCI is the only one on USB.
+    if [ -x "$(dirname "$(library_of "$preset")")/passbridge-device-explorer" ]; then
+      printf '#!/bin/sh\ntouch "%s/asked"\n' "$work" >"$work/explorer"
+      chmod +x "$work/explorer"
+      export DISPLAY=:0 PASSBRIDGE_DEVICE_EXPLORER=$work/explorer VIRTUAL_VCI_SCENARIO=$1/examples/many_vcis.json
+      expect_virtual 1 info
+      [ ! -e "$work/asked" ] || complain "info asks the user"
+      expect_virtual 1 explorer
+      [ -e "$work/asked" ] || complain "explorer does not ask the user"
+      unset DISPLAY PASSBRIDGE_DEVICE_EXPLORER VIRTUAL_VCI_SCENARIO
+    fi ;;
+esac
+
 # An application that closes nothing ends all the same, and quietly.
 library=$(library_of "$preset")
 case $preset in windows-*) library=$(as_windows_path "$library") ;; esac

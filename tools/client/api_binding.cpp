@@ -190,6 +190,12 @@ class BoundApi final : public J2534Api {
     return status;
   }
 
+  std::uint32_t WriteNumber(std::uint32_t handle, std::uint32_t ioctlId,
+                            std::uint32_t number) override {
+    j2534_ulong value = number;
+    return ToStatus(ioctl_(handle, ioctlId, &value, nullptr));
+  }
+
   std::string LastErrorText() override {
     TextBuffer text;
     return getLastError_(text.Data()) == STATUS_NOERROR ? text.Text() : std::string();

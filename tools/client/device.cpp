@@ -42,6 +42,13 @@ std::uint32_t Device::ReadBatteryMillivolts() const {
   return millivolts;
 }
 
+std::uint32_t Device::ReadSerialNumber() const {
+  std::uint32_t serialNumber = 0;
+  Check(api_, "PassThruIoctl(GET_VCI_SERIAL_NUMBER)",
+        api_.ReadNumber(id_, GET_VCI_SERIAL_NUMBER, serialNumber));
+  return serialNumber;
+}
+
 Channel::Channel(const Device& device, std::uint32_t protocolId, std::uint32_t flags,
                  std::uint32_t baudRate)
     : api_(device.Api()), protocolId_(protocolId) {

@@ -26,6 +26,8 @@ class Device {
   std::uint32_t Id() const { return id_; }
   Versions ReadVersions() const;
   std::uint32_t ReadBatteryMillivolts() const;
+  // By an ioctl of the manufacturer's own.
+  std::uint32_t ReadSerialNumber() const;
 
  private:
   J2534Api& api_;

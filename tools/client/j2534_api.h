@@ -61,6 +61,9 @@ class J2534Api {
   // An ioctl without input whose output is one number.
   virtual std::uint32_t ReadNumber(std::uint32_t handle, std::uint32_t ioctlId,
                                    std::uint32_t& number) = 0;
+  // An ioctl whose input is one number, without output.
+  virtual std::uint32_t WriteNumber(std::uint32_t handle, std::uint32_t ioctlId,
+                                    std::uint32_t number) = 0;
   // The library's text for the last failure, without line ends; empty if it has none.
   virtual std::string LastErrorText() = 0;
 };

@@ -27,6 +27,7 @@ struct Target {
   J2534Api& api;
   std::string library;  // what the user knows it as
   std::optional<std::string> deviceName;
+  bool isVirtual = false;  // the settings are the tool's own
 };
 
 constexpr int kExitSuccess = 0;

@@ -8,6 +8,8 @@ namespace passbridge::tool {
 
 // What a VCI is, its versions and its battery.
 Command AddInfoCommand(CLI::App& root);
+// Has the user choose a VCI in the library's dialog, and shows it; fails if none is chosen.
+Command AddExplorerCommand(CLI::App& root);
 // The frames or messages of a bus as they come.
 Command AddMonitorCommand(CLI::App& root);
 // Puts frames or messages on the bus and shows what comes back; fails if an expected answer doesn't
@@ -24,8 +26,8 @@ Command AddProductConfigCommand(CLI::App& root);
 
 // In the order of the help.
 constexpr Command (*kCommands[])(CLI::App& root) = {
-    AddInfoCommand, AddMonitorCommand, AddSendCommand,          AddIsoTpCommand,
-    AddInitCommand, AddObdCommand,     AddProductConfigCommand,
+    AddInfoCommand,  AddExplorerCommand, AddMonitorCommand, AddSendCommand,
+    AddIsoTpCommand, AddInitCommand,     AddObdCommand,     AddProductConfigCommand,
 };
 
 }  // namespace passbridge::tool

@@ -19,6 +19,7 @@ constexpr const char* kToolFooter =
     "Examples:\n"
     "  passbridge --virtual monitor             no hardware needed: a simulated bus\n"
     "  passbridge info --serial 4711 --interface usb\n"
+    "  passbridge explorer                      choose a VCI in a dialog\n"
     "  passbridge monitor --seconds 10\n"
     "  passbridge send 7E0#02010C --expect 7E8\n"
     "  passbridge obd engine-speed coolant\n"
@@ -56,7 +57,8 @@ class Tool {
     std::optional<VirtualVciSettings> settings;
     if (connection_.virtualVci) settings.emplace(FindVirtualVci());
     const auto api = LoadLibraryOf(connection_);
-    const Target target{*api, LibraryToLoad(connection_), DeviceName(connection_)};
+    const Target target{*api, LibraryToLoad(connection_), DeviceName(connection_),
+                        connection_.virtualVci};
     for (const Command& command : commands_) {
       if (*command.app) return command.run(target, console);
     }

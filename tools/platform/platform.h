@@ -34,10 +34,11 @@ std::filesystem::path LibraryFileName();
 std::filesystem::path VirtualVciFileName();
 
 // Settings of this process alone: the virtual VCI is the D-PDU library, and the only VCI on USB is
-// the one that is opened. For J2534 libraries loaded during the object's life; what these write
-// ends with it. Throws std::runtime_error with a text for the user.
-// Linux: a folder of settings that belongs to the tool, which the environment then names.
-// Windows: a volatile key, which stands for the predefined ones.
+// the one that is opened. The strategy that asks the user is there, but disabled. For J2534
+// libraries loaded during the object's life; what these write ends with it. Throws
+// std::runtime_error with a text for the user. Linux: a folder of settings that belongs to the
+// tool, which the environment then names. Windows: a volatile key, which stands for the predefined
+// ones.
 class VirtualVciSettings {
  public:
   explicit VirtualVciSettings(const std::filesystem::path& vci);

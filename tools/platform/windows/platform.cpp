@@ -48,15 +48,31 @@ void SetValue(HKEY root, const wchar_t* path, const wchar_t* name, DWORD type, c
   }
 }
 
+struct OrderEntry {
+  const wchar_t* key;
+  DWORD number;
+  DWORD enabled;
+};
+
+// The only VCI on USB; the command explorer enables the strategy that asks the user. Then any
+// interface.
+constexpr OrderEntry kOrders[] = {
+    {L"AutoConnectionOrder\\Connection00", 1, 1},   {L"AutoConnectionOrder\\Connection01", 3, 0},
+    {L"InterfaceTypeOrder\\InterfaceType00", 1, 1}, {L"InterfaceTypeOrder\\InterfaceType01", 2, 1},
+    {L"InterfaceTypeOrder\\InterfaceType02", 3, 1}, {L"InterfaceTypeOrder\\InterfaceType03", 4, 1},
+    {L"InterfaceTypeOrder\\InterfaceType04", 5, 1},
+};
+
 // The settings below `root` that lead to the virtual VCI.
 void WriteVirtualSettings(HKEY root, const std::wstring& vci) {
-  constexpr const wchar_t* kFirst =
-      L"SOFTWARE\\QUARN\\QUARN_VCI\\AutoConnectionOrder\\Connection00";
-  const DWORD one = 1;
-  SetValue(root, L"SOFTWARE\\QUARN\\QUARN_VCI\\PDU API Support", L"FunctionLibrary", REG_SZ,
-           vci.c_str(), (vci.size() + 1) * sizeof(wchar_t));
-  SetValue(root, kFirst, L"Number", REG_DWORD, &one, sizeof one);
-  SetValue(root, kFirst, L"Enabled", REG_DWORD, &one, sizeof one);
+  const std::wstring product = L"SOFTWARE\\QUARN\\QUARN_VCI\\";
+  SetValue(root, (product + L"PDU API Support").c_str(), L"FunctionLibrary", REG_SZ, vci.c_str(),
+           (vci.size() + 1) * sizeof(wchar_t));
+  for (const OrderEntry& each : kOrders) {
+    const std::wstring key = product + each.key;
+    SetValue(root, key.c_str(), L"Number", REG_DWORD, &each.number, sizeof each.number);
+    SetValue(root, key.c_str(), L"Enabled", REG_DWORD, &each.enabled, sizeof each.enabled);
+  }
 }
 
 void EndVirtualSettings(HKEY key) {
