@@ -75,7 +75,6 @@ void ExplorerDialog::SetFontFace(const QString& face, int pixels, int weight) {
 
 void ExplorerDialog::SetDirection(Qt::LayoutDirection direction) {
   setLayoutDirection(direction);
-  pictures_.SetMirrored(direction == Qt::RightToLeft);
   SetList(list_);
 }
 

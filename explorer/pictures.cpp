@@ -24,24 +24,19 @@ void DrawOver(QImage& picture, const QImage& source) {
 
 }  // namespace
 
-void Pictures::SetMirrored(bool mirrored) {
-  if (mirrored != mirrored_) icons_.clear();
-  mirrored_ = mirrored;
-}
-
 const QIcon& Pictures::IconOf(int overlay) {
   if (!icons_.contains(overlay)) icons_.insert(overlay, Compose(overlay));
   return icons_[overlay];
 }
 
-QIcon Pictures::Compose(int overlay) const {
+QIcon Pictures::Compose(int overlay) {
   QIcon icon;
   for (const int scale : kScales) {
     QImage picture(kSize * scale, QImage::Format_ARGB32_Premultiplied);
     picture.fill(Qt::transparent);
     DrawOver(picture, Load("main", scale));
     if (overlay > 0) DrawOver(picture, Load("overlay-" + QString::number(overlay), scale));
-    QPixmap pixmap = QPixmap::fromImage(mirrored_ ? picture.mirrored(true, false) : picture);
+    QPixmap pixmap = QPixmap::fromImage(picture);
     pixmap.setDevicePixelRatio(scale);
     icon.addPixmap(pixmap);
     icon.addPixmap(pixmap, QIcon::Selected);  // else it would be tinted

@@ -7,20 +7,18 @@
 
 namespace passbridge::explorer {
 
-/// The pictures of the list: a VCI, over which an overlay is drawn.
+/// The pictures of the list: a VCI, over which an overlay is drawn. They are as they were drawn in
+/// windows of either direction, like those of the dialog on Windows.
 class Pictures {
  public:
   static constexpr QSize kSize{72, 112};
 
-  /// For windows that are laid out from right to left, pictures are mirrored.
-  void SetMirrored(bool mirrored);
   /// @param overlay  its number; one that there is no picture of shows the VCI alone
   const QIcon& IconOf(int overlay);
 
  private:
-  QIcon Compose(int overlay) const;
+  static QIcon Compose(int overlay);
 
-  bool mirrored_ = false;
   QMap<int, QIcon> icons_;  // those made so far
 };
 

@@ -123,13 +123,13 @@ TEST_F(ConversationTest, ShowsThePictureWithItsOverlay) {
     return pictures;
   };
   const std::vector<QImage> straight = show("ltr");
-  const std::vector<QImage> mirrored = show("rtl");
+  const std::vector<QImage> fromTheRight = show("rtl");
   EXPECT_EQ(conversation.Dialog().layoutDirection(), Qt::RightToLeft);
   EXPECT_EQ(straight[0].size(), QSize(72, 112));
-  EXPECT_NE(straight[0], straight[0].mirrored(true, false)) << "else this would show nothing";
+  EXPECT_NE(straight[0], straight[0].mirrored(true, false)) << "else one could not tell";
   EXPECT_EQ(straight[kOverlays], straight[0]) << "no such overlay";
   for (int i = 0; i < kOverlays; ++i) {
-    EXPECT_EQ(mirrored[i], straight[i].mirrored(true, false)) << i;
+    EXPECT_EQ(fromTheRight[i], straight[i]) << i;
     for (int other = 0; other < i; ++other) EXPECT_NE(straight[i], straight[other]) << i;
   }
   // Signal strengths lie over the picture of a VCI, which they leave as it is below.
