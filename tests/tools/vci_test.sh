@@ -162,13 +162,15 @@ case $preset in
     says err '^passbridge: no VCI was chosen: PassThruOpen failed: ERR_DEVICE_NOT_CONNECTED'
     # Where there is a program that shows it, the command alone starts it, also if no VCI is the only one on USB.
     if [ -x "$(dirname "$(library_of "$preset")")/passbridge-device-explorer" ]; then
-      printf '#!/bin/sh\ntouch "%s/asked"\n' "$work" >"$work/explorer"
+      printf '#!/bin/sh\necho "$WAYLAND_DISPLAY" >"%s/asked"\n' "$work" >"$work/explorer"
       chmod +x "$work/explorer"
       export DISPLAY=:0 PASSBRIDGE_DEVICE_EXPLORER=$work/explorer VIRTUAL_VCI_SCENARIO=$1/examples/many_vcis.json
       expect_virtual 1 info
       [ ! -e "$work/asked" ] || complain "info asks the user"
       expect_virtual 1 explorer
       [ -e "$work/asked" ] || complain "explorer does not ask the user"
+      XDG_RUNTIME_DIR=$work WAYLAND_DISPLAY=wayland-7 "$tool" --virtual explorer >/dev/null 2>&1
+      grep -qx "$work/wayland-7" "$work/asked" || complain "the dialog's program does not find the screen"
       unset DISPLAY PASSBRIDGE_DEVICE_EXPLORER VIRTUAL_VCI_SCENARIO
     fi ;;
 esac

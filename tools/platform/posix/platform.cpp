@@ -46,6 +46,19 @@ std::filesystem::path ExecutableFolder() {
 
 std::filesystem::path VirtualVciFileName() { return "libvirtual_vci.so"; }
 
+namespace {
+
+// Programs that are started look for the screen in the user's folder, which is about to be another,
+// unless its name says where it is.
+void KeepWaylandDisplay() {
+  const char* const folder = getenv("XDG_RUNTIME_DIR");
+  const char* const display = getenv("WAYLAND_DISPLAY");
+  if (folder == nullptr || display == nullptr || *display == '\0' || *display == '/') return;
+  setenv("WAYLAND_DISPLAY", (std::filesystem::path(folder) / display).c_str(), 1);
+}
+
+}  // namespace
+
 // The settings name the VCI by its file name alone, so that they serve wherever the tool lies: the
 // loader finds a library of that name loaded already.
 VirtualVciSettings::VirtualVciSettings(const std::filesystem::path& vci) {
@@ -63,6 +76,7 @@ VirtualVciSettings::VirtualVciSettings(const std::filesystem::path& vci) {
   if (handle_ == nullptr) {
     throw std::runtime_error(std::string("cannot load the virtual VCI: ") + dlerror());
   }
+  KeepWaylandDisplay();
   setenv("XDG_CONFIG_DIRS", settings.c_str(), 1);
   // Nobody can make a folder there, so the user's settings are empty and nothing is remembered.
   for (const char* variable : {"XDG_CONFIG_HOME", "XDG_RUNTIME_DIR"}) {
