@@ -1,7 +1,7 @@
 # Third-party code, the same targets on every platform: Boost::thread, nlohmann_json::nlohmann_json, CLI11::CLI11,
-# Gcrypt::gcrypt, GTest::gtest, GTest::gmock, GTest::gtest_main.
+# Gcrypt::gcrypt, iniparser::iniparser, GTest::gtest, GTest::gmock, GTest::gtest_main.
 #
-# Boost.Thread and GoogleTest are built here from source, for Linux as well: so libpassbridge depends on nobody's shared
+# Boost.Thread, iniparser and GoogleTest are built here from source, for Linux as well: so libpassbridge depends on nobody's shared
 # Boost, and the sanitizers see the whole program.
 
 find_package(Threads REQUIRED)
@@ -56,7 +56,18 @@ target_compile_options(boost_thread PRIVATE -w)
 target_link_libraries(boost_thread PUBLIC Boost::headers Threads::Threads)
 add_library(Boost::thread ALIAS boost_thread)
 
-# Its targets are built when a test wants them, never installed. It looks for Python, which only its own tests need.
+set(PASSBRIDGE_INIPARSER_SOURCE "${cache}/iniparser" CACHE PATH "Folder src of iniparser")
+set(source "${PASSBRIDGE_INIPARSER_SOURCE}")
+if(NOT EXISTS "${source}/iniparser.c")
+  message(FATAL_ERROR "The sources of iniparser are not in '${source}': run scripts/setup")
+endif()
+add_library(iniparser STATIC EXCLUDE_FROM_ALL "${source}/iniparser.c" "${source}/dictionary.c")
+target_include_directories(iniparser SYSTEM INTERFACE "${source}")
+target_compile_options(iniparser PRIVATE -w)
+set_target_properties(iniparser PROPERTIES UNITY_BUILD OFF)
+add_library(iniparser::iniparser ALIAS iniparser)
+
+# GoogleTest's targets are built when a test wants them, never installed. It looks for Python, which only its own tests need.
 function(passbridge_googletest)
   set(PASSBRIDGE_GOOGLETEST_SOURCE /usr/src/googletest CACHE PATH "Source folder of GoogleTest")
   set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)

@@ -7,11 +7,10 @@
 
 namespace passbridge {
 
-/// The value of a key in an ini text, by the usual conventions: sections in brackets, keys with
-/// "=", "#" and ";" begin comments, a backslash at the end of a line continues it, a value may be
-/// in single or double quotes. Of several values of a key the last one counts.
+/// The value of a key in an ini text, as iniparser understands it; nothing of a text with a line
+/// that it doesn't. One thread at a time.
 /// @param key  section, colon, name; case doesn't matter
-std::optional<std::string> IniValue(std::string_view ini, std::string_view key);
+std::optional<std::string> IniValue(std::string_view ini, const std::string& key);
 
 }  // namespace passbridge
 
