@@ -186,11 +186,10 @@ Status CJ2534Channel::AddMessage(pdu::SharedEventItem item, std::span<const std:
     if (const Status status = PerformProtocolAdjustments(&msg)) {
       return exit.PassOn(7, status, "Error performing Protocol-specific adjustments.");
     }
-    if (const Status status = GetJ2534ReceiveBuffer().AddPassThruMsg(std::move(msg))) {
+    if (const Status status = GetJ2534ReceiveBuffer().AddPassThruMsg(msg.HandOver())) {
       return exit.PassOn(8, status, "Error adding J2534 PassThruMsg object to Receive Buffer.");
     }
-    stored = true;       // whatever becomes of the rest
-    msg.SetDataSize(0);  // the payload went with its item
+    stored = true;  // whatever becomes of the rest
     if (const Status status = PerformPostProcessing(&msg)) {
       return exit.PassOn(9, status, "Error performing Protocol-specific adjustments.");
     }

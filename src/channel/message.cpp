@@ -171,6 +171,12 @@ CJ2534PassThruMsg CJ2534PassThruMsg::MakeIndication(std::uint32_t rxStatus) cons
   return indication;
 }
 
+CJ2534PassThruMsg CJ2534PassThruMsg::HandOver() {
+  CJ2534PassThruMsg given = std::move(*this);
+  data_ = {};
+  return given;
+}
+
 std::span<const std::uint8_t> CJ2534PassThruMsg::OutputBytes() const {
   if (!data_.empty()) return data_;
   if (!txDoneData_.Bytes().empty()) return txDoneData_.Bytes();

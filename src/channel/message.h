@@ -89,6 +89,9 @@ class CJ2534PassThruMsg : public CJ2534 {
   /// no item while the payload's own message keeps it.
   CJ2534PassThruMsg MakeIndication(std::uint32_t rxStatus) const;
 
+  /// Gives the message away. What stays are its fields, without the payload and the item.
+  CJ2534PassThruMsg HandOver();
+
   /// Copies the message to the application. An indication's header takes the place of the payload.
   void GetPassThruMsg(const AppMessage& out) const;
 

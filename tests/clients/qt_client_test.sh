@@ -4,7 +4,8 @@
 set -euo pipefail
 device="$PASSBRIDGE_LIBRARY%J2534-2:SN='4711' CXN='USB'"
 
-"$1" -L | grep -q passthrucan || { echo "no plug-in for pass-thru" >&2; exit 1; }
+# Not -q, which would end before canbusutil has written all.
+"$1" -L | grep passthrucan >/dev/null || { echo "no plug-in for pass-thru" >&2; exit 1; }
 
 frames=$(timeout 30 "$1" -l -t -i passthrucan "$device" | head -n 20 || true)
 printf '%s\n' "$frames"

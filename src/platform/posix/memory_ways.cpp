@@ -84,9 +84,9 @@ std::optional<bool> AnswerOf(long result, int expected) {
   return errno == EFAULT ? std::optional(false) : std::nullopt;
 }
 
-template <std::size_t kSize>
-std::uintptr_t WordOf(std::uintptr_t address) {
-  return address & ~(std::uintptr_t{kSize} - 1);
+// The word of so many bytes in which an address lies.
+std::uintptr_t WordOf(std::uintptr_t address, std::size_t size) {
+  return address & ~(std::uintptr_t{size} - 1);
 }
 
 std::optional<bool> TouchForReading(std::uintptr_t address) {
@@ -94,7 +94,7 @@ std::optional<bool> TouchForReading(std::uintptr_t address) {
   constexpr int kNoOperation = 0x7FFFFFFF;
   constexpr std::size_t kSetSize = 8;
   return AnswerOf(
-      ::syscall(SYS_rt_sigprocmask, kNoOperation, WordOf<kSetSize>(address), nullptr, kSetSize),
+      ::syscall(SYS_rt_sigprocmask, kNoOperation, WordOf(address, kSetSize), nullptr, kSetSize),
       EINVAL);
 }
 
@@ -108,7 +108,7 @@ std::optional<bool> TouchForWriting(std::uintptr_t address, std::uintptr_t end) 
   // Fewer bytes have neighbours that are somebody else's: nothing is added to a word in one step.
   static std::uint32_t awaitedByNobody;
   return AnswerOf(::syscall(SYS_futex, &awaitedByNobody, FUTEX_WAKE_OP | FUTEX_PRIVATE_FLAG, 0,
-                            nullptr, WordOf<sizeof(std::uint32_t)>(address),
+                            nullptr, WordOf(address, sizeof awaitedByNobody),
                             FUTEX_OP(FUTEX_OP_OR, 0, FUTEX_OP_CMP_LT, 0)),
                   0);
 }
