@@ -68,16 +68,26 @@ void Screen::End() {
 }
 
 bool Screen::AwaitWindow(const std::string& title) {
-  const std::string found = OutputOf("timeout 30 xdotool search --sync --onlyvisible --name '^" +
-                                     title + "$' getwindowgeometry --shell %1 2>/dev/null");
-  corner_ = {NumberIn(found, "X"), NumberIn(found, "Y")};
-  size_ = {NumberIn(found, "WIDTH"), NumberIn(found, "HEIGHT")};
+  const std::string command = "xdotool search --onlyvisible --name '^" + title +
+                              "$' getwindowgeometry --shell %1 2>/dev/null";
+  size_ = {};
+  for (int i = 0; i < 3000 && size_.x == 0; ++i) {
+    const std::string found = OutputOf(command);
+    corner_ = {NumberIn(found, "X"), NumberIn(found, "Y")};
+    size_ = {NumberIn(found, "WIDTH"), NumberIn(found, "HEIGHT")};
+    if (size_.x == 0) ::usleep(10000);
+  }
   return size_.x > 0;
 }
 
 void Screen::AwaitNoWindow(const std::string& title) {
   const std::string command = "xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null";
-  for (int i = 0; i < 500 && !OutputOf(command).empty(); ++i) ::usleep(10000);
+  // Nothing is found, too, when a window goes while xdotool looks at it: so it looks twice.
+  int misses = 0;
+  for (int i = 0; i < 500 && misses < 2; ++i) {
+    misses = OutputOf(command).empty() ? misses + 1 : 0;
+    ::usleep(10000);
+  }
 }
 
 Place Screen::OnScreen(Place place) const {
