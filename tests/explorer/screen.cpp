@@ -43,8 +43,9 @@ Screen::Screen() {
   std::array<int, 2> pipe{};
   if (::pipe(pipe.data()) != 0) std::abort();
   const std::string number = std::to_string(pipe[1]);
-  const char* const arguments[] = {"Xvfb",        "-displayfd", number.c_str(), "-screen", "0",
-                                   "1024x768x24", "-nolisten",  "tcp",          nullptr};
+  // A server that starts anew after its last client would refuse the next one meanwhile.
+  const char* const arguments[] = {"Xvfb", "-noreset",    "-displayfd", number.c_str(), "-screen",
+                                   "0",    "1024x768x24", "-nolisten",  "tcp",          nullptr};
   posix_spawn_file_actions_t actions;
   ::posix_spawn_file_actions_init(&actions);
   ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
