@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "ui/posix/view_lines.h"
+
 namespace passbridge::explorer {
 namespace {
 
@@ -21,7 +23,6 @@ constexpr QSize kSpacing(100, 160);
 constexpr int kWidestItem = 150;
 constexpr QSize kButtonSize(120, 32);
 constexpr int kTextMargin = 6;
-constexpr const char* kConnectCommand = "1010";
 
 }  // namespace
 
@@ -168,7 +169,7 @@ void ExplorerDialog::Give(const QString& command) {
 }
 
 void ExplorerDialog::Connect() {
-  if (connect_->isEnabled()) Give(kConnectCommand);
+  if (connect_->isEnabled()) Give(view::kConnect);
 }
 
 /// At the pointer, or for a key at the selected item.

@@ -44,7 +44,7 @@ class ReadClock {
     if (timeout_ == 0 || ++looks_ % kLooksForEach != 0) return false;
     return Elapsed() > timeout_;
   }
-  /// What is left, ms; it is looked at the clock again afterwards.
+  /// What is left for a wait, ms. After that IsOver looks at the clock, whatever it did last.
   std::uint32_t Remaining() {
     looks_ = kLooksForEach - 1;
     const std::uint64_t elapsed = Elapsed();
@@ -94,7 +94,8 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
     numMsgs.Store(0);
     if (!HasPins()) return exit.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
     MessageSpace space(msgs, requested, platform::MemoryUse::Write);
-    if (!msgs || (requested != 0 && !space.Has(0, 1))) {
+    const auto waiting = [this] { return GetJ2534ReceiveBuffer().Size(); };
+    if (!msgs || (requested != 0 && !space.Has(0, waiting))) {
       return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
     }
 
@@ -103,7 +104,7 @@ Status CJ2534Channel::PassThruReadMsgs(const AppMessage& msgs, const AppValue& n
     std::optional<NextReader> nextReader;
     for (std::uint32_t count = 0; count < requested;) {
       if (clock.IsOver()) return ReportReadTimeout(exit, count, sawEmptyBuffer);
-      if (!space.Has(count, GetJ2534ReceiveBuffer().Size())) {
+      if (!space.Has(count, waiting)) {
         return exit.Fail(2, ERR_NULL_PARAMETER, "NULL Message pointer.");
       }
       const Status status = GetJ2534ReceiveBuffer().ReadPassThruMsg(msgs[count]);

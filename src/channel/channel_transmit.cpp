@@ -52,8 +52,10 @@ class CJ2534Channel::WriteCall {
             const AppValue& numMsgs, std::uint32_t timeout)
       : channel_(channel), exit_(exit), msgs_(msgs), sent_(numMsgs), clock_(timeout) {}
 
-  /// Checks what was passed, and starts to count what is sent; `count` is what was asked for.
-  Status Begin(std::uint32_t& count);
+  /// Checks what was passed, and starts to count what is sent.
+  Status Begin();
+  /// How many messages were passed.
+  std::uint32_t Count() const { return count_; }
   /// Of the message with an index below that count.
   Status CheckMessage(std::uint32_t index, bool& raw);
   /// Sends messages in one CoP and waits for it if there is a time-out.
@@ -73,7 +75,7 @@ class CJ2534Channel::WriteCall {
   std::optional<MessageSpace> space_;
 };
 
-Status CJ2534Channel::WriteCall::Begin(std::uint32_t& count) {
+Status CJ2534Channel::WriteCall::Begin() {
   if (!channel_.HasPins()) {
     return exit_.Fail(1, ERR_PIN_INVALID, "J1962 Pins has not been set.");
   }
@@ -81,7 +83,7 @@ Status CJ2534Channel::WriteCall::Begin(std::uint32_t& count) {
   if (!platform::IsWritable(sent_.Address(), sent_.Size())) {
     return exit_.Fail(3, ERR_NULL_PARAMETER, "NULL Number of Messages Pointer.");
   }
-  count = count_ = sent_.Load();
+  count_ = sent_.Load();
   sent_.Store(0);
   space_.emplace(msgs_, count_, platform::MemoryUse::Read);
   return STATUS_NOERROR;
@@ -90,7 +92,7 @@ Status CJ2534Channel::WriteCall::Begin(std::uint32_t& count) {
 Status CJ2534Channel::WriteCall::CheckMessage(std::uint32_t index, bool& raw) {
   const AppMessage msg = msgs_[index];
   if (!channel_.IsVehicleConnected()) return channel_.ReportNotConnected(exit_, 5);
-  if (!space_->Has(index, count_ - index)) {
+  if (!space_->Has(index, [&] { return count_ - index; })) {
     return exit_.Fail(2, ERR_NULL_PARAMETER, "NULL Message Pointer.");
   }
   if (const Status status =
@@ -148,8 +150,8 @@ Status CJ2534Channel::PassThruWriteMsgsMultiple(const AppMessage& msgs, const Ap
                                                 std::uint32_t timeout) {
   return Traced(methods::channel::kPassThruWriteMsgsMultiple, [&](Exits& exit) -> Status {
     WriteCall call(*this, exit, msgs, numMsgs, timeout);
-    std::uint32_t count = 0;
-    if (const Status status = call.Begin(count)) return status;
+    if (const Status status = call.Begin()) return status;
+    const std::uint32_t count = call.Count();
     for (std::uint32_t i = 0; i < count; ++i) {
       bool raw = false;
       if (const Status status = call.CheckMessage(i, raw)) return status;
@@ -170,8 +172,8 @@ Status CJ2534Channel::PassThruWriteMsgs(const AppMessage& msgs, const AppValue& 
   if (sending == Sending::Packed) return PassThruWriteMsgsMultiple(msgs, numMsgs, timeout);
   return Traced(methods::channel::kPassThruWriteMsgs, [&](Exits& exit) -> Status {
     WriteCall call(*this, exit, msgs, numMsgs, timeout);
-    std::uint32_t count = 0;
-    if (const Status status = call.Begin(count)) return status;
+    if (const Status status = call.Begin()) return status;
+    const std::uint32_t count = call.Count();
     std::uint32_t batch = 0;  // single frames before message i that wait to be sent
     for (std::uint32_t i = 0; i < count; ++i) {
       bool raw = false;

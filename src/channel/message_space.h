@@ -17,10 +17,12 @@ class MessageSpace {
       : msgs_(msgs), count_(count), use_(use) {}
 
   /// Whether the whole message can be used.
-  /// @param wanted  how many from this one on are likely to be asked about, too
-  bool Has(std::uint32_t index, std::size_t wanted) {
+  /// @param wanted  (-> std::size_t) tells how many from this one on are likely to be asked about,
+  ///                too; called only if it matters
+  template <typename Wanted>
+  bool Has(std::uint32_t index, const Wanted& wanted) {
     if (index < known_) return true;
-    const auto most = static_cast<std::uint32_t>(std::min<std::size_t>(wanted, kMost));
+    const auto most = static_cast<std::uint32_t>(std::min<std::size_t>(wanted(), kMost));
     for (const std::uint32_t piece : {std::clamp(most, 1U, count_ - index), 1U}) {
       if (IsUsable(msgs_[index].Address(), piece * msgs_.Size())) {
         known_ = index + piece;

@@ -12,7 +12,7 @@ namespace passbridge::platform {
 // is asked, unless they are on the calling thread's own stack or a MemoryAnswers knows: no signal
 // handler is installed, the bytes are not altered. A null pointer and a range that wraps around are
 // neither; with size 0 any other pointer is both. The answer holds for as long as nobody changes
-// the mapping.
+// the mapping. While IsWritable asks, nobody else may write there.
 bool IsReadable(const void* address, std::size_t size) noexcept;
 bool IsWritable(void* address, std::size_t size) noexcept;
 

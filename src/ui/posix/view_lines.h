@@ -35,7 +35,9 @@
 //
 //   passbridge-device-explorer VERSION
 //                                  before anything else: it is there, and of that version
-//   command COMMAND ID             with the item ID selected, which may be gone by now; empty: none
+//   command COMMAND ID             with the item ID selected, which may be gone by now; empty:
+//   none.
+//                                  Connect is 1010; other commands come from the menus
 //   closed                         the dialog was cancelled; nothing follows
 //   pong
 //
@@ -61,6 +63,7 @@ inline constexpr std::string_view kShow = "show";
 inline constexpr std::string_view kMessage = "message";
 inline constexpr std::string_view kPing = "ping";
 inline constexpr std::string_view kCommand = "command";
+inline constexpr const char* kConnect = "1010";
 inline constexpr std::string_view kClosed = "closed";
 inline constexpr std::string_view kPong = "pong";
 

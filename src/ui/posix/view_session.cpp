@@ -36,7 +36,7 @@ std::optional<std::uint32_t> NumberOf(std::string_view text) {
 }
 
 Deadline In(std::chrono::milliseconds time) {
-  return SteadyClock::now() + boost::chrono::milliseconds(time.count());
+  return platform::DeadlineIn(static_cast<std::uint32_t>(time.count()));
 }
 
 /// For poll.
