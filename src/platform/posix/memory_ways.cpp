@@ -78,52 +78,64 @@ class MapsWalk {
   bool allowed_ = false;
 };
 
+// A signal set and a file offset, which the calls below take and the kernel accepts at any address.
+constexpr std::size_t kWordSize = 8;
+
 // Whether the word at an address is there, of a call that fails with `expected` if it is.
 std::optional<bool> AnswerOf(long result, int expected) {
   if (result >= 0 || errno == expected) return true;
   return errno == EFAULT ? std::optional(false) : std::nullopt;
 }
 
-// The word of so many bytes in which an address lies.
+std::optional<bool> TouchWord(std::uintptr_t address, MemoryUse use) {
+  if (use == MemoryUse::Read) {
+    // The set of signals is read before the unknown operation is refused.
+    constexpr int kNoOperation = 0x7FFFFFFF;
+    return AnswerOf(
+        ::syscall(SYS_rt_sigprocmask, kNoOperation, address, nullptr, std::size_t{kWordSize}),
+        EINVAL);
+  }
+  // The offset is read, and written back although the files are none.
+  return AnswerOf(::syscall(SYS_sendfile, -1, -1, address, 0), EBADF);
+}
+
+// The aligned word of so many bytes in which an address lies.
 std::uintptr_t WordOf(std::uintptr_t address, std::size_t size) {
   return address & ~(std::uintptr_t{size} - 1);
 }
 
-std::optional<bool> TouchForReading(std::uintptr_t address) {
-  // The set of signals is read before the unknown operation is refused.
-  constexpr int kNoOperation = 0x7FFFFFFF;
-  constexpr std::size_t kSetSize = 8;
-  return AnswerOf(
-      ::syscall(SYS_rt_sigprocmask, kNoOperation, WordOf(address, kSetSize), nullptr, kSetSize),
-      EINVAL);
-}
-
-// Of the bytes from `address` up to `end`, which are in one page.
-std::optional<bool> TouchForWriting(std::uintptr_t address, std::uintptr_t end) {
-  constexpr std::size_t kOffsetSize = sizeof(long);
-  if (end - address >= kOffsetSize) {
-    // The offset is read, and written back although the files are none.
-    return AnswerOf(::syscall(SYS_sendfile, -1, -1, address, 0), EBADF);
-  }
-  // Fewer bytes have neighbours that are somebody else's: nothing is added to a word in one step.
+// Fewer bytes than a word, in one page: their neighbours are there, but somebody else's.
+std::optional<bool> TouchLessThanAWord(std::uintptr_t address, MemoryUse use) {
+  if (use == MemoryUse::Read) return TouchWord(WordOf(address, kWordSize), use);
   static std::uint32_t awaitedByNobody;
+  // Nothing is added to a word, in one step.
   return AnswerOf(::syscall(SYS_futex, &awaitedByNobody, FUTEX_WAKE_OP | FUTEX_PRIVATE_FLAG, 0,
                             nullptr, WordOf(address, sizeof awaitedByNobody),
                             FUTEX_OP(FUTEX_OP_OR, 0, FUTEX_OP_CMP_LT, 0)),
                   0);
 }
 
+// Touches the pages from `address` on with one call, and moves it on to the next page, or to the
+// end: a word across the boundary of two pages asks about both.
+std::optional<bool> TouchPages(std::uintptr_t& address, MemoryRange range, MemoryUse use) {
+  const std::uintptr_t from = address;
+  const std::uintptr_t boundary = NextPage(from, range);
+  if (range.end - range.begin < kWordSize) {
+    address = boundary;
+    return TouchLessThanAWord(from, use);
+  }
+  address = boundary < range.end ? NextPage(boundary, range) : range.end;
+  return TouchWord(std::clamp(boundary - kWordSize / 2, range.begin, range.end - kWordSize), use);
+}
+
 }  // namespace
 
 std::optional<bool> AskByTouching(MemoryRange range, MemoryUse use) noexcept {
-  constexpr std::uintptr_t kMostPages = 6;
+  constexpr std::uintptr_t kMostPages = 256;
   if (range.end - range.begin > kMostPages * PageSize()) return std::nullopt;
   for (std::uintptr_t address = range.begin; address < range.end;) {
-    const std::uintptr_t next = NextPage(address, range);
-    const auto answer =
-        use == MemoryUse::Read ? TouchForReading(address) : TouchForWriting(address, next);
+    const auto answer = TouchPages(address, range, use);
     if (!answer.value_or(false)) return answer;
-    address = next;
   }
   return true;
 }

@@ -10,9 +10,9 @@ namespace passbridge::platform {
 // The ways to ask the kernel for the use of a range, best first. Each gives nothing if the kernel
 // does not offer it here. None alters a byte.
 
-// A system call for each page that reads, or writes back, a word there and then fails for another
-// reason: quicker than the others for a few pages, and nothing for more. A long is written back in
-// two steps: nobody else may write to what is asked about.
+// A system call for each two pages that reads, or writes back, a word across their boundary and
+// then fails for another reason: quicker than the others for up to 1 MiB, and nothing for more. A
+// word is written back in two steps: nobody else may write to what is asked about.
 std::optional<bool> AskByTouching(MemoryRange range, MemoryUse use) noexcept;
 // madvise(MADV_POPULATE_READ / _WRITE), Linux 5.14: one call for any range.
 std::optional<bool> AskByPopulating(MemoryRange range, MemoryUse use) noexcept;

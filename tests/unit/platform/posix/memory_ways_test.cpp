@@ -52,22 +52,29 @@ TEST(MemoryWays, EachThatTheKernelOffersGivesTheSameAnswer) {
 }
 
 TEST(MemoryWays, TouchingKnowsEveryByteAndAltersNone) {
-  Pages pages(3);
-  pages.Protect(1, Protection::ReadOnly);
-  pages.Free(2);
+  constexpr std::size_t kWritable = 3;
+  Pages pages(kWritable + 2);
   const std::size_t page = Pages::Size();
-  char* const end = pages.At(0, page - 16);
-  std::string("abcdefghijklmnop").copy(end, 16);
-  for (std::size_t from = page - 16; from < 3 * page; from += from % page < 16 ? 1 : page / 4) {
-    for (const std::size_t size : {1U, 3U, 4U, 8U, 15U, 16U}) {
+  std::string content(kWritable * page, '\0');
+  for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7 + i / page);
+  content.copy(pages.At(0), content.size());
+  pages.Protect(kWritable, Protection::ReadOnly);
+  pages.Free(kWritable + 1);
+  const std::size_t readableEnd = (kWritable + 1) * page;
+  for (std::size_t from = 0; from < readableEnd + page;
+       from += from % page < 12 || from % page >= page - 12 ? 1 : page - 24) {
+    for (const std::size_t size : {std::size_t{1}, std::size_t{3}, std::size_t{4}, std::size_t{7},
+                                   std::size_t{8}, std::size_t{9}, std::size_t{16}, page - 3, page,
+                                   page + 5, 2 * page, 2 * page + 4, 3 * page - 1}) {
       const auto begin = reinterpret_cast<std::uintptr_t>(pages.At(0, from));
       const MemoryRange range{begin, begin + size};
-      EXPECT_EQ(AskByTouching(range, MemoryUse::Read), from + size <= 2 * page)
+      EXPECT_EQ(AskByTouching(range, MemoryUse::Read), from + size <= readableEnd)
           << from << "+" << size;
-      EXPECT_EQ(AskByTouching(range, MemoryUse::Write), from + size <= page) << from << "+" << size;
+      EXPECT_EQ(AskByTouching(range, MemoryUse::Write), from + size <= kWritable * page)
+          << from << "+" << size;
     }
   }
-  EXPECT_EQ(std::string(end, 16), "abcdefghijklmnop");
+  EXPECT_EQ(std::string(pages.At(0), content.size()), content);
   EXPECT_EQ(
       AskByTouching({reinterpret_cast<std::uintptr_t>(pages.At(0)), UINTPTR_MAX}, MemoryUse::Read),
       std::nullopt)
