@@ -33,12 +33,10 @@ bool IsPacked(const PDU_RESULT_DATA& result) {
 }
 
 /// The time-out of one read, 0 for none. Messages that are there already take no time to speak of:
-/// the clock is looked at after each wait, and now and then.
+/// the clock is looked at before and after each wait, and now and then.
 class ReadClock {
  public:
-  explicit ReadClock(std::uint32_t timeout) : timeout_(timeout) {
-    if (timeout_ != 0) start_ = platform::MonotonicMicroseconds();
-  }
+  explicit ReadClock(std::uint32_t timeout) : timeout_(timeout) {}
 
   bool IsOver() {
     if (timeout_ == 0 || ++looks_ % kLooksForEach != 0) return false;
@@ -54,10 +52,15 @@ class ReadClock {
  private:
   static constexpr std::uint32_t kLooksForEach = 32;
 
-  std::uint64_t Elapsed() const { return (platform::MonotonicMicroseconds() - start_) / 1000; }
+  /// Since this was asked first, ms.
+  std::uint64_t Elapsed() {
+    const std::uint64_t now = platform::MonotonicMicroseconds();
+    if (start_ == 0) start_ = now;
+    return (now - start_) / 1000;
+  }
 
-  std::uint32_t timeout_;  // ms
-  std::uint64_t start_ = 0;
+  std::uint32_t timeout_;    // ms
+  std::uint64_t start_ = 0;  // 0: not looked at yet
   std::uint32_t looks_ = 0;
 };
 

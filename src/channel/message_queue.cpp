@@ -22,19 +22,18 @@ void MessageQueue::Add(CJ2534PassThruMsg&& message) {
   ++size_;
 }
 
-CJ2534PassThruMsg MessageQueue::Take() {
-  CJ2534PassThruMsg message = std::move(first_->messages[begin_++]);
+void MessageQueue::Take(CJ2534PassThruMsg& message) {
+  message = std::move(first_->messages[begin_++]);
   --size_;
   if (begin_ == kBlockSize || size_ == 0) {
     spare_ = std::move(first_);
     first_ = std::move(spare_->next);
     begin_ = 0;
   }
-  return message;
 }
 
 void MessageQueue::Clear() {
-  while (!IsEmpty()) Take();
+  for (CJ2534PassThruMsg message; !IsEmpty();) Take(message);
 }
 
 void MessageQueue::Swap(MessageQueue& other) noexcept {

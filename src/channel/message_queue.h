@@ -23,7 +23,7 @@ class MessageQueue {
   std::size_t Size() const { return size_; }
   void Add(CJ2534PassThruMsg&& message);
   /// The oldest; there must be one.
-  CJ2534PassThruMsg Take();
+  void Take(CJ2534PassThruMsg& message);
   /// Lets go of the messages, oldest first.
   void Clear();
   void Swap(MessageQueue& other) noexcept;

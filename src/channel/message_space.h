@@ -22,8 +22,7 @@ class MessageSpace {
   template <typename Wanted>
   bool Has(std::uint32_t index, const Wanted& wanted) {
     if (index < known_) return true;
-    const auto most = static_cast<std::uint32_t>(std::min<std::size_t>(wanted(), kMost));
-    for (const std::uint32_t piece : {std::clamp(most, 1U, count_ - index), 1U}) {
+    for (const std::uint32_t piece : {FirstPiece(count_ - index, wanted), 1U}) {
       if (IsUsable(msgs_[index].Address(), piece * msgs_.Size())) {
         known_ = index + piece;
         return true;
@@ -34,6 +33,12 @@ class MessageSpace {
 
  private:
   static constexpr std::uint32_t kMost = 128;
+
+  template <typename Wanted>
+  static std::uint32_t FirstPiece(std::uint32_t left, const Wanted& wanted) {
+    if (left <= 1) return 1;
+    return std::clamp(static_cast<std::uint32_t>(std::min<std::size_t>(wanted(), kMost)), 1U, left);
+  }
 
   bool IsUsable(void* address, std::size_t size) const {
     return use_ == platform::MemoryUse::Read ? platform::IsReadable(address, size)

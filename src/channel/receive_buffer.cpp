@@ -20,7 +20,7 @@ constexpr std::array<std::uint32_t, 7> kFurtherIndications{
 
 }  // namespace
 
-Status CJ2534ReceiveBuffer::AddPassThruMsg(CJ2534PassThruMsg message) {
+Status CJ2534ReceiveBuffer::AddPassThruMsg(CJ2534PassThruMsg&& message) {
   return Traced(methods::receive_buffer::kAddPassThruMsg, [&](Exits& exit) -> Status {
     platform::MutexLock lock(lock_);
     if (suspended_) return exit.Normal();
@@ -90,7 +90,7 @@ bool CJ2534ReceiveBuffer::Take(CJ2534PassThruMsg& message) {
     messageCount_ = 0;
     return false;
   }
-  message = messages_.Take();
+  messages_.Take(message);
   if (!message.GetErrorFlag()) --messageCount_;
   return true;
 }

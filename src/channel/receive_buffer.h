@@ -19,7 +19,7 @@ class CJ2534ReceiveBuffer : public CJ2534 {
 
   /// Stores the message and one message more for each indication in it. While suspended, it
   /// stores nothing.
-  Status AddPassThruMsg(CJ2534PassThruMsg message) EXCLUDES(lock_);
+  Status AddPassThruMsg(CJ2534PassThruMsg&& message) EXCLUDES(lock_);
 
   /// Takes the oldest message out and copies it to the application, also when the result tells of
   /// an error message or of an event item that could not be destroyed. ERR_BUFFER_EMPTY, and

@@ -152,7 +152,6 @@ void CJ2534Device::SetConnected(bool connected) {
 
 bool CJ2534Device::IsConnected() const {
   TracePassage("CJ2534Device::IsConnected()");
-  const platform::MutexLock lock(deviceLock_);
   return connected_;
 }
 

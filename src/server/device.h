@@ -78,7 +78,7 @@ class CJ2534Device : public CJ2534 {
 
   /// Also tells every channel. Any thread; no lock of the device is held meanwhile.
   void SetConnected(bool connected) EXCLUDES(deviceLock_);
-  bool IsConnected() const EXCLUDES(deviceLock_);
+  bool IsConnected() const;
 
   /// For a device that could not be closed, before its D-PDU library goes: disconnected from now
   /// on, its channels and what they hold of that library are let go.
@@ -135,7 +135,7 @@ class CJ2534Device : public CJ2534 {
 
   // Held for these members only; never while a channel or the D-PDU library is called.
   mutable platform::Mutex deviceLock_;
-  bool connected_ GUARDED_BY(deviceLock_) = false;
+  std::atomic<bool> connected_{false};  // written under the lock, with what it means for channels_
   Channels channels_ GUARDED_BY(deviceLock_);  // by ChannelID
 };
 

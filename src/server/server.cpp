@@ -139,6 +139,7 @@ void CJ2534Server::KeepDevice(std::uint32_t deviceId, Devices::node_type entry) 
     const platform::MutexLock lock(mapLock_);
     const auto kept = devices_.insert(std::move(entry));
     if (!kept.inserted) replaced = std::exchange(kept.position->second, kept.node.mapped());
+    hasDevices_ = true;
   }
   if (replaced == nullptr) return;
   const LastErrorKept kept;
@@ -152,6 +153,7 @@ bool CJ2534Server::ForgetDevice(std::uint32_t deviceId) {
   if (found == devices_.end()) return false;
   forgotten = std::move(found->second);
   devices_.erase(found);
+  hasDevices_ = !devices_.empty();
   return true;
 }
 

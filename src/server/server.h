@@ -116,7 +116,6 @@ class CJ2534Server : public CJ2534 {
   // The entries are made before anything is connected, under any key: keeping them can't fail.
   void KeepDevice(std::uint32_t deviceId, Devices::node_type entry) EXCLUDES(mapLock_);
   bool ForgetDevice(std::uint32_t deviceId) EXCLUDES(mapLock_);
-  bool HasDevices() EXCLUDES(mapLock_);
   std::vector<DevicePtr> AllDevices() EXCLUDES(mapLock_);
 
   void KeepChannel(std::uint32_t channelId, ChannelDevices::node_type entry) EXCLUDES(mapLock_);
@@ -129,6 +128,7 @@ class CJ2534Server : public CJ2534 {
   // Held for map operations only; never while a device or the D-PDU library is called.
   platform::Mutex mapLock_;
   Devices devices_ GUARDED_BY(mapLock_);
+  std::atomic<bool> hasDevices_{false};  // written under the lock
   ChannelDevices channelDevices_ GUARDED_BY(mapLock_);
 };
 

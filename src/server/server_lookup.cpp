@@ -62,7 +62,7 @@ T_PDU_ERROR AddEntries(const PDU_MODULE_ITEM& modules, VqxInfoList& list) {
 Status CJ2534Server::GetDeviceIDFromChannelID(std::uint32_t channelId, std::uint32_t* deviceId) {
   return Traced(methods::server::kGetDeviceIDFromChannelID, [&](Exits& exit) -> Status {
     if (deviceId == nullptr) return exit.PassOn(1, ERR_NULL_PARAMETER, "NULL Device ID pointer.");
-    if (!HasDevices()) return exit.PassOn(2, ERR_INVALID_DEVICE_ID, "Invalid DeviceID.");
+    if (!hasDevices_) return exit.PassOn(2, ERR_INVALID_DEVICE_ID, "Invalid DeviceID.");
     const platform::MutexLock lock(mapLock_);
     const auto found = channelDevices_.find(channelId);
     if (found == channelDevices_.end()) {
@@ -106,7 +106,7 @@ Status CJ2534Server::GetDeviceFromModuleHandle(UNUM32 moduleHandle, DevicePtr* d
 
 Status CJ2534Server::GetDeviceFromChannelID(std::uint32_t channelId, DevicePtr* device) {
   return Traced(methods::server::kGetDeviceFromChannelID, [&](Exits& exit) -> Status {
-    if (!HasDevices()) return exit.PassOn(1, ERR_INVALID_DEVICE_ID, "Invalid DeviceID.");
+    if (!hasDevices_) return exit.PassOn(1, ERR_INVALID_DEVICE_ID, "Invalid DeviceID.");
     std::uint32_t deviceId = 0;
     if (const Status status = GetDeviceIDFromChannelID(channelId, &deviceId)) {
       return exit.PassOn(2, status, "Error getting DeviceID from ChannelID.");
@@ -143,11 +143,6 @@ Status CJ2534Server::PopulateDeviceInfoList(VqxInfoList* list) {
 bool CJ2534Server::IsLost(std::uint32_t deviceId) {
   DevicePtr device;
   return GetDeviceFromDeviceID(deviceId, &device) == STATUS_NOERROR && !device->IsConnected();
-}
-
-bool CJ2534Server::HasDevices() {
-  const platform::MutexLock lock(mapLock_);
-  return !devices_.empty();
 }
 
 std::vector<DevicePtr> CJ2534Server::AllDevices() {

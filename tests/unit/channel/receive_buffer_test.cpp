@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 #include "support/scripted_pdu.h"
@@ -21,7 +22,7 @@ struct ReceiveBufferTest : testing::Test {
     CJ2534PassThruMsg message;
     EXPECT_EQ(message.Initialize(protocolId, item, {result->pDataBytes, result->NumDataBytes}, 0),
               STATUS_NOERROR);
-    return buffer.AddPassThruMsg(message);
+    return buffer.AddPassThruMsg(std::move(message));
   }
 
   Status Read() { return buffer.ReadPassThruMsg(AppMessage(out)); }

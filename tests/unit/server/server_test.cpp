@@ -84,6 +84,8 @@ TEST_F(ServerTest, CloseEndsTheDeviceAndItsChannels) {
   EXPECT_NE(Device(), nullptr) << "the application may try again";
   EXPECT_EQ(server.PassThruClose(kModule), STATUS_NOERROR);
   EXPECT_EQ(server.PassThruDisconnect(channelId), ERR_INVALID_DEVICE_ID);
+  EXPECT_EQ(server.PassThruDisconnect(channelId + 1), ERR_INVALID_DEVICE_ID)
+      << "without a device no channel is asked about";
 }
 
 struct Operation {
