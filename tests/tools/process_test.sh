@@ -99,6 +99,7 @@ monitor_in() {
 # ends_on SIGNAL: a monitor that would run for ever.
 ends_on() {
   local pid status=0 waited=0
+  : >"$work/out"  # what the last one printed is not waited for
   set -m  # a group of its own; and else the shell has the program ignore SIGINT
   "${launcher[@]}" "$tool" --library "$fake" monitor >"$work/out" 2>"$work/err" &
   pid=$!
