@@ -44,17 +44,17 @@ bool BusSession::HandOver(const std::vector<Message>& messages, const Handler& h
 void BusSession::Receive(std::optional<milliseconds> duration, const Handler& handler) {
   const auto start = steady_clock::now();
   while (!console_.stopRequested()) {
-    milliseconds wait = kReadSlice;
+    milliseconds left = kReadSlice;
     if (duration) {
+      // What is there when the time is over came in time: this program may not have been running.
       const auto passed = std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
-      if (passed >= *duration) return;
-      wait = std::min(wait, *duration - passed);
+      left = std::max(*duration - passed, milliseconds::zero());
     }
-    const ReadResult result = channel_.Read(wait);
+    const ReadResult result = channel_.Read(std::min(left, kReadSlice));
     if (result.overflow) console_.err << "passbridge: the library lost messages\n";
     const bool more = HandOver(result.messages, handler);
     console_.out.flush();
-    if (!more) return;
+    if (!more || left == milliseconds::zero()) return;
   }
 }
 

@@ -39,11 +39,14 @@ bool Ask(DiagnosticSession& session, std::span<const std::uint8_t> request, cons
   while (!stopRequested() && (expected == 0 || answered.size() < expected)) {
     auto deadline = end;
     for (const auto& [ecu, until] : pending) deadline = std::max(deadline, until);
-    const auto now = steady_clock::now();
-    if (deadline <= now) break;
-    const auto left = std::chrono::ceil<milliseconds>(deadline - now);
+    // What is there when the time is over came in time: this program may not have been running.
+    const auto left = std::max(std::chrono::ceil<milliseconds>(deadline - steady_clock::now()),
+                               milliseconds::zero());
     const auto answer = session.Receive(std::min(left, kSlice));
-    if (!answer || !AnswersService(answer->data, request[0])) continue;
+    if (!answer || !AnswersService(answer->data, request[0])) {
+      if (left == milliseconds::zero()) break;
+      continue;
+    }
     if (IsResponsePending(answer->data)) {
       pending[answer->ecu] = steady_clock::now() + limits.pending;
     } else {
