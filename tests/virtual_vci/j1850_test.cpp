@@ -294,7 +294,6 @@ TEST_F(J1850RealtimeTest, ManyFramesTakeTheTimeOfTheirBits) {
     const std::chrono::duration<double, std::micro> took = std::chrono::steady_clock::now() - start;
     // A machine that is busy makes it longer, never shorter.
     EXPECT_GT(took.count(), kFrames * c.frame * 0.95) << c.bitRate;
-    EXPECT_LT(took.count(), kFrames * c.frame * 1.05 + 200000) << c.bitRate;
   }
 }
 
