@@ -80,6 +80,7 @@ class MapsWalk {
 
 // A signal set and a file offset, which the calls below take and the kernel accepts at any address.
 constexpr std::size_t kWordSize = 8;
+static_assert(sizeof(long) == kWordSize, "sendfile's offset has other sizes elsewhere");
 
 // Whether the word at an address is there, of a call that fails with `expected` if it is.
 std::optional<bool> AnswerOf(long result, int expected) {
