@@ -22,7 +22,7 @@ class MessageQueue {
   bool IsEmpty() const { return size_ == 0; }
   std::size_t Size() const { return size_; }
   void Add(CJ2534PassThruMsg&& message);
-  /// The oldest; there must be one.
+  /// Moves the oldest out; there must be one.
   void Take(CJ2534PassThruMsg& message);
   /// Lets go of the messages, oldest first.
   void Clear();

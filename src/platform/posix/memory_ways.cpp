@@ -92,9 +92,8 @@ std::optional<bool> TouchWord(std::uintptr_t address, MemoryUse use) {
   if (use == MemoryUse::Read) {
     // The set of signals is read before the unknown operation is refused.
     constexpr int kNoOperation = 0x7FFFFFFF;
-    return AnswerOf(
-        ::syscall(SYS_rt_sigprocmask, kNoOperation, address, nullptr, std::size_t{kWordSize}),
-        EINVAL);
+    return AnswerOf(::syscall(SYS_rt_sigprocmask, kNoOperation, address, nullptr, kWordSize),
+                    EINVAL);
   }
   // The offset is read, and written back although the files are none.
   return AnswerOf(::syscall(SYS_sendfile, -1, -1, address, 0), EBADF);
@@ -109,7 +108,7 @@ std::uintptr_t WordOf(std::uintptr_t address, std::size_t size) {
 std::optional<bool> TouchLessThanAWord(std::uintptr_t address, MemoryUse use) {
   if (use == MemoryUse::Read) return TouchWord(WordOf(address, kWordSize), use);
   static std::uint32_t awaitedByNobody;
-  // Nothing is added to a word, in one step.
+  // Nothing is or-ed into the word in one step: what others write to it meanwhile stays.
   return AnswerOf(::syscall(SYS_futex, &awaitedByNobody, FUTEX_WAKE_OP | FUTEX_PRIVATE_FLAG, 0,
                             nullptr, WordOf(address, sizeof awaitedByNobody),
                             FUTEX_OP(FUTEX_OP_OR, 0, FUTEX_OP_CMP_LT, 0)),
